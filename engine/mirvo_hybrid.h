@@ -1,0 +1,102 @@
+#pragma once
+
+#include <string>
+
+#include "core/error_code.h"
+#include "core/lsc_table.h"
+#include "core/matrix.h"
+#include "core/mirvo_params.h"
+#include "core/mirvo_state.h"
+#include "core/stats.h"
+#include "engine/log_stats.h"
+#include "resample/lsc_gain.h"
+
+namespace mirvo {
+
+// The shading estimation engine. Every grid has a fixed size from
+// construction on, so a frame with diagnostics off allocates nothing.
+// Members are public so tools and tests can inspect every intermediate grid.
+class MirvoHybrid {
+ public:
+  MirvoHybrid();
+  ~MirvoHybrid();
+  MirvoHybrid(const MirvoHybrid&) = delete;
+  MirvoHybrid& operator=(const MirvoHybrid&) = delete;
+
+  // Configuration: both store pointers; the records must outlive the engine.
+  void SetMirvoParams(const MirvoParams& params);
+  void SetMirvoDebugParams(MirvoDebugParams& params);
+
+  // Base table: copied, recorded with debugging on, and turned into log gains.
+  void SetLscBaseTable(const LscTable& table);
+  // Offline path: reads an LSC table header file (see LscTableLoadHeaderFile
+  // for the missing-marker hazard). 0, or -1 after a message on stderr.
+  int LoadLscBaseTable(const char* path);
+  // Adds the base table's log gains onto the log-chroma statistics.
+  void ApplyLscBaseTable();
+  LscTable* GetMirvoTable();
+
+  // Statistics intake and the gradient mask.
+  errCode SetStats(const Stats& stats);
+  void RemoveUnreliableStats();
+
+  // Stages, in the order GenerateDlscTable runs them.
+  void EstimateGradient();
+  void FitLearnedTintProfile();
+  void TemporalFilter(float prj_u, float prj_v);
+  void IntegratorSum();
+  void IntegrateGradientResidue();
+  void LogToLinear();
+  void GenerateDlscTable();
+  void MergeTintBaseTables();
+
+  errCode SaveDisgnosticData(const std::string& path);
+
+  MirvoState state_;
+  MirvoDebugParams* pdebug_params_;
+  const MirvoParams* pconfig_params_;
+  LscTable base_table_;
+  LscGain lsc_gain_;
+  LogStats log_stats_;
+  LscTable mirvo_table_;
+  Matrix<float> WX;
+  Matrix<float> WY;
+  float weight_vec_[kNumEdges];
+  float grad_u_vec_[kNumEdges];
+  float grad_v_vec_[kNumEdges];
+  float prj_u_;
+  float prj_v_;
+  float prev_prj_u_;
+  float prev_prj_v_;
+  float temporal_update_gain_;
+  float residue_u_vec_[kNumEdges];
+  float residue_v_vec_[kNumEdges];
+  Matrix<float> GradH_UX;
+  Matrix<float> GradH_UY;
+  Matrix<float> GradH_VX;
+  Matrix<float> GradH_VY;
+  Matrix<float> log_tint_u;
+  Matrix<float> log_tint_v;
+  Matrix<float> temporal_tint_u_;
+  Matrix<float> temporal_tint_v_;
+  Matrix<float> GradL_UX;
+  Matrix<float> GradL_UY;
+  Matrix<float> GradL_VX;
+  Matrix<float> GradL_VY;
+
+ private:
+  // Scratch of IntegratorSum, kept as a member so a frame never allocates.
+  Matrix<float> integrator_scratch_;
+};
+
+// Engine internals, exposed for unit tests only.
+namespace internal {
+// Carries statistics-grid differences gx (24 x 31) and gy (23 x 32) onto the
+// lattice differences lx (13 x 16) and ly (12 x 17).
+void Matrix24x32ToMatrix13x17(const Matrix<float>& gx, const Matrix<float>& gy, Matrix<float>& lx,
+                              Matrix<float>& ly);
+// Path-integrates lx/ly from start node [r0][c0] into out (zero there).
+void Integrator(int c0, int r0, const Matrix<float>& lx, const Matrix<float>& ly, Matrix<float>& out);
+}  // namespace internal
+
+}  // namespace mirvo

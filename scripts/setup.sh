@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Installs what building, testing and cross-testing mirvo needs on Debian 12.
+# Idempotent: packages already present are not fetched again.
+set -euo pipefail
+
+SUDO=""
+if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
+
+HOST_PKGS=(cmake ninja-build g++ libgtest-dev libbenchmark-dev libpng-dev android-liblog-dev
+           clang-14 libclang-rt-14-dev clang-format-14)
+CROSS_PKGS=(g++-aarch64-linux-gnu qemu-user android-liblog-dev:arm64 libc6:arm64 libstdc++6:arm64)
+
+want=("${HOST_PKGS[@]}")
+if [ "${MIRVO_SKIP_CROSS:-0}" != "1" ]; then
+  if ! dpkg --print-foreign-architectures | grep -qx arm64; then
+    $SUDO dpkg --add-architecture arm64
+    NEED_UPDATE=1
+  fi
+  want+=("${CROSS_PKGS[@]}")
+fi
+
+missing=()
+for p in "${want[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+
+if [ "${#missing[@]}" -gt 0 ] || [ "${NEED_UPDATE:-0}" = "1" ]; then
+  echo "setup: installing ${missing[*]:-(package lists only)}"
+  $SUDO apt-get update -q
+  if [ "${#missing[@]}" -gt 0 ]; then
+    DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -q --no-install-recommends "${missing[@]}"
+  fi
+else
+  echo "setup: all packages present"
+fi

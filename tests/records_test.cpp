@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "core/crop_info.h"
+#include "core/matrix.h"
+#include "core/mirvo_params.h"
+#include "core/stats.h"
+
+namespace mirvo {
+namespace {
+
+TEST(Records, ConfigureStatsSizeReplacesBufferWithZeroedOne) {
+  Stats s;
+  ASSERT_EQ(s.ConfigureStatsSize(4, 3), kOk);
+  s.bit_depth = 10;
+  s.cells[5].sum[R] = 7;
+  ASSERT_EQ(s.ConfigureStatsSize(32, 24), kOk);
+  EXPECT_EQ(s.cols, 32);
+  EXPECT_EQ(s.rows, 24);
+  EXPECT_EQ(s.bit_depth, 14);
+  const StatsCell zero{};
+  for (int i = 0; i < 768; ++i) ASSERT_EQ(std::memcmp(&s.cells[i], &zero, sizeof zero), 0);
+}
+
+TEST(Records, StatsMoveTransfersOwnership) {
+  Stats a;
+  a.ConfigureStatsSize(2, 2);
+  StatsCell* cells = a.cells;
+  Stats b(std::move(a));
+  EXPECT_EQ(b.cells, cells);
+  EXPECT_EQ(a.cells, nullptr);
+}
+
+TEST(Records, ByteMatrixWidensWithoutScaling) {
+  unsigned char flags[24][32] = {};
+  flags[0][1] = 1;
+  flags[23][31] = 255;
+  Matrix<unsigned short> m(flags);
+  EXPECT_EQ(m.cols, 32);
+  EXPECT_EQ(m.rows, 24);
+  EXPECT_EQ(m(0, 0), 0);
+  EXPECT_EQ(m(0, 1), 1);
+  EXPECT_EQ(m(23, 31), 255);
+}
+
+TEST(Records, FloatMatrixFromPlaneCopiesRowMajor) {
+  float plane[13][17];
+  for (int r = 0; r < 13; ++r)
+    for (int c = 0; c < 17; ++c) plane[r][c] = r * 100.0f + c;
+  Matrix<float> m(plane);
+  EXPECT_EQ(m.cols, 17);
+  EXPECT_EQ(m.rows, 13);
+  ASSERT_EQ(m.data.size(), 221u);
+  EXPECT_EQ(m.data[1 * 17 + 2], 102.0f);
+  EXPECT_EQ(m.data[220], 1216.0f);
+}
+
+TEST(Records, InitMirvoParamsSetsDefaultsAndKeepsProfile) {
+  MirvoParams p;
+  std::memset(&p, 0x7f, sizeof p);
+  p.learned_tint_profile.BUL[0][0] = -0.0545f;
+  InitMirvoParams(p);
+  for (uint8_t v : p.version) EXPECT_EQ(v, 0);
+  EXPECT_EQ(p.tuning.min_level_thd, 0.001f);
+  EXPECT_EQ(p.tuning.max_level_thd, 0.99f);
+  EXPECT_EQ(p.tuning.sat_ratio_thd, 0.6f);
+  EXPECT_EQ(p.tuning.smooth_thd, 0.04f);
+  EXPECT_EQ(p.tuning.limit_thd, 0.01f);
+  EXPECT_EQ(p.tuning.filter_input_stats, 0);
+  EXPECT_EQ(p.tuning.prj_delta_thd, 0.15f);
+  EXPECT_EQ(p.tuning.tint_update_gain, 0.3f);
+  EXPECT_EQ(p.tuning.enable_temporal_filter, 1);
+  EXPECT_EQ(p.learned_tint_profile.BUL[0][0], -0.0545f);
+  EXPECT_EQ(p.learned_tint_profile.BgVHXY[1479], p.learned_tint_profile.BgVHXY[0]);
+}
+
+TEST(Records, CropsCompareBitwise) {
+  CropInfo a, b;
+  EXPECT_TRUE(SameCrop(a, b));
+  b.offs_x = -0.0f;
+  EXPECT_FALSE(SameCrop(a, b));
+  a.offs_x = std::nanf("");
+  b.offs_x = a.offs_x;
+  EXPECT_TRUE(SameCrop(a, b));
+}
+
+}  // namespace
+}  // namespace mirvo

@@ -1,0 +1,64 @@
+#include "test_support.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace mirvo_test {
+namespace {
+
+std::vector<LogLine>& Captured() {
+  static std::vector<LogLine> lines;
+  return lines;
+}
+
+void Capture(const __android_logger_data* data, const char* message) {
+  Captured().push_back({data->priority, data->tag ? data->tag : "", message ? message : ""});
+}
+
+}  // namespace
+
+LogCapture::LogCapture() {
+  Captured().clear();
+  __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+  __android_log_set_logger(Capture);
+}
+
+LogCapture::~LogCapture() {
+  __android_log_set_logger(__android_log_stderr_logger);
+  __android_log_set_minimum_priority(ANDROID_LOG_DEFAULT);
+}
+
+const std::vector<LogLine>& LogCapture::lines() const { return Captured(); }
+void LogCapture::clear() { Captured().clear(); }
+
+TempDir::TempDir() {
+  std::string tmpl = (std::filesystem::temp_directory_path() / "mirvo_test_XXXXXX").string();
+  if (!mkdtemp(tmpl.data())) throw std::runtime_error("mkdtemp failed");
+  path_ = tmpl;
+}
+
+TempDir::~TempDir() {
+  std::error_code ec;
+  std::filesystem::remove_all(path_, ec);
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+void WriteFile(const std::string& path, const std::string& content) {
+  std::ofstream out(path, std::ios::binary);
+  out << content;
+}
+
+std::string DataPath(const std::string& name) { return std::string(MIRVO_TEST_DATA_DIR) + "/" + name; }
+
+}  // namespace mirvo_test

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+#include "core/error_code.h"
+
+namespace mirvo {
+
+// A raw Bayer frame split into four quarter-resolution planes. The green of
+// the quad's top row always lands in plane_gr_, the bottom-row green in
+// plane_gb_, whatever the pattern.
+class BayerRaw {
+ public:
+  BayerRaw() = default;
+  ~BayerRaw();
+  BayerRaw(const BayerRaw&) = delete;
+  BayerRaw& operator=(const BayerRaw&) = delete;
+
+  // pattern: "RGGB", "GRBG", "BGGR" or "GBRG" (exact, case-sensitive).
+  // kOk, kFileError on open/read failure, kInvalidInput on an unknown pattern
+  // (the half sizes are updated before the pattern check, as documented).
+  errCode ReadRawImage(const char* path, int width, int height, int bit_depth, const char* pattern, bool mipi);
+  // Writes the planes as an unpacked BGGR frame.
+  errCode SaveRaw(const char* path) const;
+
+  int32_t half_height_ = 0;
+  int32_t half_width_ = 0;
+  int32_t bit_depth_ = 0;
+  uint16_t* plane_r_ = nullptr;
+  uint16_t* plane_gr_ = nullptr;
+  uint16_t* plane_gb_ = nullptr;
+  uint16_t* plane_b_ = nullptr;
+};
+
+// Reads height rows of width little-endian 16-bit samples. 0 or -100.
+int ReadUnpackedRaw(FILE* file, int height, int width, uint16_t* dst);
+// Unpacks height rows of MIPI RAW10 (5 bytes per 4 pixels, rows padded to a
+// multiple of 8 bytes). 0 or -100.
+int ReadRaw10Mipi(FILE* file, int height, int width, uint16_t* dst);
+
+}  // namespace mirvo
