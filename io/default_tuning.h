@@ -5,7 +5,7 @@
 namespace mirvo {
 
 // The compiled-in default tuning record: InitMirvoParams defaults and the
-// built-in learned tint profile (see tools/gen_default_profile.py).
+// built-in learned tint profile (its generator and origin are described in data/README.md).
 const MirvoParams& DefaultMirvoParams();
 
 }  // namespace mirvo
