@@ -1,0 +1,24 @@
+#include "fuzz_support.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace mirvo_fuzz {
+
+const std::string& WriteScratch(const uint8_t* data, size_t size) {
+  static const std::string path = "/tmp/mirvo_fuzz_" + std::to_string(getpid());
+  FILE* f = std::fopen(path.c_str(), "wb");
+  if (!f) Fail("cannot write scratch file");
+  if (size && std::fwrite(data, 1, size, f) != size) Fail("short write of scratch file");
+  std::fclose(f);
+  return path;
+}
+
+void Fail(const char* what) {
+  std::fprintf(stderr, "mirvo fuzz invariant broken: %s\n", what);
+  std::abort();
+}
+
+}  // namespace mirvo_fuzz

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace mirvo_fuzz {
+
+// Writes the input to a per-process scratch file and returns its path; the
+// readers under test take paths, not buffers.
+const std::string& WriteScratch(const uint8_t* data, size_t size);
+
+// Aborts with a message so libFuzzer records the input as a crash.
+[[noreturn]] void Fail(const char* what);
+
+}  // namespace mirvo_fuzz
