@@ -14,7 +14,8 @@
 
 namespace {
 
-size_t g_allocations = 0;
+// Per thread: libFuzzer's own monitor thread allocates too.
+thread_local size_t g_allocations = 0;
 
 class Reader {
  public:
