@@ -1,0 +1,91 @@
+#include "engine/mirvo_hybrid.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "io/lsc_table_file.h"
+
+namespace mirvo {
+
+namespace {
+
+void RecordBaseTable(MirvoState& state, const LscTable& table) {
+  state.Set("base_table_R[13][17]", Matrix<float>(table.r_gain));
+  state.Set("base_table_Gr[13][17]", Matrix<float>(table.gr_gain));
+  state.Set("base_table_Gb[13][17]", Matrix<float>(table.gb_gain));
+  state.Set("base_table_B[13][17]", Matrix<float>(table.b_gain));
+}
+
+}  // namespace
+
+// Every grid gets its final shape here, so no stage ever has to allocate. The
+// tables, vectors and projections are zeroed although each frame writes them
+// before reading: it keeps an unconfigured engine deterministic.
+MirvoHybrid::MirvoHybrid()
+    : pdebug_params_(nullptr),
+      pconfig_params_(nullptr),
+      base_table_(),
+      mirvo_table_(),
+      WX(31, 24, 0.0f),
+      WY(32, 23, 0.0f),
+      weight_vec_(),
+      grad_u_vec_(),
+      grad_v_vec_(),
+      prj_u_(0.0f),
+      prj_v_(0.0f),
+      prev_prj_u_(0.0f),
+      prev_prj_v_(0.0f),
+      temporal_update_gain_(1.0f),
+      residue_u_vec_(),
+      residue_v_vec_(),
+      GradH_UX(31, 24, 0.0f),
+      GradH_UY(32, 23, 0.0f),
+      GradH_VX(31, 24, 0.0f),
+      GradH_VY(32, 23, 0.0f),
+      log_tint_u(17, 13, 0.0f),
+      log_tint_v(17, 13, 0.0f),
+      temporal_tint_u_(17, 13, 0.0f),
+      temporal_tint_v_(17, 13, 0.0f),
+      GradL_UX(16, 13, 0.0f),
+      GradL_UY(17, 12, 0.0f),
+      GradL_VX(16, 13, 0.0f),
+      GradL_VY(17, 12, 0.0f),
+      integrator_scratch_(17, 13, 0.0f) {}
+
+MirvoHybrid::~MirvoHybrid() = default;
+
+void MirvoHybrid::SetMirvoParams(const MirvoParams& params) { pconfig_params_ = &params; }
+
+void MirvoHybrid::SetMirvoDebugParams(MirvoDebugParams& params) { pdebug_params_ = &params; }
+
+void MirvoHybrid::SetLscBaseTable(const LscTable& table) {
+  std::memcpy(&base_table_, &table, sizeof(LscTable));
+  if (pdebug_params_->debug_enable) RecordBaseTable(state_, base_table_);
+  lsc_gain_.Init(base_table_);
+}
+
+int MirvoHybrid::LoadLscBaseTable(const char* path) {
+  if (LscTableLoadHeaderFile(path, base_table_) != kOk) {
+    std::fprintf(stderr, "Error in loading rolloff file: %s\n", path);
+    std::fflush(stderr);
+    return -1;
+  }
+  if (pdebug_params_ != nullptr && pdebug_params_->debug_enable) RecordBaseTable(state_, base_table_);
+  lsc_gain_.Init(base_table_);
+  return 0;
+}
+
+void MirvoHybrid::ApplyLscBaseTable() {
+  Matrix<float>& u = log_stats_.log_u_input;
+  Matrix<float>& v = log_stats_.log_v_input;
+  const int nu = u.rows * u.cols;
+  for (int i = 0; i < nu; ++i) u.data[i] += lsc_gain_.lsc_log_RG_gain.data[i];
+  const int nv = v.rows * v.cols;
+  for (int i = 0; i < nv; ++i) v.data[i] += lsc_gain_.lsc_log_BG_gain.data[i];
+}
+
+LscTable* MirvoHybrid::GetMirvoTable() { return &mirvo_table_; }
+
+errCode MirvoHybrid::SaveDisgnosticData(const std::string& path) { return state_.SaveAll(path); }
+
+}  // namespace mirvo
