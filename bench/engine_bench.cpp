@@ -1,0 +1,125 @@
+// Per-frame cost of the engine, whole and stage by stage, each reported with
+// its ratio to a floor measured in the same run ("x_floor" counter).
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+
+#include "baselines.h"
+#include "bench_fixtures.h"
+#include "core/core.h"
+#include "io/default_tuning.h"
+
+namespace mirvo_bench {
+namespace {
+
+constexpr int kFrames = 16;
+
+struct EngineFixture {
+  mirvo::MirvoParams params = mirvo::DefaultMirvoParams();
+  mirvo::Core core;
+  mirvo::Stats stats[kFrames];
+  mirvo::LscTable tables[kFrames];
+  mirvo::LscTable out;
+  explicit EngineFixture(bool debug) {
+    core.LoadMirvoParams(params);
+    core.GetMutableDebugParams()->debug_enable = debug;
+    for (int i = 0; i < kFrames; ++i) {
+      MakeFrameStats(i, &stats[i]);
+      MakeBaseTable(i, &tables[i]);
+    }
+    RunFrame(0);
+  }
+  void RunFrame(int i) {
+    core.SetStats(stats[i % kFrames]);
+    core.SetInputLscTable(tables[i % kFrames]);
+    core.Execute();
+    core.GetOutputLscTable(&out);
+  }
+};
+
+// Runs body once per iteration and reports its mean time over the floor.
+template <typename Body>
+void Measure(benchmark::State& state, double floor_seconds, Body&& body) {
+  const auto start = std::chrono::steady_clock::now();
+  for (auto _ : state) body();
+  const double per_iter =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / state.iterations();
+  state.counters["x_floor"] = per_iter / floor_seconds;
+}
+
+void BM_Frame(benchmark::State& state) {
+  const bool debug = state.range(0) != 0;
+  EngineFixture f(debug);
+  int i = 0;
+  Measure(state, MathFloorSeconds(), [&] { f.RunFrame(i++); });
+}
+BENCHMARK(BM_Frame)->Arg(0)->ArgName("debug");
+BENCHMARK(BM_Frame)->Arg(1)->ArgName("debug")->Unit(benchmark::kMicrosecond);
+
+void BM_Stage_LogStatsInit(benchmark::State& state) {
+  EngineFixture f(false);
+  const auto& t = f.params.tuning;
+  int i = 0;
+  Measure(state, CellPassSeconds(), [&] {
+    benchmark::DoNotOptimize(
+        f.core.log_stats_.Init(f.stats[i++ % kFrames], t.min_level_thd, t.max_level_thd, t.sat_ratio_thd));
+  });
+}
+BENCHMARK(BM_Stage_LogStatsInit);
+
+void BM_Stage_LscGainInit(benchmark::State& state) {
+  EngineFixture f(false);
+  int i = 0;
+  Measure(state, MathFloorSeconds(), [&] { f.core.lsc_gain_.Init(f.tables[i++ % kFrames]); });
+}
+BENCHMARK(BM_Stage_LscGainInit);
+
+// Stages after the intake run on the state of a real frame; each is
+// idempotent enough on repeat to time in isolation.
+void BM_Stage_EstimateGradient(benchmark::State& state) {
+  EngineFixture f(false);
+  Measure(state, CellPassSeconds(), [&] { f.core.EstimateGradient(); });
+}
+BENCHMARK(BM_Stage_EstimateGradient);
+
+void BM_Stage_FitLearnedTintProfile(benchmark::State& state) {
+  EngineFixture f(false);
+  Measure(state, CellPassSeconds(), [&] { f.core.FitLearnedTintProfile(); });
+}
+BENCHMARK(BM_Stage_FitLearnedTintProfile);
+
+void BM_Stage_LatticeConversion(benchmark::State& state) {
+  EngineFixture f(false);
+  auto& e = f.core;
+  Measure(state, CellPassSeconds(), [&] {
+    mirvo::internal::Matrix24x32ToMatrix13x17(e.GradH_UX, e.GradH_UY, e.GradL_UX, e.GradL_UY);
+    mirvo::internal::Matrix24x32ToMatrix13x17(e.GradH_VX, e.GradH_VY, e.GradL_VX, e.GradL_VY);
+  });
+}
+BENCHMARK(BM_Stage_LatticeConversion);
+
+void BM_Stage_IntegratorSum(benchmark::State& state) {
+  EngineFixture f(false);
+  Measure(state, CellPassSeconds(), [&] { f.core.IntegratorSum(); });
+}
+BENCHMARK(BM_Stage_IntegratorSum);
+
+void BM_Stage_LogToLinear(benchmark::State& state) {
+  EngineFixture f(false);
+  Measure(state, MathFloorSeconds(), [&] {
+    // Keep the input in range: linear values fed back would drift.
+    for (float& v : f.core.log_tint_u.data) v = 0.01f;
+    for (float& v : f.core.log_tint_v.data) v = -0.01f;
+    f.core.LogToLinear();
+  });
+}
+BENCHMARK(BM_Stage_LogToLinear);
+
+void BM_Stage_MergeTintBaseTables(benchmark::State& state) {
+  EngineFixture f(false);
+  Measure(state, CellPassSeconds(), [&] { f.core.MergeTintBaseTables(); });
+}
+BENCHMARK(BM_Stage_MergeTintBaseTables);
+
+}  // namespace
+}  // namespace mirvo_bench
