@@ -1,0 +1,295 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <initializer_list>
+#include <tuple>
+#include <vector>
+
+#include "engine/filters.h"
+#include "engine/mirvo_hybrid.h"
+#include "tests/support/test_support.h"
+
+namespace mirvo {
+namespace {
+
+struct LatticeCase {
+  Matrix<float> gx{31, 24};
+  Matrix<float> gy{32, 23};
+  Matrix<float> lx{16, 13, 99.0f};  // stale contents must be cleared
+  Matrix<float> ly{17, 12, 99.0f};
+  void Run() { internal::Matrix24x32ToMatrix13x17(gx, gy, lx, ly); }
+};
+
+// Every entry of m is zero except those listed.
+void ExpectOnly(const Matrix<float>& m, std::initializer_list<std::tuple<int, int, float>> nonzero) {
+  Matrix<float> expected(m.cols, m.rows);
+  for (const auto& [r, c, v] : nonzero) expected(r, c) = v;
+  for (int r = 0; r < m.rows; ++r)
+    for (int c = 0; c < m.cols; ++c) EXPECT_EQ(m(r, c), expected(r, c)) << "at [" << r << "][" << c << "]";
+}
+
+TEST(LatticeConversion, ConstantFieldGivesTwiceTheStepEverywhere) {
+  LatticeCase t;
+  t.gx.data.assign(t.gx.data.size(), 0.25f);
+  t.gy.data.assign(t.gy.data.size(), -0.5f);
+  t.Run();
+  // A lattice step spans two statistics cells; the doubled border rows and
+  // columns make the borders agree with the interior.
+  for (float v : t.lx.data) ASSERT_EQ(v, 0.5f);
+  for (float v : t.ly.data) ASSERT_EQ(v, -1.0f);
+}
+
+TEST(LatticeConversion, HorizontalSpikesAndPaddedBorders) {
+  LatticeCase t;
+  // Interior row 3 (second of pair k=1), column 0 repeated by the padding.
+  t.gx(3, 0) = 1.0f;
+  // Row 0, last column repeated; lattice row 0 is doubled.
+  t.gx(0, 30) = 1.0f;
+  t.Run();
+  ExpectOnly(t.lx, {{1, 0, -0.375f}, {2, 0, 1.125f}, {0, 15, 2.25f}, {1, 15, -0.375f}});
+  ExpectOnly(t.ly, {});
+}
+
+TEST(LatticeConversion, VerticalDifferencesUseTheAsymmetricOddColumnTerm) {
+  LatticeCase t;
+  // Odd column 5 only enters the one-sided term: 3 x centre + below.
+  t.gy(4, 5) = 1.0f;
+  t.Run();
+  ExpectOnly(t.ly, {{2, 2, -0.375f}, {2, 3, 1.125f}});
+
+  LatticeCase below;
+  // Same column one row lower: weight 1 as the "below" sample of pair k=2.
+  below.gy(5, 5) = 1.0f;
+  below.Run();
+  ExpectOnly(below.ly, {{2, 2, -0.125f}, {2, 3, 0.375f}});
+
+  LatticeCase above;
+  // One row higher: a symmetric [1 2 1] would see it from pair k=2, the
+  // one-sided term does not; it lands in pair k=1 as a "below" sample.
+  above.gy(3, 5) = 1.0f;
+  above.Run();
+  ExpectOnly(above.ly, {{1, 2, -0.125f}, {1, 3, 0.375f}});
+  ExpectOnly(above.lx, {});
+}
+
+TEST(LatticeConversion, EvenColumnsUseTheSymmetricTermWithPaddedFirstRow) {
+  LatticeCase t;
+  t.gy(4, 6) = 1.0f;
+  t.Run();
+  ExpectOnly(t.ly, {{2, 3, 0.75f}, {2, 4, -0.25f}});
+
+  LatticeCase border;
+  // gy row 0 appears twice in the padded copy; lattice column 0 is doubled.
+  border.gy(0, 0) = 1.0f;
+  border.Run();
+  ExpectOnly(border.ly, {{0, 0, 2.25f}, {0, 1, -0.375f}});
+}
+
+struct Lattice {
+  Matrix<float> lx{16, 13};
+  Matrix<float> ly{17, 12};
+  Matrix<float> out;
+};
+
+TEST(Integrator, ConsistentFieldIsReproducedFromAnyStartNode) {
+  Lattice l;
+  l.lx.data.assign(l.lx.data.size(), 1.0f);
+  l.ly.data.assign(l.ly.data.size(), 2.0f);
+  for (int r0 : {0, 6, 12}) {
+    for (int c0 : {0, 8, 16}) {
+      internal::Integrator(c0, r0, l.lx, l.ly, l.out);
+      ASSERT_EQ(l.out.cols, 17);
+      ASSERT_EQ(l.out.rows, 13);
+      for (int r = 0; r < 13; ++r)
+        for (int c = 0; c < 17; ++c)
+          ASSERT_EQ(l.out(r, c), static_cast<float>((c - c0) + 2 * (r - r0)))
+              << r0 << "," << c0 << " @" << r << "," << c;
+    }
+  }
+}
+
+TEST(Integrator, InconsistentFieldAveragesBothPredictions) {
+  Lattice l;
+  l.out = Matrix<float>(17, 13, 7.0f);  // stale contents must be cleared
+  l.lx(0, 0) = 4.0f;
+  internal::Integrator(0, 0, l.lx, l.ly, l.out);
+  for (int c = 1; c < 17; ++c) EXPECT_EQ(l.out(0, c), 4.0f);
+  for (int r = 0; r < 13; ++r) EXPECT_EQ(l.out(r, 0), 0.0f);
+  EXPECT_EQ(l.out(1, 1), 2.0f);  // (4 + 0) / 2
+  EXPECT_EQ(l.out(1, 2), 3.0f);  // (4 + 2) / 2
+  EXPECT_EQ(l.out(1, 3), 3.5f);
+  EXPECT_EQ(l.out(2, 1), 1.0f);  // (2 + 0) / 2
+  EXPECT_EQ(l.out(2, 2), 2.0f);  // (3 + 1) / 2
+}
+
+TEST(GaussFilter, SmoothsInteriorFullyBordersOneWayAndKeepsCorners) {
+  Matrix<float> m(17, 13);
+  m(5, 5) = 16.0f;    // interior
+  m(0, 10) = 16.0f;   // top border
+  m(12, 16) = 16.0f;  // corner
+  Filters::Gauss_3x3(m);
+  ExpectOnly(m, {
+                    {4, 4, 1.0f},    {4, 5, 2.0f},   {4, 6, 1.0f},   {5, 4, 2.0f},   {5, 5, 4.0f},
+                    {5, 6, 2.0f},    {6, 4, 1.0f},   {6, 5, 2.0f},   {6, 6, 1.0f},   {0, 9, 4.0f},
+                    {0, 10, 8.0f},   {0, 11, 4.0f},  {1, 9, 1.0f},   {1, 10, 2.0f},  {1, 11, 1.0f},
+                    {12, 16, 16.0f}, {12, 15, 4.0f}, {11, 16, 4.0f}, {11, 15, 1.0f},
+                });
+}
+
+TEST(GaussFilter, DegenerateShapesAreLeftAlone) {
+  Matrix<float> two(2, 2);
+  two.data = {1.0f, 5.0f, 9.0f, 3.0f};
+  Filters::Gauss_3x3(two);
+  EXPECT_EQ(two.data, (std::vector<float>{1.0f, 5.0f, 9.0f, 3.0f}));
+
+  Matrix<float> row(4, 1);
+  row.data = {0.0f, 8.0f, 0.0f, 4.0f};
+  Filters::Gauss_3x3(row);
+  EXPECT_EQ(row.data, (std::vector<float>{0.0f, 4.0f, 3.0f, 4.0f}));
+}
+
+class IntegrationStage : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::memset(&params_, 0, sizeof params_);
+    InitMirvoParams(params_);
+    std::memset(&params_.learned_tint_profile, 0, sizeof params_.learned_tint_profile);
+    params_.tuning.filter_input_stats = 0;
+    params_.tuning.enable_temporal_filter = 0;
+    engine_.SetMirvoParams(params_);
+    engine_.SetMirvoDebugParams(debug_);
+    engine_.prj_u_ = 0.0f;
+    engine_.prj_v_ = 0.0f;
+  }
+
+  // A step of 1 between lattice columns 7 and 8 in u: a surface that the
+  // smoothing visibly changes.
+  void SetStepField() {
+    for (int r = 0; r < 13; ++r) engine_.GradL_UX(r, 7) = 1.0f;
+    for (int c = 0; c < 17; ++c) engine_.GradL_VY(5, c) = -2.0f;
+  }
+
+  MirvoParams params_;
+  MirvoDebugParams debug_;
+  MirvoHybrid engine_;
+};
+
+TEST_F(IntegrationStage, ConstantStepGivesRampCentredOnMiddleColumn) {
+  engine_.GradL_UX.data.assign(engine_.GradL_UX.data.size(), 0.25f);
+  engine_.GradL_VY.data.assign(engine_.GradL_VY.data.size(), -0.5f);
+  engine_.IntegratorSum();
+  for (int r = 0; r < 13; ++r) {
+    for (int c = 0; c < 17; ++c) {
+      ASSERT_EQ(engine_.log_tint_u(r, c), 0.25f * static_cast<float>(c - 8));
+      ASSERT_EQ(engine_.log_tint_v(r, c), -0.5f * static_cast<float>(r - 6));
+    }
+  }
+}
+
+TEST_F(IntegrationStage, ZeroDifferencesGiveZeroTintWhateverWasThere) {
+  engine_.log_tint_u.data.assign(221, 3.0f);
+  engine_.log_tint_v.data.assign(221, -3.0f);
+  engine_.IntegrateGradientResidue();
+  for (int i = 0; i < 221; ++i) {
+    ASSERT_EQ(engine_.log_tint_u.data[i], 0.0f);
+    ASSERT_EQ(engine_.log_tint_v.data[i], 0.0f);
+  }
+}
+
+TEST_F(IntegrationStage, ProfileIsAddedBackScaledByProjections) {
+  for (int r = 0; r < 13; ++r) {
+    for (int c = 0; c < 17; ++c) {
+      params_.learned_tint_profile.BUL[r][c] = 0.125f * static_cast<float>(r * 17 + c);
+      params_.learned_tint_profile.BVL[r][c] = -1.0f;
+    }
+  }
+  engine_.GradL_UX.data.assign(engine_.GradL_UX.data.size(), 0.25f);
+  engine_.prj_u_ = 2.0f;
+  engine_.prj_v_ = 0.5f;
+  engine_.IntegrateGradientResidue();
+  for (int r = 0; r < 13; ++r) {
+    for (int c = 0; c < 17; ++c) {
+      ASSERT_EQ(engine_.log_tint_u(r, c), 0.25f * static_cast<float>(r * 17 + c) + 0.25f * static_cast<float>(c - 8));
+      ASSERT_EQ(engine_.log_tint_v(r, c), -0.5f);
+    }
+  }
+}
+
+TEST_F(IntegrationStage, OnlyFilterSwitchOneSmooths) {
+  SetStepField();
+  engine_.IntegratorSum();
+  Matrix<float> raw_u = engine_.log_tint_u;
+  Matrix<float> raw_v = engine_.log_tint_v;
+  Matrix<float> smooth_u = raw_u;
+  Matrix<float> smooth_v = raw_v;
+  Filters::Gauss_3x3(smooth_u);
+  Filters::Gauss_3x3(smooth_v);
+  ASSERT_NE(smooth_u.data, raw_u.data);
+  ASSERT_NE(smooth_v.data, raw_v.data);
+
+  for (int mode : {0, 2, -1}) {
+    params_.tuning.filter_input_stats = mode;
+    engine_.IntegrateGradientResidue();
+    EXPECT_EQ(engine_.log_tint_u.data, raw_u.data) << mode;
+    EXPECT_EQ(engine_.log_tint_v.data, raw_v.data) << mode;
+  }
+  params_.tuning.filter_input_stats = 1;
+  engine_.IntegrateGradientResidue();
+  EXPECT_EQ(engine_.log_tint_u.data, smooth_u.data);
+  EXPECT_EQ(engine_.log_tint_v.data, smooth_v.data);
+}
+
+TEST_F(IntegrationStage, TemporalBlendFollowsGainAndCarriesState) {
+  SetStepField();
+  engine_.IntegratorSum();
+  const Matrix<float> raw_u = engine_.log_tint_u;
+  const Matrix<float> raw_v = engine_.log_tint_v;
+
+  params_.tuning.enable_temporal_filter = 5;
+  engine_.temporal_update_gain_ = 1.0f;
+  engine_.IntegrateGradientResidue();
+  EXPECT_EQ(engine_.log_tint_u.data, raw_u.data);
+  EXPECT_EQ(engine_.temporal_tint_u_.data, raw_u.data);
+  EXPECT_EQ(engine_.temporal_tint_v_.data, raw_v.data);
+
+  // Gain 0 holds the previous surface, whatever this frame integrates to.
+  engine_.GradL_UX.data.assign(engine_.GradL_UX.data.size(), 0.0f);
+  engine_.GradL_VY.data.assign(engine_.GradL_VY.data.size(), 0.0f);
+  engine_.temporal_update_gain_ = 0.0f;
+  engine_.IntegrateGradientResidue();
+  EXPECT_EQ(engine_.log_tint_u.data, raw_u.data);
+  EXPECT_EQ(engine_.log_tint_v.data, raw_v.data);
+
+  // Half way towards a zero surface; the profile add-back is not blended.
+  params_.learned_tint_profile.BUL[0][0] = 1.0f;
+  engine_.prj_u_ = 4.0f;
+  engine_.temporal_update_gain_ = 0.5f;
+  engine_.IntegrateGradientResidue();
+  for (int i = 0; i < 221; ++i) {
+    ASSERT_EQ(engine_.temporal_tint_u_.data[i], raw_u.data[i] * 0.5f);
+    ASSERT_EQ(engine_.log_tint_u.data[i], raw_u.data[i] * 0.5f + (i == 0 ? 4.0f : 0.0f));
+  }
+
+  // Switch off: the carried surfaces are neither read nor written.
+  params_.tuning.enable_temporal_filter = 0;
+  const Matrix<float> carried = engine_.temporal_tint_u_;
+  engine_.IntegrateGradientResidue();
+  EXPECT_EQ(engine_.temporal_tint_u_.data, carried.data);
+  EXPECT_EQ(engine_.log_tint_u(3, 3), 0.0f);
+}
+
+TEST_F(IntegrationStage, MissingConfigurationIsLoggedAndChangesNothing) {
+  SetStepField();
+  engine_.log_tint_u.data.assign(221, 3.0f);
+  engine_.pconfig_params_ = nullptr;
+  mirvo_test::LogCapture log;
+  engine_.IntegrateGradientResidue();
+  ASSERT_EQ(log.lines().size(), 1u);
+  EXPECT_EQ(log.lines()[0].priority, ANDROID_LOG_ERROR);
+  EXPECT_EQ(log.lines()[0].tag, "MirvoCore");
+  EXPECT_EQ(log.lines()[0].message, "Mirvo is not configured. pconfig_params_ is nullptr");
+  for (float v : engine_.log_tint_u.data) ASSERT_EQ(v, 3.0f);
+}
+
+}  // namespace
+}  // namespace mirvo
