@@ -1,0 +1,208 @@
+#include "io/lsc_table_file.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iomanip>
+#include <istream>
+#include <string>
+
+namespace mirvo {
+namespace {
+
+constexpr const char* kMarkers[4] = {"/* R Gain */", "/* GR Gain */", "/* GB Gain */", "/* B Gain */"};
+constexpr const char* kPlaneNames[4] = {"R", "GR", "GB", "B"};
+
+using Plane = float[13][17];
+
+Plane& PlaneOf(LscTable& table, int p) {
+  switch (p) {
+    case 0:
+      return table.r_gain;
+    case 1:
+      return table.gr_gain;
+    case 2:
+      return table.gb_gain;
+    default:
+      return table.b_gain;
+  }
+}
+
+const Plane& PlaneOf(const LscTable& table, int p) { return PlaneOf(const_cast<LscTable&>(table), p); }
+
+void SkipLine(std::istream& in) {
+  std::string line;
+  std::getline(in, line);
+}
+
+// The loader's marker search: it does not look at the stream state, so once
+// the end of the file is reached it keeps reading forever (see the header).
+void MoveToLine(std::istream& in, const std::string& marker) {
+  std::string line;
+  do {
+    std::getline(in, line);
+  } while (line != marker);
+}
+
+// The same search for the validator: it gives up exactly where the loader
+// would start to spin, i.e. at the first line read that fails.
+bool FindLine(std::istream& in, const std::string& marker) {
+  std::string line;
+  while (std::getline(in, line))
+    if (line == marker) return true;
+  return false;
+}
+
+// The loader's stream test before each value. The badbit test after the
+// failbit-or-badbit test can never fire; the order is kept as documented.
+bool StreamFailed(const std::istream& in) {
+  if (in.eof()) {
+    std::perror("stream eofbit. error state");
+  } else if (in.fail()) {
+    std::perror("stream failbit (or badbit). error state");
+  } else if (in.bad()) {
+    std::perror("stream badbit. error state");
+  } else {
+    return false;
+  }
+  return true;
+}
+
+std::string TrimBlanks(const std::string& s) {
+  const size_t b = s.find_first_not_of(" \t\r");
+  if (b == std::string::npos) return std::string();
+  return s.substr(b, s.find_last_not_of(" \t\r") - b + 1);
+}
+
+// Why the search for marker `p` ran off the end: the marker is absent, only
+// present with blanks or a carriage return around it, or present but before
+// the point where the search starts (out of order, or inside one of the two
+// lines skipped after the previous plane).
+std::string MissingMarkerReason(std::istream& in, int p) {
+  const std::string marker = kMarkers[p];
+  bool exact = false;
+  bool loose = false;
+  in.clear();
+  in.seekg(0);
+  std::string line;
+  while (std::getline(in, line)) {
+    exact = exact || line == marker;
+    loose = loose || TrimBlanks(line) == marker;
+  }
+  if (exact && p > 0) return "marker \"" + marker + "\" not found after plane " + kPlaneNames[p - 1];
+  if (loose) return "marker \"" + marker + "\" only found with extra blanks or a carriage return";
+  return "missing marker \"" + marker + "\"";
+}
+
+// Walks the file with exactly the loader's stream operations, so that the
+// validator accepts what the loader loads. As the loader (`why` null) the
+// marker searches never give up, stream errors are printed, and a token loads
+// as its leading number, 0 if it has none. As the validator it stops where the
+// loader would hang or fail, and it also rejects tokens that would load as 0
+// only because they are not numbers, including a missing last token, which
+// the loader does not test for.
+class HeaderWalk {
+ public:
+  HeaderWalk(std::istream& in, std::string* why) : in_(in), why_(why) {}
+
+  errCode Run(LscTable& table) {
+    if (Failed()) return Reject(0, 0, nullptr);
+    for (int p = 0; p < 4; ++p) {
+      if (p > 0) {
+        // The rest of the last row line and the "}," line.
+        SkipLine(in_);
+        SkipLine(in_);
+      }
+      if (!why_) {
+        MoveToLine(in_, kMarkers[p]);
+      } else if (!FindLine(in_, kMarkers[p])) {
+        *why_ = MissingMarkerReason(in_, p);
+        return kFileError;
+      }
+      SkipLine(in_);  // the "{" line, skipped unread
+      Plane& plane = PlaneOf(table, p);
+      for (int i = 0; i < 13 * 17; ++i) {
+        if (Failed()) return Reject(p, i, nullptr);
+        std::string token;
+        in_ >> token;
+        if (why_ && !StartsWithNumber(token)) return Reject(p, i, &token);
+        // atof stops at the "f," suffix.
+        plane[i / 17][i % 17] = static_cast<float>(std::atof(token.c_str()));
+      }
+    }
+    return kOk;
+  }
+
+ private:
+  bool Failed() const {
+    if (why_) return in_.eof() || in_.fail();
+    return StreamFailed(in_);
+  }
+
+  static bool StartsWithNumber(const std::string& token) {
+    char* end = nullptr;
+    std::strtod(token.c_str(), &end);
+    return end != token.c_str();
+  }
+
+  errCode Reject(int p, int found, const std::string* token) {
+    if (why_) {
+      *why_ = std::string("plane ") + kPlaneNames[p] + ": expected 221 numbers, found " + std::to_string(found);
+      if (token && !token->empty()) *why_ += " before \"" + *token + "\"";
+    }
+    return kFileError;
+  }
+
+  std::istream& in_;
+  std::string* why_;
+};
+
+}  // namespace
+
+errCode LscTableSaveHeaderFile(const char* path, const LscTable& table) {
+  if (!path) return kFileError;
+  std::ofstream out(path);
+  if (!out.is_open()) return kFileError;
+  out << std::fixed;
+  for (int p = 0; p < 4; ++p) {
+    const Plane& plane = PlaneOf(table, p);
+    out << kMarkers[p] << std::endl;
+    out << "{" << std::endl;
+    for (int r = 0; r < 13; ++r) {
+      for (int c = 0; c < 17; ++c) {
+        out << std::setw(6) << std::setprecision(5) << plane[r][c];
+        out << (r == 12 && c == 16 ? "f" : "f, ");
+      }
+      out << std::endl;
+    }
+    out << "}," << std::endl;
+  }
+  return kOk;
+}
+
+errCode LscTableLoadHeaderFile(const char* path, LscTable& table) {
+  if (!path) return kFileError;
+  std::ifstream in(path);
+  if (!in.is_open()) return kFileError;
+  return HeaderWalk(in, nullptr).Run(table);
+}
+
+errCode LscTableValidateHeaderFile(const char* path, std::string* why) {
+  std::string reason;
+  errCode rc = kFileError;
+  if (!path) {
+    reason = "no path";
+  } else {
+    std::ifstream in(path);
+    if (!in.is_open()) {
+      reason = "cannot open file";
+    } else {
+      LscTable scratch;
+      rc = HeaderWalk(in, &reason).Run(scratch);
+    }
+  }
+  if (why) *why = rc == kOk ? std::string() : reason;
+  return rc;
+}
+
+}  // namespace mirvo
