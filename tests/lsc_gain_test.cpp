@@ -1,0 +1,184 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <new>
+#include <string>
+
+#include "core/lsc_table.h"
+#include "io/lsc_table_file.h"
+#include "resample/lsc_gain.h"
+#include "support/test_support.h"
+
+namespace {
+// Counts every global allocation so per-frame work can be shown to make none.
+std::atomic<long> g_allocations{0};
+}  // namespace
+
+void* operator new(std::size_t n) {
+  ++g_allocations;
+  if (void* p = std::malloc(n ? n : 1)) return p;
+  throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+
+namespace mirvo {
+namespace {
+
+using mirvo_test::DataPath;
+using mirvo_test::LogCapture;
+using mirvo_test::ReadFile;
+using mirvo_test::TempDir;
+
+LscTable Uniform(float r, float gr, float gb, float b) {
+  LscTable t;
+  for (int i = 0; i < 13; ++i)
+    for (int j = 0; j < 17; ++j) {
+      t.r_gain[i][j] = r;
+      t.gr_gain[i][j] = gr;
+      t.gb_gain[i][j] = gb;
+      t.b_gain[i][j] = b;
+    }
+  return t;
+}
+
+std::string Repeat(const std::string& s, int n) {
+  std::string out;
+  for (int i = 0; i < n; ++i) out += s;
+  return out;
+}
+
+int Sample(const std::string& raw, int row, int col) {
+  const size_t at = (static_cast<size_t>(row) * 64 + col) * 2;
+  return static_cast<unsigned char>(raw[at]) | static_cast<unsigned char>(raw[at + 1]) << 8;
+}
+
+void ExpectEvery(const Matrix<float>& m, float value) {
+  ASSERT_EQ(m.cols, 32);
+  ASSERT_EQ(m.rows, 24);
+  for (int i = 0; i < 768; ++i) ASSERT_EQ(m.data[i], value) << i;
+}
+
+TEST(LscGain, StartsAsUnitRatios) {
+  LscGain gain;
+  ExpectEvery(gain.lsc_log_RG_gain, 0.0f);
+  ExpectEvery(gain.lsc_log_BG_gain, 0.0f);
+}
+
+TEST(LscGain, FlatTableGivesZeroLogsAndNeutralDumps) {
+  LscGain gain;
+  gain.Init(Uniform(1, 1, 1, 1));
+  ExpectEvery(gain.lsc_log_RG_gain, 0.0f);
+  ExpectEvery(gain.lsc_log_BG_gain, 0.0f);
+
+  TempDir dir;
+  ASSERT_EQ(gain.Save(dir.File("g.txt").c_str()), kOk);
+  const std::string ones = Repeat(Repeat("1 ", 32) + "\n", 24);
+  EXPECT_EQ(ReadFile(dir.File("g.txt")), "gain_rg:\n" + ones + "gain_bg:\n" + ones);
+  ASSERT_EQ(gain.SaveAsRaw(dir.File("g.raw").c_str()), kOk);
+  const std::string raw = ReadFile(dir.File("g.raw"));
+  ASSERT_EQ(raw.size(), 6144u);
+  for (int r = 0; r < 48; ++r)
+    for (int c = 0; c < 64; ++c) ASSERT_EQ(Sample(raw, r, c), 512) << r << "," << c;
+}
+
+TEST(LscGain, DoubleRedGivesLogTwoAndSaturatedCode) {
+  LscGain gain;
+  gain.Init(Uniform(2, 1, 1, 0.25f));
+  ExpectEvery(gain.lsc_log_RG_gain, logf(2.0f));
+  ExpectEvery(gain.lsc_log_BG_gain, logf(0.25f));
+  EXPECT_NEAR(gain.lsc_log_RG_gain(0, 0), 0.693147f, 1e-6f);
+
+  TempDir dir;
+  ASSERT_EQ(gain.Save(dir.File("g.txt").c_str()), kOk);
+  EXPECT_EQ(ReadFile(dir.File("g.txt")),
+            "gain_rg:\n" + Repeat(Repeat("2 ", 32) + "\n", 24) + "gain_bg:\n" + Repeat(Repeat("0.25 ", 32) + "\n", 24));
+  // B G / G R: blue rows first, red on odd columns of odd rows.
+  ASSERT_EQ(gain.SaveAsRaw(dir.File("g.raw").c_str()), kOk);
+  const std::string raw = ReadFile(dir.File("g.raw"));
+  ASSERT_EQ(raw.size(), 6144u);
+  for (int r = 0; r < 48; r += 2)
+    for (int c = 0; c < 64; c += 2) {
+      ASSERT_EQ(Sample(raw, r, c), 128);  // 0.25 * 512
+      ASSERT_EQ(Sample(raw, r, c + 1), 512);
+      ASSERT_EQ(Sample(raw, r + 1, c), 512);
+      ASSERT_EQ(Sample(raw, r + 1, c + 1), 1023);  // 1024 saturates
+    }
+}
+
+TEST(LscGain, NodeWithoutGreenContributesZeroRatio) {
+  LscTable t = Uniform(1, 1, 1, 1);
+  t.gb_gain[6][8] = -1.0f;  // g = 0 at node (6, 8)
+  LscGain gain;
+  gain.Init(t);
+  // The four cells around the node take it with weight 0.75 x 0.75.
+  for (const auto& rc : {std::pair{11, 15}, {11, 16}, {12, 15}, {12, 16}}) {
+    EXPECT_EQ(gain.lsc_log_RG_gain(rc.first, rc.second), logf(0.4375f));
+    EXPECT_EQ(gain.lsc_log_BG_gain(rc.first, rc.second), logf(0.4375f));
+  }
+  EXPECT_EQ(gain.lsc_log_RG_gain(10, 16), logf(0.8125f));
+  EXPECT_EQ(gain.lsc_log_RG_gain(9, 16), 0.0f);
+
+  TempDir dir;
+  ASSERT_EQ(gain.SaveAsRaw(dir.File("g.raw").c_str()), kOk);
+  const std::string raw = ReadFile(dir.File("g.raw"));
+  EXPECT_EQ(Sample(raw, 24, 32), 224);  // blue of cell (12, 16)
+  EXPECT_EQ(Sample(raw, 25, 33), 224);  // red of cell (12, 16)
+  EXPECT_EQ(Sample(raw, 20, 32), 416);  // blue of cell (10, 16): 0.8125
+}
+
+TEST(LscGain, NoGreenAnywhereGivesMinusInfinity) {
+  LscGain gain;
+  gain.Init(Uniform(1, 0, 0, 1));
+  ExpectEvery(gain.lsc_log_RG_gain, -INFINITY);
+  TempDir dir;
+  ASSERT_EQ(gain.Save(dir.File("g.txt").c_str()), kOk);
+  EXPECT_EQ(ReadFile(dir.File("g.txt")).substr(0, 76), "gain_rg:\n" + Repeat("0 ", 32) + "\n0 ");
+  ASSERT_EQ(gain.SaveAsRaw(dir.File("g.raw").c_str()), kOk);
+  const std::string raw = ReadFile(dir.File("g.raw"));
+  EXPECT_EQ(Sample(raw, 0, 0), 0);
+  EXPECT_EQ(Sample(raw, 1, 1), 0);
+}
+
+TEST(LscGain, InitFromFileMatchesInitFromTable) {
+  LscTable t = {};
+  ASSERT_EQ(LscTableLoadHeaderFile(DataPath("ov8858_d50_lsc.h").c_str(), t), kOk);
+  LscGain from_table;
+  from_table.Init(t);
+  LscGain from_file;
+  ASSERT_EQ(from_file.Init(DataPath("ov8858_d50_lsc.h").c_str()), kOk);
+  EXPECT_EQ(from_file.lsc_log_RG_gain.data, from_table.lsc_log_RG_gain.data);
+  EXPECT_EQ(from_file.lsc_log_BG_gain.data, from_table.lsc_log_BG_gain.data);
+  // Measured shading: red needs more gain than green towards the corners.
+  EXPECT_GT(from_file.lsc_log_RG_gain(0, 0), from_file.lsc_log_RG_gain(12, 16));
+}
+
+TEST(LscGain, FailuresKeepGridsAndStaySilent) {
+  LogCapture log;
+  LscGain gain;
+  gain.Init(Uniform(2, 1, 1, 1));
+  TempDir dir;
+  const std::string missing = dir.File("no/such/file");
+  EXPECT_EQ(gain.Init(missing.c_str()), kFileError);
+  ExpectEvery(gain.lsc_log_RG_gain, logf(2.0f));
+  EXPECT_EQ(gain.Save(missing.c_str()), kFileError);
+  EXPECT_EQ(gain.SaveAsRaw(missing.c_str()), kFileError);
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST(LscGain, InitFromTableDoesNotAllocate) {
+  const long at_start = g_allocations.load();
+  LscTable t = {};
+  ASSERT_EQ(LscTableLoadHeaderFile(DataPath("ov8858_d50_lsc.h").c_str(), t), kOk);
+  ASSERT_GT(g_allocations.load(), at_start);  // the counter is live
+  LscGain gain;
+  const long before = g_allocations.load();
+  gain.Init(t);
+  gain.Init(Uniform(1, 1, 1, 1));
+  EXPECT_EQ(g_allocations.load(), before);
+}
+
+}  // namespace
+}  // namespace mirvo
