@@ -1,0 +1,159 @@
+#include "resample/learned_tint_profile.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <sstream>
+#include <string>
+
+#include "resample/bicubic.h"
+#include "tests/support/test_support.h"
+
+namespace mirvo {
+namespace {
+
+// Writes n numbers, 17 to a line; each value is unique to its section and index.
+std::string Numbers(int n, float base) {
+  std::ostringstream os;
+  for (int i = 0; i < n; ++i) os << base + 0.25f * static_cast<float>(i) << ((i % 17 == 16 || i == n - 1) ? "\n" : " ");
+  return os.str();
+}
+
+std::string ProfileText(const std::string& h1, const std::string& h2) {
+  return h1 + "\n" + Numbers(221, 1000.0f) + h2 + "\n" + Numbers(221, 2000.0f) + "BgUHXY\n" +
+         Numbers(kNumEdges, -3000.0f) + "BgVHXY\n" + Numbers(kNumEdges, 4000.0f);
+}
+
+LearnedTintProfile Filled(float v) {
+  LearnedTintProfile p;
+  float* f = &p.BUL[0][0];
+  for (size_t i = 0; i < sizeof p / sizeof(float); ++i) f[i] = v;
+  return p;
+}
+
+class ProfileFile : public ::testing::Test {
+ protected:
+  int Load(const std::string& text) {
+    const std::string path = dir_.File("profile.txt");
+    mirvo_test::WriteFile(path, text);
+    return LoadLearnedTintProfile(path.c_str(), profile_);
+  }
+
+  mirvo_test::TempDir dir_;
+  LearnedTintProfile profile_ = Filled(-1.0f);
+};
+
+TEST_F(ProfileFile, ReadsAllFourSectionsInStorageOrder) {
+  ASSERT_EQ(Load(ProfileText("[BUL]", "[BVL]")), kOk);
+  EXPECT_EQ(profile_.BUL[0][0], 1000.0f);
+  EXPECT_EQ(profile_.BUL[1][0], 1000.0f + 0.25f * 17);
+  EXPECT_EQ(profile_.BUL[12][16], 1000.0f + 0.25f * 220);
+  EXPECT_EQ(profile_.BVL[12][16], 2000.0f + 0.25f * 220);
+  EXPECT_EQ(profile_.BgUHXY[0], -3000.0f);
+  EXPECT_EQ(profile_.BgUHXY[kNumHorizontalEdges], -3000.0f + 0.25f * kNumHorizontalEdges);
+  EXPECT_EQ(profile_.BgUHXY[kNumEdges - 1], -3000.0f + 0.25f * (kNumEdges - 1));
+  EXPECT_EQ(profile_.BgVHXY[kNumEdges - 1], 4000.0f + 0.25f * (kNumEdges - 1));
+}
+
+TEST_F(ProfileFile, HeaderTestRejectsOnlyTheThreeLetterNames) {
+  // The first header is rejected when it starts with "BUL", nothing is read.
+  for (const char* h : {"BUL", "BULK 13x17"}) {
+    profile_ = Filled(-1.0f);
+    EXPECT_EQ(Load(ProfileText(h, "x")), -1) << h;
+    EXPECT_EQ(profile_.BUL[0][0], -1.0f);
+  }
+  for (const char* h : {"U", "", "BU", "bul"}) {
+    EXPECT_EQ(Load(ProfileText(h, "x")), kOk) << h;
+    EXPECT_EQ(profile_.BgVHXY[kNumEdges - 1], 4000.0f + 0.25f * (kNumEdges - 1));
+  }
+
+  // A rejected second header leaves the first section already read.
+  profile_ = Filled(-1.0f);
+  EXPECT_EQ(Load(ProfileText("x", "BVL section")), -1);
+  EXPECT_EQ(profile_.BUL[12][16], 1000.0f + 0.25f * 220);
+  EXPECT_EQ(profile_.BVL[0][0], -1.0f);
+}
+
+TEST_F(ProfileFile, ShortFileIsNotDetected) {
+  EXPECT_EQ(Load("x\n1 2 3\nBVL\nBgUHXY\nBgVHXY\n"), kOk);
+  EXPECT_EQ(profile_.BUL[0][0], 1.0f);
+  EXPECT_EQ(profile_.BUL[0][2], 3.0f);
+  EXPECT_EQ(profile_.BgVHXY[0], -1.0f);
+  EXPECT_EQ(Load(""), kOk);
+}
+
+TEST_F(ProfileFile, MissingFileLeavesProfileUntouched) {
+  const LearnedTintProfile before = profile_;
+  EXPECT_EQ(LoadLearnedTintProfile(dir_.File("absent.txt").c_str(), profile_), kFileError);
+  EXPECT_EQ(std::memcmp(&before, &profile_, sizeof before), 0);
+}
+
+// A profile whose u plane is the plane 3r + 2c, which the resampler carries
+// exactly (also beyond the grid), and whose v plane is curved.
+LearnedTintProfile RampProfile() {
+  LearnedTintProfile p = Filled(12345.0f);  // input gradient blocks are ignored
+  for (int r = 0; r < 13; ++r) {
+    for (int c = 0; c < 17; ++c) {
+      p.BUL[r][c] = static_cast<float>(3 * r + 2 * c);
+      p.BVL[r][c] = std::sin(0.3f * static_cast<float>(c)) * std::cos(0.2f * static_cast<float>(r * r));
+    }
+  }
+  return p;
+}
+
+TEST(ProfileCrop, FullFrameKeepsGridsAndDerivesGradientsAtCellCentres) {
+  const LearnedTintProfile in = RampProfile();
+  LearnedTintProfile out = Filled(0.0f);
+  Crop(CropInfo{}, in, &out);
+  for (int r = 0; r < 13; ++r) {
+    for (int c = 0; c < 17; ++c) {
+      ASSERT_EQ(out.BUL[r][c], in.BUL[r][c]);
+      ASSERT_EQ(out.BVL[r][c], in.BVL[r][c]);
+    }
+  }
+
+  // Cells sit at half a node pitch plus a quarter: steps of 1 column, 1.5 rows.
+  for (int i = 0; i < kNumHorizontalEdges; ++i) ASSERT_EQ(out.BgUHXY[i], 1.0f) << i;
+  for (int i = kNumHorizontalEdges; i < kNumEdges; ++i) ASSERT_EQ(out.BgUHXY[i], 1.5f) << i;
+
+  float xc[32];
+  float yc[24];
+  for (int j = 0; j < 32; ++j) xc[j] = 0.5f * static_cast<float>(j) + 0.25f;
+  for (int i = 0; i < 24; ++i) yc[i] = 0.5f * static_cast<float>(i) + 0.25f;
+  float s[24][32];
+  ResampleBicubic<13, 17, 24, 32>(xc, yc, in.BVL, s);
+  EXPECT_EQ(out.BgVHXY[0], s[0][1] - s[0][0]);
+  EXPECT_EQ(out.BgVHXY[5 * 31 + 30], s[5][31] - s[5][30]);
+  EXPECT_EQ(out.BgVHXY[kNumHorizontalEdges], s[1][0] - s[0][0]);
+  EXPECT_EQ(out.BgVHXY[kNumEdges - 1], s[23][31] - s[22][31]);
+}
+
+TEST(ProfileCrop, CentredHalfCropMapsNodesIntoTheMiddle) {
+  const LearnedTintProfile in = RampProfile();
+  LearnedTintProfile out;
+  CropInfo crop;
+  crop.offs_x = 1008.0f;
+  crop.out_w = 2016.0f;
+  crop.offs_y = 756.0f;
+  crop.out_h = 1512.0f;
+  Crop(crop, in, &out);
+  // Node k sits at column 4 + k/2 and row 3 + k/2 of the full sensor.
+  EXPECT_EQ(out.BUL[0][0], in.BUL[3][4]);
+  EXPECT_EQ(out.BUL[12][16], in.BUL[9][12]);
+  EXPECT_EQ(out.BVL[0][0], in.BVL[3][4]);
+  EXPECT_EQ(out.BVL[12][16], in.BVL[9][12]);
+  EXPECT_EQ(out.BVL[2][6], in.BVL[4][7]);
+  for (int r = 0; r < 13; ++r)
+    for (int c = 0; c < 17; ++c) ASSERT_EQ(out.BUL[r][c], 3.0f * (3.0f + 0.5f * r) + 2.0f * (4.0f + 0.5f * c));
+  for (int i = 0; i < kNumHorizontalEdges; ++i) ASSERT_EQ(out.BgUHXY[i], 0.5f) << i;
+  for (int i = kNumHorizontalEdges; i < kNumEdges; ++i) ASSERT_EQ(out.BgUHXY[i], 0.75f) << i;
+
+  // A crop reaching past the sensor's left edge is extrapolated linearly.
+  crop.offs_x = -1008.0f;
+  Crop(crop, in, &out);
+  EXPECT_EQ(out.BUL[0][0], 3.0f * 3.0f + 2.0f * -4.0f);
+}
+
+}  // namespace
+}  // namespace mirvo
