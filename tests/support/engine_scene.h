@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+
+#include "core/lsc_table.h"
+#include "core/mirvo_params.h"
+#include "core/stats.h"
+
+namespace mirvo_test {
+
+// Sets one statistics cell from per-channel means: every channel sums `cnt`
+// pixels of its mean, the two greens alike, nothing saturated.
+inline void SetCell(mirvo::StatsCell& cell, uint32_t r, uint32_t g, uint32_t b, uint16_t cnt) {
+  cell.sum[mirvo::R] = r * cnt;
+  cell.sum[mirvo::Gr] = g * cnt;
+  cell.sum[mirvo::Gb] = g * cnt;
+  cell.sum[mirvo::B] = b * cnt;
+  for (int ch = 0; ch < 4; ++ch) {
+    cell.cnt[ch] = cnt;
+    cell.sat_cnt[ch] = 0;
+  }
+}
+
+// A 24 x 32 grid (bit depth 14) of identical grey cells.
+inline void MakeGreyStats(mirvo::Stats& stats, uint32_t mean, uint16_t cnt) {
+  stats.ConfigureStatsSize(32, 24);
+  for (int i = 0; i < 24 * 32; ++i) SetCell(stats.cells[i], mean, mean, mean, cnt);
+}
+
+inline void FillTable(mirvo::LscTable& table, float value) {
+  for (int r = 0; r < 13; ++r) {
+    for (int c = 0; c < 17; ++c) {
+      table.r_gain[r][c] = value;
+      table.gr_gain[r][c] = value;
+      table.gb_gain[r][c] = value;
+      table.b_gain[r][c] = value;
+    }
+  }
+}
+
+// Default tuning and an all-zero learned profile, so the profile fit is a
+// no-op and the integration sees the weighted gradients themselves.
+inline void MakePlainParams(mirvo::MirvoParams& params) {
+  params = mirvo::MirvoParams();
+  mirvo::InitMirvoParams(params);
+}
+
+}  // namespace mirvo_test

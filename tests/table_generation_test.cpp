@@ -1,0 +1,239 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <set>
+#include <string>
+
+#include "engine/mirvo_hybrid.h"
+#include "io/lsc_table_file.h"
+#include "tests/support/engine_scene.h"
+#include "tests/support/test_support.h"
+
+namespace mirvo {
+namespace {
+
+using mirvo_test::FillTable;
+
+class EngineTest : public ::testing::Test {
+ protected:
+  EngineTest() {
+    mirvo_test::MakePlainParams(params_);
+    engine_.SetMirvoParams(params_);
+    engine_.SetMirvoDebugParams(debug_);
+  }
+
+  // Base table and a linear tint of 1 everywhere, as LogToLinear leaves it.
+  void MergeFlatTint(const LscTable& base) {
+    engine_.base_table_ = base;
+    std::fill(engine_.log_tint_u.data.begin(), engine_.log_tint_u.data.end(), 1.0f);
+    std::fill(engine_.log_tint_v.data.begin(), engine_.log_tint_v.data.end(), 1.0f);
+    engine_.MergeTintBaseTables();
+  }
+
+  MirvoParams params_;
+  MirvoDebugParams debug_;
+  MirvoHybrid engine_;
+};
+
+TEST_F(EngineTest, FreshEngineState) {
+  for (float x : engine_.log_stats_.log_u_input.data) ASSERT_EQ(x, 1.0f);
+  for (float x : engine_.log_stats_.log_v_input.data) ASSERT_EQ(x, 1.0f);
+  EXPECT_EQ(engine_.temporal_update_gain_, 1.0f);
+  EXPECT_EQ(engine_.prev_prj_u_, 0.0f);
+  EXPECT_EQ(engine_.GradL_UX.rows, 13);
+  EXPECT_EQ(engine_.GradL_UX.cols, 16);
+  EXPECT_EQ(engine_.GradL_VY.rows, 12);
+  EXPECT_EQ(engine_.GradL_VY.cols, 17);
+  EXPECT_EQ(engine_.GetMirvoTable(), &engine_.mirvo_table_);
+}
+
+TEST_F(EngineTest, MergeLiftsSmallestGainToOneWithinExclusiveBounds) {
+  struct Case {
+    float low;  // smallest base gain, at R[4][5]
+    bool scaled;
+  } cases[] = {{0.5f, true}, {0.1f, false}, {0.10000001f, true}, {1.0f, false}, {0.99999994f, true}, {0.05f, false}};
+  for (const Case& k : cases) {
+    LscTable base;
+    FillTable(base, 2.0f);
+    base.r_gain[4][5] = k.low;
+    MergeFlatTint(base);
+    const LscTable& out = engine_.mirvo_table_;
+    const float div = k.scaled ? k.low : 1.0f;
+    SCOPED_TRACE(k.low);
+    EXPECT_EQ(out.r_gain[4][5], k.scaled ? 1.0f : k.low);
+    EXPECT_EQ(out.gr_gain[0][0], 2.0f / div);
+    EXPECT_EQ(out.gb_gain[12][16], 2.0f / div);
+    EXPECT_EQ(out.b_gain[6][8], 2.0f / div);
+  }
+}
+
+TEST_F(EngineTest, MergeAppliesTintToRedAndBlueOnly) {
+  LscTable base;
+  FillTable(base, 4.0f);
+  engine_.base_table_ = base;
+  for (int r = 0; r < 13; ++r) {
+    for (int c = 0; c < 17; ++c) {
+      engine_.log_tint_u[r][c] = 0.5f;
+      engine_.log_tint_v[r][c] = 1.5f;
+    }
+  }
+  engine_.log_tint_u[2][3] = std::numeric_limits<float>::quiet_NaN();
+  engine_.log_tint_v[7][7] = 0.125f;  // B = 0.5: the minimum, whatever the NaN
+  engine_.MergeTintBaseTables();
+  const LscTable& out = engine_.mirvo_table_;
+  EXPECT_EQ(out.b_gain[7][7], 1.0f);
+  EXPECT_EQ(out.r_gain[0][0], 4.0f);   // 4 * 0.5 / 0.5
+  EXPECT_EQ(out.gr_gain[0][0], 8.0f);  // greens copied, then rescaled
+  EXPECT_EQ(out.gb_gain[5][5], 8.0f);
+  EXPECT_EQ(out.b_gain[0][0], 12.0f);
+  EXPECT_TRUE(std::isnan(out.r_gain[2][3]));
+}
+
+TEST_F(EngineTest, UnconfiguredEngineLogsAndLeavesEverythingAlone) {
+  MirvoHybrid bare;
+  std::memset(&bare.mirvo_table_, 0x5a, sizeof(LscTable));
+  const LscTable before = bare.mirvo_table_;
+  mirvo_test::LogCapture log;
+  bare.GenerateDlscTable();
+  ASSERT_EQ(log.lines().size(), 1u);
+  EXPECT_EQ(log.lines()[0].priority, ANDROID_LOG_ERROR);
+  EXPECT_EQ(log.lines()[0].tag, "MirvoCore");
+  EXPECT_EQ(log.lines()[0].message, "Mirvo is not configured. Either pdebug_params_ or pconfig_params_ is nullptr");
+  EXPECT_EQ(std::memcmp(&before, &bare.mirvo_table_, sizeof(LscTable)), 0);
+  for (float x : bare.log_stats_.log_u_input.data) ASSERT_EQ(x, 1.0f);
+
+  bare.SetMirvoParams(params_);  // the debug record is still missing
+  bare.GenerateDlscTable();
+  EXPECT_EQ(log.lines().size(), 2u);
+  EXPECT_EQ(std::memcmp(&before, &bare.mirvo_table_, sizeof(LscTable)), 0);
+}
+
+TEST_F(EngineTest, NoShadingInNoTintOut) {
+  // Grey scene, base table with vignetting but no colour: nothing to correct,
+  // and the smallest gain is already 1.
+  Stats stats;
+  mirvo_test::MakeGreyStats(stats, 3000, 64);
+  LscTable base;
+  for (int r = 0; r < 13; ++r) {
+    for (int c = 0; c < 17; ++c) {
+      const float g = 1.0f + 0.0625f * static_cast<float>((r - 6) * (r - 6) + (c - 8) * (c - 8)) / 16.0f;
+      base.r_gain[r][c] = base.gr_gain[r][c] = base.gb_gain[r][c] = base.b_gain[r][c] = g;
+    }
+  }
+  ASSERT_EQ(engine_.SetStats(stats), kOk);
+  engine_.SetLscBaseTable(base);
+  engine_.GenerateDlscTable();
+  EXPECT_EQ(std::memcmp(&base, &engine_.mirvo_table_, sizeof(LscTable)), 0);
+  EXPECT_TRUE(engine_.state_.float_matrices().empty());
+  EXPECT_TRUE(engine_.state_.scalars().empty());
+}
+
+TEST_F(EngineTest, DiagnosticsRecordEveryStage) {
+  debug_.debug_enable = true;
+  params_.tuning.filter_input_stats = 1;
+  Stats stats;
+  mirvo_test::MakeGreyStats(stats, 3000, 64);
+  LscTable base;
+  FillTable(base, 1.0f);
+  for (int r = 0; r < 13; ++r)
+    for (int c = 0; c < 17; ++c) base.r_gain[r][c] = 2.0f;
+  ASSERT_EQ(engine_.SetStats(stats), kOk);
+  engine_.SetLscBaseTable(base);
+  engine_.GenerateDlscTable();
+
+  std::set<std::string> floats, ushorts, scalars;
+  for (const auto& kv : engine_.state_.float_matrices()) floats.insert(kv.first);
+  for (const auto& kv : engine_.state_.ushort_matrices()) ushorts.insert(kv.first);
+  for (const auto& kv : engine_.state_.scalars()) scalars.insert(kv.first);
+  EXPECT_EQ(floats, (std::set<std::string>{"base_table_R[13][17]",
+                                           "base_table_Gr[13][17]",
+                                           "base_table_Gb[13][17]",
+                                           "base_table_B[13][17]",
+                                           "lsc_log_RG_gain[24][32]",
+                                           "lsc_log_BG_gain[24][32]",
+                                           "log_u_input[24][32]",
+                                           "log_v_input[24][32]",
+                                           "log_stats_U[24][32]",
+                                           "log_stats_V[24][32]",
+                                           "GradH_UX[24][31]",
+                                           "GradH_UY[23][32]",
+                                           "GradH_VX[24][31]",
+                                           "GradH_VY[23][32]",
+                                           "WX[24][31]",
+                                           "WY[23][32]",
+                                           "log_tint_u[13][17]",
+                                           "log_tint_v[13][17]",
+                                           "linear_tint_u[13][17]",
+                                           "linear_tint_v[13][17]",
+                                           "output_table_R[13][17]",
+                                           "output_table_Gr[13][17]",
+                                           "output_table_Gb[13][17]",
+                                           "output_table_B[13][17]"}));
+  EXPECT_EQ(ushorts,
+            (std::set<std::string>{"is_reliable_dx_[24][32]", "is_reliable_dy_[24][32]", "lin_stat_sat_cnt_R[24][32]",
+                                   "lin_stat_sat_cnt_Gr[24][32]", "lin_stat_sat_cnt_Gb[24][32]",
+                                   "lin_stat_sat_cnt_B[24][32]", "lin_stat_count[24][32]"}));
+  EXPECT_EQ(scalars,
+            (std::set<std::string>{"min_level_thd", "max_level_thd", "sat_ratio_thd", "smooth_thd", "limit_thd",
+                                   "filter_input_stats", "prj_u", "prj_v", "red_gain", "blue_gain"}));
+  EXPECT_EQ(engine_.state_.scalars().at("filter_input_stats"), 1.0f);
+  EXPECT_EQ(engine_.state_.scalars().at("smooth_thd"), 0.04f);
+
+  // The input grid is recorded before the base shading goes back in.
+  const auto& fm = engine_.state_.float_matrices();
+  EXPECT_EQ(fm.at("log_u_input[24][32]").data[100], 0.0f);
+  EXPECT_EQ(fm.at("log_stats_U[24][32]").data[100], std::log(2.0f));
+  EXPECT_EQ(fm.at("log_stats_V[24][32]").data[100], 0.0f);
+  EXPECT_EQ(fm.at("output_table_R[13][17]").data[0], 2.0f);
+  EXPECT_EQ(fm.at("linear_tint_u[13][17]").data[0], 1.0f);
+}
+
+TEST_F(EngineTest, BaseTableSetAndApply) {
+  LscTable base;
+  FillTable(base, 1.0f);
+  for (int r = 0; r < 13; ++r)
+    for (int c = 0; c < 17; ++c) base.b_gain[r][c] = 0.5f;
+  engine_.SetLscBaseTable(base);  // debugging off: nothing recorded, gains still derived
+  EXPECT_TRUE(engine_.state_.float_matrices().empty());
+  EXPECT_EQ(std::memcmp(&base, &engine_.base_table_, sizeof(LscTable)), 0);
+  EXPECT_EQ(engine_.lsc_gain_.lsc_log_RG_gain(5, 5), 0.0f);
+  EXPECT_EQ(engine_.lsc_gain_.lsc_log_BG_gain(5, 5), std::log(0.5f));
+
+  engine_.ApplyLscBaseTable();
+  engine_.ApplyLscBaseTable();
+  EXPECT_EQ(engine_.log_stats_.log_u_input(3, 4), 1.0f);
+  EXPECT_EQ(engine_.log_stats_.log_v_input(3, 4), (1.0f + std::log(0.5f)) + std::log(0.5f));
+}
+
+TEST_F(EngineTest, LoadBaseTableFromHeaderFile) {
+  mirvo_test::TempDir dir;
+  LscTable table;
+  for (int r = 0; r < 13; ++r) {
+    for (int c = 0; c < 17; ++c) {
+      table.r_gain[r][c] = 2.0f + 0.25f * c;
+      table.gr_gain[r][c] = 1.0f + 0.125f * r;
+      table.gb_gain[r][c] = 1.0f + 0.125f * r;
+      table.b_gain[r][c] = 1.5f;
+    }
+  }
+  ASSERT_EQ(LscTableSaveHeaderFile(dir.File("t.h").c_str(), table), kOk);
+  debug_.debug_enable = true;
+  ASSERT_EQ(engine_.LoadLscBaseTable(dir.File("t.h").c_str()), 0);
+  EXPECT_EQ(std::memcmp(&table, &engine_.base_table_, sizeof(LscTable)), 0);
+  EXPECT_EQ(engine_.state_.float_matrices().size(), 4u);
+  EXPECT_EQ(engine_.state_.float_matrices().at("base_table_R[13][17]").data[16], 6.0f);
+  const Matrix<float> rg = engine_.lsc_gain_.lsc_log_RG_gain;
+  EXPECT_NE(rg(0, 0), 0.0f);
+
+  // A missing file: message on stderr, -1, gains as they were.
+  const std::string missing = dir.File("missing.h");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(engine_.LoadLscBaseTable(missing.c_str()), -1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error in loading rolloff file: " + missing + "\n");
+  EXPECT_EQ(engine_.lsc_gain_.lsc_log_RG_gain.data, rg.data);
+}
+
+}  // namespace
+}  // namespace mirvo
