@@ -1,0 +1,118 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+
+#include "core/mirvo_params.h"
+#include "io/override_map.h"
+#include "tests/support/test_support.h"
+
+namespace mirvo {
+namespace {
+
+class OverrideMapTest : public ::testing::Test {
+ protected:
+  OverrideMapTest() {
+    MirvoParams p;
+    InitMirvoParams(p);
+    tuning_ = p.tuning;
+  }
+
+  bool Apply(const std::string& text) {
+    mirvo_test::WriteFile(dir_.File("map.txt"), text);
+    DebugParamUpdater updater;
+    updater.Init(dir_.File("map.txt"), &tuning_, &debug_);
+    return updater.Update();
+  }
+
+  std::vector<std::string> Warnings() const {
+    std::vector<std::string> out;
+    for (const auto& l : log_.lines()) {
+      EXPECT_EQ(l.priority, ANDROID_LOG_WARN);
+      EXPECT_EQ(l.tag, "MirvoCore");
+      out.push_back(l.message);
+    }
+    return out;
+  }
+
+  mirvo_test::TempDir dir_;
+  mirvo_test::LogCapture log_;
+  TuningParams tuning_;
+  MirvoDebugParams debug_;
+};
+
+TEST_F(OverrideMapTest, AppliesTrimmedKeyValueLines) {
+  ASSERT_TRUE(
+      Apply("smooth_thd = 0.08\n"
+            "\tfilter_input_stats=1.9  \n"
+            "enable_temporal_filter=-1.9\n"
+            "in_w=100\n"
+            "in_w=200\n"
+            "prj_delta_thd=0.5\r\n"
+            "tint_update_gain=0.25=7\n"
+            "tint_visualization_gain=2x\n"
+            "\n"
+            "   \n"
+            "=5\n"
+            "sat_ratio_thd=\n"
+            "unknown_key=3\n"
+            "debug_enable=1\n"
+            "override_mode=5\n"
+            "out_h=1080"));  // last line without a line feed
+  EXPECT_EQ(tuning_.smooth_thd, 0.08f);
+  EXPECT_EQ(tuning_.filter_input_stats, 1);
+  EXPECT_EQ(tuning_.enable_temporal_filter, -1);
+  EXPECT_EQ(debug_.crop.in_w, 200.0f);
+  EXPECT_EQ(tuning_.prj_delta_thd, 0.5f);
+  EXPECT_EQ(tuning_.tint_update_gain, 0.25f);
+  EXPECT_EQ(debug_.tint_visualization_gain, 2.0f);
+  EXPECT_EQ(tuning_.sat_ratio_thd, 0.6f);  // empty value: line ignored
+  EXPECT_EQ(debug_.crop.out_h, 1080.0f);
+  EXPECT_FALSE(debug_.debug_enable);
+  EXPECT_EQ(debug_.override_mode, 0);
+  EXPECT_EQ(tuning_.min_level_thd, 0.001f);
+  EXPECT_TRUE(Warnings().empty());
+}
+
+TEST_F(OverrideMapTest, UndecodedValuesAreZeroedAndWarnedInKeyOrder) {
+  ASSERT_TRUE(
+      Apply("smooth_thd=abc\n"
+            "limit_thd\n"
+            "enable_temporal_filter=on\n"
+            "max_level_thd=0.5\n"));
+  EXPECT_EQ(tuning_.smooth_thd, 0.0f);
+  EXPECT_EQ(tuning_.limit_thd, 0.0f);
+  EXPECT_EQ(tuning_.enable_temporal_filter, 0);
+  EXPECT_EQ(tuning_.max_level_thd, 0.5f);
+  EXPECT_EQ(Warnings(), (std::vector<std::string>{"Parameter: enable_temporal_filter = on is not decoded",
+                                                  "Parameter: limit_thd = limit_thd is not decoded",
+                                                  "Parameter: smooth_thd = abc is not decoded"}));
+}
+
+TEST_F(OverrideMapTest, IntegerFieldsTruncateAndSaturate) {
+  ASSERT_TRUE(Apply("filter_input_stats=1e20\nenable_temporal_filter=-1e20\n"));
+  EXPECT_EQ(tuning_.filter_input_stats, INT_MAX);
+  EXPECT_EQ(tuning_.enable_temporal_filter, INT_MIN);
+  ASSERT_TRUE(Apply("filter_input_stats=-0.99\nenable_temporal_filter=2147483520\n"));
+  EXPECT_EQ(tuning_.filter_input_stats, 0);
+  EXPECT_EQ(tuning_.enable_temporal_filter, 2147483520);
+}
+
+TEST_F(OverrideMapTest, NoPathOrNoFileFails) {
+  const TuningParams before = tuning_;
+  DebugParamUpdater unset;
+  EXPECT_FALSE(unset.Update());
+  DebugParamUpdater missing;
+  missing.Init(dir_.File("absent.txt"), &tuning_, &debug_);
+  EXPECT_FALSE(missing.Update());
+  DebugParamUpdater empty_path;
+  empty_path.Init("", &tuning_, &debug_);
+  EXPECT_FALSE(empty_path.Update());
+  EXPECT_EQ(tuning_.smooth_thd, before.smooth_thd);
+  // An empty file is read fine and changes nothing.
+  EXPECT_TRUE(Apply(""));
+  EXPECT_EQ(tuning_.limit_thd, before.limit_thd);
+}
+
+}  // namespace
+}  // namespace mirvo
