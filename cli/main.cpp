@@ -1,11 +1,103 @@
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "cli_error.h"
+#include "commands.h"
+#include "log_sink.h"
+
+namespace mirvo_cli {
+namespace {
+
+const char kUsage[] =
+    "usage: mirvo <command> [options]\n"
+    "\n"
+    "Estimates residual colour shading from camera statistics and writes corrected\n"
+    "lens shading tables, driving the library as the camera stack does.\n"
+    "\n"
+    "commands:\n"
+    "  demo    run the engine on a synthetic capture sequence (no input files needed)\n"
+    "  run     run the engine over statistics dumps or raw frames\n"
+    "  stats   build the statistics dump of one raw frame\n"
+    "  table   summarise an LSC table header file, export or draw it\n"
+    "  view    draw every grid of a diagnostic dump as a heatmap\n"
+    "\n"
+    "options:\n"
+    "  -h, --help     show this help (mirvo <command> --help for a command)\n"
+    "  --version      show the version\n"
+    "  -v, --verbose  also show the library's debug log lines\n"
+    "\n"
+    "exit status: 0 success, 1 bad input data or unwritable output, 2 usage error\n";
+
+int Dispatch(int argc, char** argv) {
+  std::vector<std::string> args(argv + 1, argv + argc);
+  bool verbose = false;
+  // Global options stand before the command.
+  while (!args.empty() && !args[0].empty() && args[0][0] == '-') {
+    const std::string opt = args[0];
+    if (opt == "--help" || opt == "-h") {
+      std::fputs(kUsage, stdout);
+      return kExitOk;
+    }
+    if (opt == "--version") {
+      std::printf("mirvo %s\n", MIRVO_VERSION);
+      return kExitOk;
+    }
+    if (opt == "--verbose" || opt == "-v") {
+      verbose = true;
+      args.erase(args.begin());
+      continue;
+    }
+    throw UsageError("mirvo: unknown option " + opt + " (see mirvo --help)");
+  }
+  if (args.empty()) {
+    std::fputs(kUsage, stderr);
+    return kExitUsageError;
+  }
+  InstallLogSink(verbose);
+  const std::string command = args[0];
+  args.erase(args.begin());
+  if (command == "demo") return CommandDemo(args);
+  if (command == "run") return CommandRun(args);
+  if (command == "stats") return CommandStats(args);
+  if (command == "table") return CommandTable(args);
+  if (command == "view") return CommandView(args);
+  if (command == "help") {
+    std::fputs(kUsage, stdout);
+    return kExitOk;
+  }
+  throw UsageError("mirvo: unknown command '" + command + "' (see mirvo --help)");
+}
+
+}  // namespace
+}  // namespace mirvo_cli
 
 int main(int argc, char** argv) {
-  if (argc > 1 && std::strcmp(argv[1], "--version") == 0) {
-    std::printf("mirvo %s\n", MIRVO_VERSION);
-    return 0;
+  using namespace mirvo_cli;
+  // Every failure ends as one line on stderr and a defined exit status.
+  try {
+    const int status = Dispatch(argc, argv);
+    if (std::fflush(stdout) != 0) {
+      std::fprintf(stderr, "mirvo: cannot write to standard output: %s\n", std::strerror(errno));
+      return kExitDataError;
+    }
+    return status;
+  } catch (const CliError& e) {
+    std::fflush(stdout);
+    // Usage errors already name the command ("mirvo run: ..."); data errors start with the file.
+    const bool named = std::strncmp(e.what(), "mirvo ", 6) == 0 || std::strncmp(e.what(), "mirvo: ", 7) == 0;
+    std::fprintf(stderr, "%s%s\n", named ? "" : "mirvo: ", e.what());
+    return e.exit_status();
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "mirvo: out of memory\n");
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "mirvo: internal error: %s\n", e.what());
+  } catch (...) {
+    std::fprintf(stderr, "mirvo: internal error\n");
   }
-  std::printf("usage: mirvo <command> [options]\n");
-  return argc > 1 && std::strcmp(argv[1], "--help") == 0 ? 0 : 2;
+  return kExitDataError;
 }

@@ -1,0 +1,51 @@
+#include <cstdio>
+
+#include "args.h"
+#include "cli_error.h"
+#include "commands.h"
+#include "input_check.h"
+#include "output_files.h"
+#include "raw_options.h"
+
+namespace mirvo_cli {
+namespace {
+
+const char kHelp[] =
+    "usage: mirvo stats --raw FILE --width W --height H --bits B --pattern P [--mipi]\n"
+    "                   [--black-level a,b,c,d] [--grid COLSxROWS] --out FILE [--mean-image FILE]\n"
+    "\n"
+    "Builds the statistics of one raw Bayer frame as the camera's statistics block\n"
+    "would and writes them as a statistics text dump (the input of mirvo run --stats).\n"
+    "\n"
+    "  --raw FILE         raw frame, unpacked 16-bit little-endian or, with --mipi, RAW10\n"
+    "  --width W, --height H  frame size in pixels (even)\n"
+    "  --bits B           bits per sample, 1 to 14\n"
+    "  --pattern P        RGGB, GRBG, BGGR or GBRG\n"
+    "  --black-level L    black levels in 14-bit units, one value or a,b,c,d (default 0)\n"
+    "  --grid COLSxROWS   statistics grid (default 32x24)\n"
+    "  --out FILE         the statistics text dump\n"
+    "  --mean-image FILE  also the per-cell channel means as a tiny BGGR raw frame\n";
+
+}  // namespace
+
+int CommandStats(const std::vector<std::string>& argv) {
+  if (WantsHelp(argv)) {
+    std::fputs(kHelp, stdout);
+    return kExitOk;
+  }
+  std::vector<OptionSpec> specs = {
+      {"--raw", OptionKind::kValue}, {"--out", OptionKind::kValue}, {"--mean-image", OptionKind::kValue}};
+  AddRawOptionSpecs(&specs);
+  const Args args("stats", specs, argv);
+  if (!args.positional().empty()) args.Fail("unexpected argument '" + args.positional()[0] + "'");
+  const std::string raw_path = args.Require("--raw");
+  const RawOptions raw = ParseRawOptions(args);
+  const std::string out = args.Require("--out");
+  mirvo::Stats stats;
+  StatsFromRawFile(raw_path, raw, &stats);
+  WriteStatsDump(out, stats);
+  if (args.Has("--mean-image")) WriteMeanImage(args.Get("--mean-image"), stats);
+  return kExitOk;
+}
+
+}  // namespace mirvo_cli
