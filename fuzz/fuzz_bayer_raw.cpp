@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "core/stats.h"
-#include "fuzz_support.h"
+#include "scratch_file.h"
 #include "tools/bayer_raw.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

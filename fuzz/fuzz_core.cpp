@@ -9,8 +9,8 @@
 #include <new>
 
 #include "core/core.h"
-#include "fuzz_support.h"
 #include "io/default_tuning.h"
+#include "scratch_file.h"
 
 namespace {
 
@@ -97,7 +97,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     core.SetInputLscTable(table);
     core.Execute();
     core.GetOutputLscTable(&out);
-    if (frame == 2 && !debug && cols == 32 && rows == 24 && g_allocations != before) mirvo_fuzz::Fail("frame path allocated");
+    if (frame == 2 && !debug && cols == 32 && rows == 24 && g_allocations != before)
+      mirvo_fuzz::Fail("frame path allocated");
   }
   return 0;
 }

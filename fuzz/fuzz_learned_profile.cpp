@@ -1,6 +1,6 @@
 // Learned tint profile files: any content must come back with a code.
-#include "fuzz_support.h"
 #include "resample/learned_tint_profile.h"
+#include "scratch_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string& path = mirvo_fuzz::WriteScratch(data, size);

@@ -1,7 +1,7 @@
 // LSC table header files: the validator must never hang, and whatever it
 // accepts the loader must read to the end with success.
-#include "fuzz_support.h"
 #include "io/lsc_table_file.h"
+#include "scratch_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string& path = mirvo_fuzz::WriteScratch(data, size);

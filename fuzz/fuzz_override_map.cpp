@@ -1,7 +1,7 @@
 // Override files: any content, applied to a tuning and a debug record.
 #include "core/mirvo_params.h"
-#include "fuzz_support.h"
 #include "io/override_map.h"
+#include "scratch_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string& path = mirvo_fuzz::WriteScratch(data, size);

@@ -3,7 +3,7 @@
 #include <exception>
 
 #include "core/stats.h"
-#include "fuzz_support.h"
+#include "scratch_file.h"
 #include "tools/stats_validate.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

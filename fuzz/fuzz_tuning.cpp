@@ -2,8 +2,8 @@
 // must load with success and must never reach the loader's throwing stof.
 #include <exception>
 
-#include "fuzz_support.h"
 #include "io/tuning_file.h"
+#include "scratch_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string& path = mirvo_fuzz::WriteScratch(data, size);

@@ -17,7 +17,7 @@ cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPIL
 cmake --build "$dir" -j "$(nproc)"
 targets=("$@")
 if [ "${#targets[@]}" -eq 0 ]; then
-  for f in fuzz/fuzz_*.cpp; do t=$(basename "$f" .cpp); [ "$t" = fuzz_support ] || targets+=("$t"); done
+  for f in fuzz/fuzz_*.cpp; do t=$(basename "$f" .cpp); targets+=("$t"); done
 fi
 mkdir -p "$dir/artifacts"
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
@@ -31,7 +31,7 @@ for t in "${targets[@]}"; do
   log="$dir/$t.log"
   # The readers print their documented stream messages on bad input; keep the
   # noise in a log and show its tail only when something is found.
-  if "$dir/$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=16384 \
+  if "$dir/fuzz/$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=16384 \
       -artifact_prefix="$dir/artifacts/$t-" "$work" "${seeds[@]}" >"$log" 2>&1; then
     echo "$t: $(grep -Eo '#[0-9]+' "$log" | tail -1 | tr -d '#') executions in ${seconds}s, no finding"
   else

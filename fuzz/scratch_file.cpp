@@ -1,4 +1,4 @@
-#include "fuzz_support.h"
+#include "scratch_file.h"
 
 #include <unistd.h>
 
@@ -8,7 +8,9 @@
 namespace mirvo_fuzz {
 
 const std::string& WriteScratch(const uint8_t* data, size_t size) {
-  static const std::string path = "/tmp/mirvo_fuzz_" + std::to_string(getpid());
+  // tmpfs when there is one: a file per execution is most of the cost.
+  static const std::string path =
+      std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") + "/mirvo_fuzz_" + std::to_string(getpid());
   FILE* f = std::fopen(path.c_str(), "wb");
   if (!f) Fail("cannot write scratch file");
   if (size && std::fwrite(data, 1, size, f) != size) Fail("short write of scratch file");
