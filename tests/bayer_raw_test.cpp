@@ -1,0 +1,179 @@
+#include "tools/bayer_raw.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "support/test_support.h"
+
+namespace mirvo {
+namespace {
+
+using mirvo_test::ReadFile;
+using mirvo_test::TempDir;
+using mirvo_test::WriteFile;
+
+std::string U16Bytes(const std::vector<uint16_t>& samples) {
+  return std::string(reinterpret_cast<const char*>(samples.data()), samples.size() * 2);
+}
+
+std::vector<uint16_t> Plane(const uint16_t* plane, const BayerRaw& raw) {
+  return std::vector<uint16_t>(plane, plane + raw.half_height_ * raw.half_width_);
+}
+
+// Packs rows of 10-bit pixels the way a MIPI RAW10 sensor sends them.
+std::string PackRaw10(const std::vector<uint16_t>& pixels, int width, int height) {
+  std::string bytes;
+  const int payload = width * 5 / 4;
+  const int padding = payload % 8 == 0 ? 0 : 8 - payload % 8;
+  for (int y = 0; y < height; ++y) {
+    for (int g = 0; g < width / 4; ++g) {
+      const uint16_t* p = &pixels[y * width + 4 * g];
+      unsigned low = 0;
+      for (int i = 0; i < 4; ++i) {
+        bytes += static_cast<char>(p[i] >> 2);
+        low |= (p[i] & 3u) << (2 * i);
+      }
+      bytes += static_cast<char>(low);
+    }
+    bytes.append(padding, '\x5a');
+  }
+  return bytes;
+}
+
+TEST(BayerRaw, GrbgFrameSplitsIntoPlanes) {
+  TempDir dir;
+  WriteFile(dir.File("f.raw"), U16Bytes({1, 2, 3, 4, 5, 6, 7, 8}));
+  BayerRaw raw;
+  ASSERT_EQ(raw.ReadRawImage(dir.File("f.raw").c_str(), 4, 2, 12, "GRBG", false), kOk);
+  EXPECT_EQ(raw.half_width_, 2);
+  EXPECT_EQ(raw.half_height_, 1);
+  EXPECT_EQ(raw.bit_depth_, 12);
+  EXPECT_EQ(Plane(raw.plane_gr_, raw), (std::vector<uint16_t>{1, 3}));
+  EXPECT_EQ(Plane(raw.plane_r_, raw), (std::vector<uint16_t>{2, 4}));
+  EXPECT_EQ(Plane(raw.plane_b_, raw), (std::vector<uint16_t>{5, 7}));
+  EXPECT_EQ(Plane(raw.plane_gb_, raw), (std::vector<uint16_t>{6, 8}));
+}
+
+TEST(BayerRaw, TopRowGreenGoesToGrForEveryPattern) {
+  TempDir dir;
+  // 2 x 4 frame: quads (10 20 / 30 40) and (11 21 / 31 41) stacked vertically.
+  WriteFile(dir.File("f.raw"), U16Bytes({10, 20, 30, 40, 11, 21, 31, 41}));
+  struct Case {
+    const char* pattern;
+    uint16_t r, gr, gb, b;
+  };
+  for (const Case& c : {Case{"RGGB", 10, 20, 30, 40}, Case{"GRBG", 20, 10, 40, 30}, Case{"BGGR", 40, 20, 30, 10},
+                        Case{"GBRG", 30, 10, 40, 20}}) {
+    SCOPED_TRACE(c.pattern);
+    BayerRaw raw;
+    ASSERT_EQ(raw.ReadRawImage(dir.File("f.raw").c_str(), 2, 4, 14, c.pattern, false), kOk);
+    ASSERT_EQ(raw.half_height_, 2);
+    EXPECT_EQ(Plane(raw.plane_r_, raw), (std::vector<uint16_t>{c.r, static_cast<uint16_t>(c.r + 1)}));
+    EXPECT_EQ(Plane(raw.plane_gr_, raw), (std::vector<uint16_t>{c.gr, static_cast<uint16_t>(c.gr + 1)}));
+    EXPECT_EQ(Plane(raw.plane_gb_, raw), (std::vector<uint16_t>{c.gb, static_cast<uint16_t>(c.gb + 1)}));
+    EXPECT_EQ(Plane(raw.plane_b_, raw), (std::vector<uint16_t>{c.b, static_cast<uint16_t>(c.b + 1)}));
+  }
+}
+
+TEST(BayerRaw, Raw10GroupUnpacksLowBitsInPixelOrder) {
+  TempDir dir;
+  // Width 4: payload 5 bytes, padded with 3 to a multiple of 8.
+  WriteFile(dir.File("f.raw10"), std::string("\xFF\x00\x80\x01\xE4\x00\x00\x00", 8));
+  FILE* file = std::fopen(dir.File("f.raw10").c_str(), "rb");
+  ASSERT_NE(file, nullptr);
+  uint16_t pixels[4] = {};
+  EXPECT_EQ(ReadRaw10Mipi(file, 1, 4, pixels), 0);
+  std::fclose(file);
+  EXPECT_EQ(std::vector<uint16_t>(pixels, pixels + 4), (std::vector<uint16_t>{1020, 1, 514, 7}));
+}
+
+TEST(BayerRaw, Raw10RowsArePaddedToEightBytes) {
+  TempDir dir;
+  // Width 12: payload 15 bytes and 1 byte of padding per row.
+  std::vector<uint16_t> pixels(12 * 4);
+  for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<uint16_t>((i * 97 + 3) % 1024);
+  const std::string packed = PackRaw10(pixels, 12, 4);
+  ASSERT_EQ(packed.size(), 4u * 16u);
+  WriteFile(dir.File("f.raw10"), packed);
+
+  BayerRaw raw;
+  ASSERT_EQ(raw.ReadRawImage(dir.File("f.raw10").c_str(), 12, 4, 10, "RGGB", true), kOk);
+  ASSERT_EQ(raw.half_width_, 6);
+  ASSERT_EQ(raw.half_height_, 2);
+  for (int k = 0; k < 2; ++k) {
+    for (int j = 0; j < 6; ++j) {
+      EXPECT_EQ(raw.plane_r_[k * 6 + j], pixels[(2 * k) * 12 + 2 * j]);
+      EXPECT_EQ(raw.plane_b_[k * 6 + j], pixels[(2 * k + 1) * 12 + 2 * j + 1]);
+    }
+  }
+
+  // Without the last row's padding the read fails and the planes stay.
+  WriteFile(dir.File("short.raw10"), packed.substr(0, packed.size() - 1));
+  const std::vector<uint16_t> before = Plane(raw.plane_r_, raw);
+  EXPECT_EQ(raw.ReadRawImage(dir.File("short.raw10").c_str(), 12, 4, 10, "BGGR", true), kFileError);
+  EXPECT_EQ(Plane(raw.plane_r_, raw), before);
+
+  FILE* file = std::fopen(dir.File("short.raw10").c_str(), "rb");
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(ReadRaw10Mipi(file, 0, 12, nullptr), 0);
+  std::fclose(file);
+}
+
+TEST(BayerRaw, ReadFailuresLeavePlanesAlone) {
+  TempDir dir;
+  WriteFile(dir.File("f.raw"), U16Bytes({1, 2, 3, 4, 5, 6, 7, 8}));
+  BayerRaw raw;
+  ASSERT_EQ(raw.ReadRawImage(dir.File("f.raw").c_str(), 4, 2, 10, "RGGB", false), kOk);
+  uint16_t* const r = raw.plane_r_;
+
+  EXPECT_EQ(raw.ReadRawImage(dir.File("missing.raw").c_str(), 4, 2, 10, "RGGB", false), kFileError);
+  // One row short of 4 x 4.
+  EXPECT_EQ(raw.ReadRawImage(dir.File("f.raw").c_str(), 4, 4, 10, "RGGB", false), kFileError);
+  EXPECT_EQ(raw.half_height_, 1);
+  EXPECT_EQ(raw.plane_r_, r);
+
+  // An unknown pattern is noticed after the half sizes were set: they change,
+  // the planes keep their old size and contents.
+  WriteFile(dir.File("big.raw"), U16Bytes(std::vector<uint16_t>(16, 9)));
+  EXPECT_EQ(raw.ReadRawImage(dir.File("big.raw").c_str(), 4, 4, 12, "rggb", false), kInvalidInput);
+  EXPECT_EQ(raw.half_height_, 2);
+  EXPECT_EQ(raw.half_width_, 2);
+  EXPECT_EQ(raw.bit_depth_, 10);
+  EXPECT_EQ(raw.plane_r_, r);
+  EXPECT_EQ(r[0], 1);
+  EXPECT_EQ(r[1], 3);
+
+  // Bytes after the image are ignored.
+  EXPECT_EQ(raw.ReadRawImage(dir.File("big.raw").c_str(), 4, 2, 12, "RGGB", false), kOk);
+  EXPECT_EQ(raw.plane_b_[1], 9);
+}
+
+TEST(BayerRaw, SaveWritesBggrAndReadsBack) {
+  BayerRaw raw;
+  raw.half_width_ = 2;
+  raw.half_height_ = 2;
+  raw.plane_r_ = new uint16_t[4]{1, 2, 3, 4};
+  raw.plane_gr_ = new uint16_t[4]{11, 12, 13, 14};
+  raw.plane_gb_ = new uint16_t[4]{21, 22, 23, 0xABCD};
+  raw.plane_b_ = new uint16_t[4]{31, 32, 33, 34};
+  TempDir dir;
+  ASSERT_EQ(raw.SaveRaw(dir.File("out.raw").c_str()), kOk);
+  EXPECT_EQ(ReadFile(dir.File("out.raw")), U16Bytes({31, 11, 32, 12,  //
+                                                     21, 1, 22, 2,    //
+                                                     33, 13, 34, 14,  //
+                                                     23, 3, 0xABCD, 4}));
+
+  BayerRaw back;
+  ASSERT_EQ(back.ReadRawImage(dir.File("out.raw").c_str(), 4, 4, 16, "BGGR", false), kOk);
+  for (auto plane : {&BayerRaw::plane_r_, &BayerRaw::plane_gr_, &BayerRaw::plane_gb_, &BayerRaw::plane_b_}) {
+    EXPECT_EQ(Plane(back.*plane, back), Plane(raw.*plane, raw));
+  }
+  EXPECT_EQ(raw.SaveRaw((dir.path() + "/no/such/dir.raw").c_str()), kFileError);
+}
+
+}  // namespace
+}  // namespace mirvo

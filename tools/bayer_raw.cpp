@@ -1,0 +1,154 @@
+#include "tools/bayer_raw.h"
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace mirvo {
+namespace {
+
+// Splits one image row pair into four plane rows. The destinations are given
+// per quad position, so the loop itself is pattern-free and vectorises.
+void SplitRowPair(const uint16_t* top, const uint16_t* bottom, int half_width, uint16_t* top_left, uint16_t* top_right,
+                  uint16_t* bottom_left, uint16_t* bottom_right) {
+  for (int j = 0; j < half_width; ++j) {
+    top_left[j] = top[2 * j];
+    top_right[j] = top[2 * j + 1];
+    bottom_left[j] = bottom[2 * j];
+    bottom_right[j] = bottom[2 * j + 1];
+  }
+}
+
+// Bytes of padding after a RAW10 row of `width` pixels.
+int Raw10RowPadding(int width) {
+  const int payload = (width * 5) / 4;
+  return payload % 8 == 0 ? 0 : 8 - payload % 8;
+}
+
+// Unpacks `groups` whole 5-byte groups; pixels past `width` are dropped so a
+// width that is not a multiple of 4 cannot write outside the row.
+void UnpackRaw10Groups(const uint8_t* src, int groups, int width, uint16_t* dst) {
+  const int full = width / 4 < groups ? width / 4 : groups;
+  for (int g = 0; g < full; ++g) {
+    const uint8_t* b = src + 5 * g;
+    const unsigned low = b[4];
+    dst[4 * g + 0] = static_cast<uint16_t>((b[0] << 2) | (low & 3u));
+    dst[4 * g + 1] = static_cast<uint16_t>((b[1] << 2) | ((low >> 2) & 3u));
+    dst[4 * g + 2] = static_cast<uint16_t>((b[2] << 2) | ((low >> 4) & 3u));
+    dst[4 * g + 3] = static_cast<uint16_t>((b[3] << 2) | ((low >> 6) & 3u));
+  }
+  for (int g = full; g < groups; ++g) {
+    const uint8_t* b = src + 5 * g;
+    for (int i = 0; i < 4 && 4 * g + i < width; ++i) {
+      dst[4 * g + i] = static_cast<uint16_t>((b[i] << 2) | ((b[4] >> (2 * i)) & 3u));
+    }
+  }
+}
+
+}  // namespace
+
+BayerRaw::~BayerRaw() {
+  delete[] plane_r_;
+  delete[] plane_gr_;
+  delete[] plane_gb_;
+  delete[] plane_b_;
+}
+
+int ReadUnpackedRaw(FILE* file, int height, int width, uint16_t* dst) {
+  const size_t row_bytes = static_cast<size_t>(width) * 2;
+  const size_t rows = height > 0 ? static_cast<size_t>(height) : 0;
+  return std::fread(dst, row_bytes, rows, file) == rows ? 0 : -100;
+}
+
+int ReadRaw10Mipi(FILE* file, int height, int width, uint16_t* dst) {
+  if (height < 1) return 0;
+  const int groups = width > 0 ? (width + 3) / 4 : 0;
+  const size_t group_bytes = static_cast<size_t>(groups) * 5;
+  const size_t row_bytes = group_bytes + static_cast<size_t>(Raw10RowPadding(width));
+  // One read per row; a short read still unpacks the groups that did arrive,
+  // as a group-by-group reader would have before failing.
+  std::vector<uint8_t> row(row_bytes);
+  for (int y = 0; y < height; ++y) {
+    const size_t got = std::fread(row.data(), 1, row_bytes, file);
+    uint16_t* out = dst + static_cast<size_t>(y) * static_cast<size_t>(width);
+    if (got < row_bytes) {
+      UnpackRaw10Groups(row.data(), static_cast<int>(got < group_bytes ? got / 5 : groups), width, out);
+      return -100;
+    }
+    UnpackRaw10Groups(row.data(), groups, width, out);
+  }
+  return 0;
+}
+
+errCode BayerRaw::ReadRawImage(const char* path, int width, int height, int bit_depth, const char* pattern, bool mipi) {
+  FILE* file = std::fopen(path, "rb");
+  if (file == nullptr) return kFileError;
+
+  const size_t count = width > 0 && height > 0 ? static_cast<size_t>(width) * static_cast<size_t>(height) : 0;
+  // Staging frame, released on return; never zero-filled since it is read over.
+  std::unique_ptr<uint16_t[]> frame(new uint16_t[count > 0 ? count : 1]);
+  const int read =
+      mipi ? ReadRaw10Mipi(file, height, width, frame.get()) : ReadUnpackedRaw(file, height, width, frame.get());
+  std::fclose(file);
+  if (read != 0) return kFileError;
+
+  // The half sizes change before the pattern is checked; on an unknown
+  // pattern the planes keep their old contents and sizes.
+  half_height_ = height / 2;
+  half_width_ = width / 2;
+
+  // Plane for each quad position: top-left, top-right, bottom-left, bottom-right.
+  uint16_t** quad[4];
+  if (pattern != nullptr && std::strcmp(pattern, "RGGB") == 0) {
+    quad[0] = &plane_r_, quad[1] = &plane_gr_, quad[2] = &plane_gb_, quad[3] = &plane_b_;
+  } else if (pattern != nullptr && std::strcmp(pattern, "GRBG") == 0) {
+    quad[0] = &plane_gr_, quad[1] = &plane_r_, quad[2] = &plane_b_, quad[3] = &plane_gb_;
+  } else if (pattern != nullptr && std::strcmp(pattern, "BGGR") == 0) {
+    quad[0] = &plane_b_, quad[1] = &plane_gr_, quad[2] = &plane_gb_, quad[3] = &plane_r_;
+  } else if (pattern != nullptr && std::strcmp(pattern, "GBRG") == 0) {
+    quad[0] = &plane_gr_, quad[1] = &plane_b_, quad[2] = &plane_r_, quad[3] = &plane_gb_;
+  } else {
+    return kInvalidInput;
+  }
+
+  bit_depth_ = bit_depth;
+  const size_t plane_size =
+      static_cast<size_t>(half_height_ > 0 ? half_height_ : 0) * static_cast<size_t>(half_width_ > 0 ? half_width_ : 0);
+  for (uint16_t** plane : {&plane_r_, &plane_gr_, &plane_gb_, &plane_b_}) {
+    delete[] * plane;
+    *plane = new uint16_t[plane_size > 0 ? plane_size : 1];
+  }
+
+  for (int k = 0; k < half_height_; ++k) {
+    const size_t offset = static_cast<size_t>(k) * static_cast<size_t>(half_width_);
+    const uint16_t* top = frame.get() + static_cast<size_t>(2 * k) * static_cast<size_t>(width);
+    SplitRowPair(top, top + width, half_width_, *quad[0] + offset, *quad[1] + offset, *quad[2] + offset,
+                 *quad[3] + offset);
+  }
+  return kOk;
+}
+
+errCode BayerRaw::SaveRaw(const char* path) const {
+  FILE* file = std::fopen(path, "wb");
+  if (file == nullptr) return kFileError;
+  if (plane_r_ != nullptr && plane_gr_ != nullptr && plane_gb_ != nullptr && plane_b_ != nullptr && half_width_ > 0) {
+    std::vector<uint16_t> row(2 * static_cast<size_t>(half_width_));
+    for (int k = 0; k < half_height_; ++k) {
+      const size_t offset = static_cast<size_t>(k) * static_cast<size_t>(half_width_);
+      for (int j = 0; j < half_width_; ++j) {
+        row[2 * j] = plane_b_[offset + j];
+        row[2 * j + 1] = plane_gr_[offset + j];
+      }
+      std::fwrite(row.data(), sizeof(uint16_t), row.size(), file);
+      for (int j = 0; j < half_width_; ++j) {
+        row[2 * j] = plane_gb_[offset + j];
+        row[2 * j + 1] = plane_r_[offset + j];
+      }
+      std::fwrite(row.data(), sizeof(uint16_t), row.size(), file);
+    }
+  }
+  std::fclose(file);
+  return kOk;
+}
+
+}  // namespace mirvo
