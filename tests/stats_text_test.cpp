@@ -1,0 +1,263 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "core/stats.h"
+#include "support/test_support.h"
+#include "tools/bayer_raw.h"
+#include "tools/stats_validate.h"
+
+namespace mirvo {
+namespace {
+
+using mirvo_test::ReadFile;
+using mirvo_test::TempDir;
+using mirvo_test::WriteFile;
+
+const char* const kMarkers[8] = {"*r_sum[768]", "*b_sum[768]", "*g_or_gr_sum[768]", "*y_or_gb_sum[768]",
+                                 "*r_cnt[768]", "*b_cnt[768]", "*g_or_gr_cnt[768]", "*y_or_gb_cnt[768]"};
+
+// A simulator-style file: section k holds the values k * 1000 + cell in hex.
+std::string SimFile(const std::vector<int>& order = {0, 1, 2, 3, 4, 5, 6, 7}) {
+  std::string text = "simulator dump\n";
+  for (int k : order) {
+    text += std::string(kMarkers[k]) + " =\n";
+    for (int i = 0; i < 768; ++i) {
+      char value[16];
+      std::snprintf(value, sizeof value, "%X", k * 1000 + i);
+      text += value;
+      text += i % 16 == 15 ? "\n" : " ";
+    }
+  }
+  return text;
+}
+
+int Load(Stats& stats, const std::string& path) { return stats.LoadSimStatsElmrak(path.c_str()); }
+
+TEST(StatsDump, TextDumpIsByteExact) {
+  Stats stats;
+  stats.ConfigureStatsSize(2, 1);
+  stats.cells[0].sum[R] = 0x1F4;
+  stats.cells[0].cnt[R] = 4;
+  stats.cells[1].sum[B] = 0xFFFFFFFFu;
+  stats.cells[1].cnt[Gb] = 0xFFFF;
+  stats.cells[0].sat_cnt[R] = 9;  // not written
+  TempDir dir;
+  ASSERT_EQ(stats.SaveAsText(dir.File("s.txt").c_str()), kOk);
+  EXPECT_EQ(ReadFile(dir.File("s.txt")),
+            "\n******** Stats BG Tintless ********\n"
+            "*HW Unpacked Buffer : Length =        768"
+            "\n*r_sum[768] =\n0x1f4\t0x0\t"
+            "\n*b_sum[768] =\n0x0\t0xffffffff\t"
+            "\n*g_or_gr_sum[768] =\n0x0\t0x0\t"
+            "\n*y_or_gb_sum[768] =\n0x0\t0x0\t"
+            "\n*r_cnt[768] =\n0x4\t0x0\t"
+            "\n*b_cnt[768] =\n0x0\t0x0\t"
+            "\n*g_or_gr_cnt[768] =\n0x0\t0x0\t"
+            "\n*y_or_gb_cnt[768] =\n0x0\t0xffff\t");
+  EXPECT_EQ(stats.SaveAsText((dir.path() + "/no/dir.txt").c_str()), kFileError);
+
+  // A 2 x 1 grid's dump does not load back: the loader wants 768 values per
+  // section and runs into the next header.
+  Stats back;
+  EXPECT_THROW(Load(back, dir.File("s.txt")), std::invalid_argument);
+  std::string why;
+  EXPECT_EQ(StatsValidateTextFile(dir.File("s.txt").c_str(), &why), kFileError);
+  EXPECT_EQ(why, "*r_sum[768]: token 3 \"*b_sum[768]\" is not a hexadecimal number");
+}
+
+TEST(StatsDump, MeanImageIsBggrQuadPerCell) {
+  Stats stats;
+  stats.ConfigureStatsSize(2, 1);
+  StatsCell& a = stats.cells[0];
+  a.sum[R] = 0x1F4, a.cnt[R] = 4;  // 125
+  a.sum[Gr] = 7, a.cnt[Gr] = 2;    // 3
+  a.sum[Gb] = 9, a.cnt[Gb] = 0;    // no samples: 0
+  a.sum[B] = 70000, a.cnt[B] = 1;  // truncated to 16 bits: 4464
+  stats.cells[1].sum[B] = 5, stats.cells[1].cnt[B] = 5;
+  TempDir dir;
+  ASSERT_EQ(stats.Save(dir.File("mean.raw").c_str()), kOk);
+  const uint16_t expected[8] = {4464, 3,   1, 0,   // B Gr of both cells
+                                0,    125, 0, 0};  // Gb R
+  EXPECT_EQ(ReadFile(dir.File("mean.raw")), std::string(reinterpret_cast<const char*>(expected), sizeof expected));
+
+  BayerRaw raw;
+  ASSERT_EQ(raw.ReadRawImage(dir.File("mean.raw").c_str(), 4, 2, 14, "BGGR", false), kOk);
+  EXPECT_EQ(raw.plane_r_[0], 125);
+  EXPECT_EQ(raw.plane_gr_[0], 3);
+  EXPECT_EQ(raw.plane_b_[1], 1);
+  EXPECT_EQ(stats.Save((dir.path() + "/no/dir.raw").c_str()), kFileError);
+}
+
+TEST(StatsSimLoader, DumpOfFullGridLoadsBack) {
+  Stats stats;
+  stats.ConfigureStatsSize(32, 24);
+  std::mt19937 rng(7);
+  for (int i = 0; i < 768; ++i) {
+    for (int c = 0; c < 4; ++c) {
+      stats.cells[i].sum[c] = rng();
+      stats.cells[i].cnt[c] = static_cast<uint16_t>(rng());
+    }
+  }
+  stats.cells[3].sum[Gb] = 0;
+  TempDir dir;
+  ASSERT_EQ(stats.SaveAsText(dir.File("s.txt").c_str()), kOk);
+  std::string why;
+  EXPECT_EQ(StatsValidateTextFile(dir.File("s.txt").c_str(), &why), kOk) << why;
+  Stats back;
+  back.bit_depth = 3;
+  ASSERT_EQ(Load(back, dir.File("s.txt")), 0);
+  EXPECT_EQ(back.cols, 32);
+  EXPECT_EQ(back.rows, 24);
+  EXPECT_EQ(back.bit_depth, 14);
+  for (int i = 0; i < 768; ++i) {
+    ASSERT_EQ(std::memcmp(back.cells[i].sum, stats.cells[i].sum, sizeof(stats.cells[i].sum)), 0);
+    ASSERT_EQ(std::memcmp(back.cells[i].cnt, stats.cells[i].cnt, sizeof(stats.cells[i].cnt)), 0);
+  }
+}
+
+TEST(StatsSimLoader, ReadsSectionsIntoTheirChannels) {
+  TempDir dir;
+  WriteFile(dir.File("sim.txt"), SimFile());
+  Stats stats;
+  ASSERT_EQ(Load(stats, dir.File("sim.txt")), 0);
+  EXPECT_EQ(stats.cells[5].sum[R], 5u);
+  EXPECT_EQ(stats.cells[5].sum[B], 1005u);
+  EXPECT_EQ(stats.cells[5].sum[Gr], 2005u);
+  EXPECT_EQ(stats.cells[767].sum[Gb], 3767u);
+  EXPECT_EQ(stats.cells[0].cnt[R], 4000);
+  EXPECT_EQ(stats.cells[0].cnt[B], 5000);
+  EXPECT_EQ(stats.cells[0].cnt[Gr], 6000);
+  EXPECT_EQ(stats.cells[767].cnt[Gb], 7767);
+
+  // Markers may go on after the bracket; tokens carry attached separators;
+  // counts keep their low 16 bits.
+  std::string text = SimFile();
+  text.replace(text.find("*r_cnt[768] ="), 13, "*r_cnt[768] = /* counts */");
+  text.replace(text.find("\nFA0 ") + 1, 3, "0x1F4,");  // first R count
+  text.replace(text.find(" FA1 ") + 1, 3, "10000");    // second R count
+  WriteFile(dir.File("sim.txt"), text);
+  ASSERT_EQ(Load(stats, dir.File("sim.txt")), 0);
+  EXPECT_EQ(stats.cells[0].cnt[R], 500);
+  EXPECT_EQ(stats.cells[1].cnt[R], 0);
+}
+
+TEST(StatsSimLoader, FailuresAndTheirMessages) {
+  TempDir dir;
+  Stats stats;
+  EXPECT_EQ(Load(stats, dir.File("missing.txt")), -100);
+  EXPECT_EQ(stats.cols, 32);
+
+  struct Case {
+    std::string name, text, message;
+  };
+  std::string no_space = SimFile();
+  no_space.pop_back();  // the last value ends the file
+  std::string wrong_size = SimFile();
+  wrong_size.replace(wrong_size.find("*g_or_gr_sum[768]"), 17, "*g_or_gr_sum[767]");
+  const Case cases[] = {
+      {"b_before_r", SimFile({1, 0, 2, 3, 4, 5, 6, 7}), "stream eofbit. error state"},
+      {"no_space", no_space, "stream eofbit. error state"},
+      {"wrong_size", wrong_size, "stream eofbit. error state"},
+      {"short", SimFile().substr(0, SimFile().size() - 100), "stream eofbit. error state"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    WriteFile(dir.File(c.name), c.text);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Load(stats, dir.File(c.name)), -100);
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(err.rfind(c.message, 0), 0u) << err;
+    std::string why;
+    EXPECT_EQ(StatsValidateTextFile(dir.File(c.name).c_str(), &why), kFileError);
+  }
+  // Sections read before the failure keep their values.
+  WriteFile(dir.File("partial"), SimFile({0, 2, 1}));
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(Load(stats, dir.File("partial")), -100);
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(stats.cells[9].sum[R], 9u);
+
+  std::string bad = SimFile();
+  bad.replace(bad.find("\n3E8 ") + 1, 3, "zz");  // first B sum
+  WriteFile(dir.File("bad"), bad);
+  EXPECT_THROW(Load(stats, dir.File("bad")), std::invalid_argument);
+}
+
+TEST(StatsValidate, ReasonsNameTheFault) {
+  TempDir dir;
+  auto why_for = [&](const std::string& text) {
+    WriteFile(dir.File("v.txt"), text);
+    std::string why;
+    EXPECT_EQ(StatsValidateTextFile(dir.File("v.txt").c_str(), &why), kFileError);
+    return why;
+  };
+  std::string bad = SimFile();
+  bad.replace(bad.find("\n3E8 ") + 1, 3, "zz");
+  EXPECT_EQ(why_for(bad), "*b_sum[768]: token 1 \"zz\" is not a hexadecimal number");
+  std::string huge = SimFile();
+  huge.replace(huge.find("\n3E8 ") + 1, 3, "1FFFFFFFFFFFFFFFF");
+  EXPECT_EQ(why_for(huge), "*b_sum[768]: token 1 \"1FFFFFFFFFFFFFFFF\" is out of range");
+  EXPECT_EQ(why_for(SimFile({1, 0})), "section marker \"*b_sum[768]\" not found");
+  std::string no_space = SimFile();
+  no_space.pop_back();
+  EXPECT_EQ(why_for(no_space), "*y_or_gb_cnt[768]: value 768 ends the file with no white space behind it");
+  EXPECT_EQ(why_for(SimFile().substr(0, SimFile().find("*b_sum") - 8)),
+            "*r_sum[768]: file ends after 766 of 768 values");
+  EXPECT_EQ(why_for(std::string(kMarkers[0])),
+            "marker \"*r_sum[768]\" is on the last line with no line feed behind it");
+
+  std::string why;
+  EXPECT_EQ(StatsValidateTextFile(dir.path().c_str(), &why), kFileError);
+  EXPECT_EQ(why, "not a regular file");
+  EXPECT_EQ(StatsValidateTextFile(dir.File("none").c_str(), &why), kFileError);
+  EXPECT_EQ(why, "cannot open file");
+}
+
+// The validator accepts exactly what the loader loads without throwing.
+TEST(StatsValidate, AgreesWithLoaderOnMutatedFiles) {
+  TempDir dir;
+  const std::string good = SimFile();
+  std::mt19937 rng(11);
+  const char kEdits[] = {' ', '\n', 'x', '-', '0', '*', '\t', 'G'};
+  int accepted = 0;
+  for (int n = 0; n < 300; ++n) {
+    std::string text = good;
+    const size_t pos = rng() % text.size();
+    switch (n % 3) {
+      case 0:
+        text.resize(pos);
+        break;
+      case 1:
+        text[pos] = kEdits[rng() % sizeof kEdits];
+        break;
+      default:
+        text.erase(pos, 1 + rng() % 40);
+        break;
+    }
+    const std::string path = dir.File("m.txt");
+    WriteFile(path, text);
+    std::string why;
+    const bool valid = StatsValidateTextFile(path.c_str(), &why) == kOk;
+    bool loads = false;
+    testing::internal::CaptureStderr();
+    try {
+      Stats stats;
+      loads = stats.LoadSimStatsElmrak(path.c_str()) == 0;
+    } catch (const std::exception&) {
+    }
+    testing::internal::GetCapturedStderr();
+    ASSERT_EQ(valid, loads) << "mutation " << n << ": " << why;
+    EXPECT_EQ(why.find('\n'), std::string::npos);
+    accepted += valid;
+  }
+  EXPECT_GT(accepted, 20);
+  EXPECT_LT(accepted, 280);
+}
+
+}  // namespace
+}  // namespace mirvo
