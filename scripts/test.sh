@@ -1,18 +1,41 @@
 #!/usr/bin/env bash
-# Sets everything up and runs the whole test suite three times: natively on
-# x86-64, cross-built for AArch64 under qemu, and with ASan + UBSan.
-# Pass flavours to run a subset: scripts/test.sh host asan
+# Sets everything up and runs the whole test suite: natively on x86-64 (plus a
+# benchmark smoke run), cross-built for AArch64 under qemu, with ASan + UBSan,
+# and every fuzz target for a short fixed time.
+# Pass steps to run a subset: scripts/test.sh host asan   (host arm64 asan fuzz)
 set -euo pipefail
 cd "$(dirname "$0")/.."
-flavours=("$@")
-[ "${#flavours[@]}" -gt 0 ] || flavours=(host arm64 asan)
+steps=("$@")
+[ "${#steps[@]}" -gt 0 ] || steps=(host arm64 asan fuzz)
 scripts/setup.sh
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
-for f in "${flavours[@]}"; do
-  echo "=== ${f}: build"
-  scripts/build.sh "$f"
-  echo "=== ${f}: test"
-  label_args=()
-  ctest --test-dir "build/${f}" --output-on-failure -j "$(nproc)" --timeout 900 "${label_args[@]}"
+start=$SECONDS
+for s in "${steps[@]}"; do
+  t0=$SECONDS
+  case "$s" in
+    fuzz)
+      echo "=== fuzz: every target for ${MIRVO_FUZZ_SECONDS:-20}s"
+      scripts/fuzz.sh "${MIRVO_FUZZ_SECONDS:-20}"
+      ;;
+    *)
+      echo "=== ${s}: build"
+      scripts/build.sh "$s"
+      echo "=== ${s}: test"
+      # The soak runs a shorter count where every frame is emulated or
+      # instrumented; the long run is documented in tests/soak/engine_soak.cpp.
+      case "$s" in
+        host) export MIRVO_SOAK_FRAMES=20000 ;;
+        *) export MIRVO_SOAK_FRAMES=3000 ;;
+      esac
+      ctest --test-dir "build/${s}" --output-on-failure -j "$(nproc)" --timeout 900
+      if [ "$s" = host ]; then
+        echo "=== host: benchmark smoke run (no timing assertions)"
+        build/host/bench/mirvo_bench --benchmark_min_time=0.01 >build/host/bench-smoke.txt
+        tail -n +1 build/host/bench-smoke.txt | grep -E "^BM_" | head -40
+      fi
+      ;;
+  esac
+  echo "=== ${s}: done in $((SECONDS - t0))s"
 done
+echo "=== all steps passed in $((SECONDS - start))s"
