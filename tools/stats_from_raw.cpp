@@ -85,29 +85,32 @@ errCode Stats::CreateFromRaw(const BayerRaw& raw, const uint16_t (&levels)[4], i
       const uint16_t* gb = raw.plane_gb_ + line;
       const uint16_t* b = raw.plane_b_ + line;
       for (int cc = 0; cc < cols_; ++cc) {
+        const int x_begin = x0 + cc * cell_w;
+        const int x_end = x_begin + cell_w;
         uint32_t sum_r = 0, sum_gr = 0, sum_gb = 0, sum_b = 0;
-        uint32_t sat_r = 0, sat_gr = 0, sat_gb = 0, sat_b = 0;
-        const int x_end = x0 + (cc + 1) * cell_w;
-        for (int x = x0 + cc * cell_w; x < x_end; ++x) {
+        uint32_t any = 0;
+        for (int x = x_begin; x < x_end; ++x) {
           sum_r += table_r.value[r[x] & table_r.mask];
           sum_gr += table_gr.value[gr[x] & table_gr.mask];
           sum_gb += table_gb.value[gb[x] & table_gb.mask];
           sum_b += table_b.value[b[x] & table_b.mask];
-          // Saturation is judged on the sample before the shift.
-          sat_r += r[x] >= 16384;
-          sat_gr += gr[x] >= 16384;
-          sat_gb += gb[x] >= 16384;
-          sat_b += b[x] >= 16384;
+          any |= static_cast<uint32_t>(r[x] | gr[x] | gb[x] | b[x]);
         }
         StatsCell& cell = row_cells[cc];
         cell.sum[R] += sum_r;
         cell.sum[Gr] += sum_gr;
         cell.sum[Gb] += sum_gb;
         cell.sum[B] += sum_b;
-        cell.sat_cnt[R] = static_cast<uint16_t>(cell.sat_cnt[R] + sat_r);
-        cell.sat_cnt[Gr] = static_cast<uint16_t>(cell.sat_cnt[Gr] + sat_gr);
-        cell.sat_cnt[Gb] = static_cast<uint16_t>(cell.sat_cnt[Gb] + sat_gb);
-        cell.sat_cnt[B] = static_cast<uint16_t>(cell.sat_cnt[B] + sat_b);
+        // Saturation is judged on the sample before the shift; it is rare,
+        // so it is counted only on segments that hold such a sample.
+        if (any >= 16384u) {
+          for (int x = x_begin; x < x_end; ++x) {
+            cell.sat_cnt[R] = static_cast<uint16_t>(cell.sat_cnt[R] + (r[x] >= 16384));
+            cell.sat_cnt[Gr] = static_cast<uint16_t>(cell.sat_cnt[Gr] + (gr[x] >= 16384));
+            cell.sat_cnt[Gb] = static_cast<uint16_t>(cell.sat_cnt[Gb] + (gb[x] >= 16384));
+            cell.sat_cnt[B] = static_cast<uint16_t>(cell.sat_cnt[B] + (b[x] >= 16384));
+          }
+        }
       }
     }
   }
