@@ -1,0 +1,372 @@
+#include "io/tuning_file.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <stdexcept>
+#include <string>
+
+#include "io/default_tuning.h"
+#include "support/test_support.h"
+
+namespace mirvo {
+namespace {
+
+using mirvo_test::LogCapture;
+using mirvo_test::ReadFile;
+using mirvo_test::TempDir;
+using mirvo_test::WriteFile;
+
+// A hand-written tuning header: BUL holds 0..220, BVL 1000..1220, BgUHXY
+// i / 2 and BgVHXY -i, laid out freely within what the reader accepts.
+std::string TuningText() {
+  std::string text =
+      "// tuning for a test module\n/* [Version] */\nstatic const unsigned char v[4] = {\n  3, 3, 3, 3,\n};\n";
+  text += "\n/* [TuningParams] */\nstatic const struct tp t = {\n";
+  for (const char* v : {"0.002,", "0.98, // max", "0.5", "0.03", "0.02", "1,", "0.25", "0.125", "0"}) {
+    text += std::string("  ") + v + "\n";
+  }
+  text += "};\n\n/* [BUL] */\nstatic const float bul[13][17] = {\n";
+  for (int r = 0; r < 13; ++r) {
+    text += "  {";
+    for (int c = 0; c < 17; ++c) text += std::to_string(r * 17 + c) + (c < 16 ? ", " : "},\n");
+  }
+  text += "};\n//[BVL]\nstatic const float bvl[13][17] = {\n";
+  for (int i = 0; i < 221; ++i) text += std::to_string(1000 + i) + (i % 17 == 16 ? "\n" : " ");
+  text += "};\n  /* [BgUHXY] */\n{\n";
+  for (int i = 0; i < 1480; ++i) text += std::to_string(i / 2) + (i % 2 ? ".5," : ",") + (i % 40 == 39 ? "\n" : " ");
+  text += "}\n/**[BgVHXY]\n";
+  for (int i = 0; i < 1480; ++i) text += (i ? "-" : "") + std::to_string(i) + (i % 40 == 39 ? "\n" : " ");
+  return text;
+}
+
+void Replace(std::string& text, const std::string& from, const std::string& to) {
+  const size_t pos = text.find(from);
+  ASSERT_NE(pos, std::string::npos) << from;
+  text.replace(pos, from.size(), to);
+}
+
+MirvoParams Filled(unsigned char byte) {
+  MirvoParams params;
+  std::memset(&params, byte, sizeof params);
+  return params;
+}
+
+TEST(TuningFile, ReadsEverySectionInOrder) {
+  TempDir dir;
+  WriteFile(dir.File("t.h"), TuningText());
+  MirvoParams params = Filled(0x7F);
+  ASSERT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kOk);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(params.version[i], 3);
+  EXPECT_EQ(params.tuning.min_level_thd, 0.002f);
+  EXPECT_EQ(params.tuning.max_level_thd, 0.98f);
+  EXPECT_EQ(params.tuning.sat_ratio_thd, 0.5f);
+  EXPECT_EQ(params.tuning.smooth_thd, 0.03f);
+  EXPECT_EQ(params.tuning.limit_thd, 0.02f);
+  EXPECT_EQ(params.tuning.filter_input_stats, 1);
+  EXPECT_EQ(params.tuning.prj_delta_thd, 0.25f);
+  EXPECT_EQ(params.tuning.tint_update_gain, 0.125f);
+  EXPECT_EQ(params.tuning.enable_temporal_filter, 0);
+  const LearnedTintProfile& p = params.learned_tint_profile;
+  for (int i = 0; i < 221; ++i) {
+    ASSERT_EQ(p.BUL[i / 17][i % 17], static_cast<float>(i));
+    ASSERT_EQ(p.BVL[i / 17][i % 17], static_cast<float>(1000 + i));
+  }
+  for (int i = 0; i < 1480; ++i) {
+    ASSERT_EQ(p.BgUHXY[i], static_cast<float>(i) / 2.0f);  // the lone "{" adds nothing
+    ASSERT_EQ(p.BgVHXY[i], -static_cast<float>(i));
+  }
+}
+
+TEST(TuningFile, NumbersAndDecoration) {
+  TempDir dir;
+  struct Case {
+    const char* name;
+    std::string from, to;
+    int version;
+    float bul0, bul16;
+  };
+  const Case cases[] = {
+      {"fraction truncates", "  3, 3, 3, 3,", "2.9", 2, 0.0f, 16.0f},
+      {"low eight bits", "  3, 3, 3, 3,", "300 /* wraps */", 44, 0.0f, 16.0f},
+      {"negative", "  3, 3, 3, 3,", "-1", 255, 0.0f, 16.0f},
+      {"braces and commas", "{0, 1,", "{0.5, 1,", 3, 0.5f, 16.0f},
+      {"closing brace", " 16},", " 0.25},", 3, 0.0f, 0.25f},
+      {"hex and exponent", "{0, 1,", "{0x1p-2, 1,", 3, 0.25f, 16.0f},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::string text = TuningText();
+    Replace(text, c.from, c.to);
+    WriteFile(dir.File("t.h"), text);
+    MirvoParams params = Filled(0);
+    ASSERT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kOk);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(params.version[i], c.version);
+    EXPECT_EQ(params.learned_tint_profile.BUL[0][0], c.bul0);
+    EXPECT_EQ(params.learned_tint_profile.BUL[0][16], c.bul16);
+  }
+
+  // The file may end right after the last gradient value.
+  std::string text = TuningText();
+  text.pop_back();
+  WriteFile(dir.File("t.h"), text);
+  MirvoParams params;
+  EXPECT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kOk);
+  EXPECT_EQ(params.learned_tint_profile.BgVHXY[1479], -1479.0f);
+}
+
+TEST(TuningFile, SectionLineMayStandBehindCommentCharsButNotTabs) {
+  TempDir dir;
+  for (const char* header : {"[TuningParams]", " * [TuningParams]", "//[TuningParams] of the module"}) {
+    std::string text = TuningText();
+    Replace(text, "/* [TuningParams] */", header);
+    WriteFile(dir.File("t.h"), text);
+    MirvoParams params;
+    EXPECT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kOk) << header;
+  }
+  std::string text = TuningText();
+  Replace(text, "/* [TuningParams] */", "/*\t[TuningParams] */");
+  WriteFile(dir.File("t.h"), text);
+  MirvoParams params = Filled(0);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kFileError);
+  EXPECT_EQ(testing::internal::GetCapturedStderr().rfind("stream eofbit. error state", 0), 0u);
+  EXPECT_EQ(params.version[0], 3);  // read before the failure
+  std::string why;
+  EXPECT_EQ(TuningValidateHeaderFile(dir.File("t.h").c_str(), &why), kFileError);
+  EXPECT_EQ(why, "section [TuningParams] not found");
+}
+
+TEST(TuningFile, FailuresReportAndKeepWhatWasRead) {
+  TempDir dir;
+  LogCapture log;
+  MirvoParams params = Filled(0x11);
+  EXPECT_EQ(LoadTuningHeaderFile(dir.File("missing.h").c_str(), params), kFileError);
+  EXPECT_TRUE(log.lines().empty());
+  EXPECT_EQ(params.version[0], 0x11);
+
+  // The fourth value line is no number: it is stored as 0, then the load stops.
+  std::string text = TuningText();
+  Replace(text, "  0.03\n", "  smooth\n");
+  WriteFile(dir.File("t.h"), text);
+  EXPECT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kFileError);
+  ASSERT_EQ(log.lines().size(), 1u);
+  EXPECT_EQ(log.lines()[0].priority, ANDROID_LOG_ERROR);
+  EXPECT_EQ(log.lines()[0].tag, "MirvoCore");
+  EXPECT_EQ(log.lines()[0].message, "Line:   smooth is not decoded");
+  EXPECT_EQ(params.tuning.sat_ratio_thd, 0.5f);
+  EXPECT_EQ(params.tuning.smooth_thd, 0.0f);
+  uint32_t untouched;
+  std::memcpy(&untouched, &params.tuning.limit_thd, 4);
+  EXPECT_EQ(untouched, 0x11111111u);
+  std::string why;
+  EXPECT_EQ(TuningValidateHeaderFile(dir.File("t.h").c_str(), &why), kFileError);
+  EXPECT_EQ(why, "[TuningParams]: line 4 does not start with a number (smooth_thd)");
+
+  // Running out of gradient values: the stream check fails.
+  text = TuningText();
+  text.resize(text.rfind(" -1470"));
+  WriteFile(dir.File("t.h"), text);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kFileError);
+  EXPECT_EQ(testing::internal::GetCapturedStderr().rfind("stream eofbit. error state", 0), 0u);
+  EXPECT_EQ(params.learned_tint_profile.BgVHXY[1469], -1469.0f);
+  EXPECT_EQ(TuningValidateHeaderFile(dir.File("t.h").c_str(), &why), kFileError);
+  EXPECT_EQ(why, "[BgVHXY]: file ends after 1470 of 1480 values");
+
+  // A grid token with no number makes std::stof throw.
+  text = TuningText();
+  Replace(text, " 36,", " abc,");
+  WriteFile(dir.File("t.h"), text);
+  EXPECT_THROW(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), std::invalid_argument);
+  EXPECT_EQ(TuningValidateHeaderFile(dir.File("t.h").c_str(), &why), kFileError);
+  EXPECT_EQ(why, "[BUL]: token 37 \"abc,\" is not a number");
+}
+
+TEST(TuningFile, ValidatorReasons) {
+  TempDir dir;
+  auto why_for = [&](const std::string& text) {
+    WriteFile(dir.File("v.h"), text);
+    std::string why;
+    EXPECT_EQ(TuningValidateHeaderFile(dir.File("v.h").c_str(), &why), kFileError);
+    return why;
+  };
+  std::string text = TuningText();
+  Replace(text, "//[BVL]", "// BVL");
+  EXPECT_EQ(why_for(text), "section [BVL] not found");
+  text = TuningText();
+  Replace(text, "  3, 3, 3, 3,", "  v3");
+  EXPECT_EQ(why_for(text), "[Version]: value line does not start with a number");
+  text = TuningText();
+  Replace(text, "1001 ", "1e60 ");
+  EXPECT_EQ(why_for(text), "[BVL]: token 2 \"1e60\" is out of float range");
+  text = TuningText();
+  Replace(text, "{0, 1,", "{ 0, 1,");  // a lone brace is no number in a grid
+  EXPECT_EQ(why_for(text), "[BUL]: token 1 \"{\" is not a number");
+
+  std::string why;
+  EXPECT_EQ(TuningValidateHeaderFile(dir.File("none.h").c_str(), &why), kFileError);
+  EXPECT_EQ(why, "cannot open file");
+  EXPECT_EQ(TuningValidateHeaderFile(dir.path().c_str(), &why), kFileError);
+  EXPECT_EQ(why, "not a regular file");
+  WriteFile(dir.File("v.h"), TuningText());
+  EXPECT_EQ(TuningValidateHeaderFile(dir.File("v.h").c_str()), kOk);
+}
+
+// The validator accepts exactly the files that load with kOk and no exception.
+TEST(TuningFile, ValidatorAgreesWithReaderOnMutatedFiles) {
+  TempDir dir;
+  const std::string good = TuningText();
+  std::mt19937 rng(5);
+  const char kEdits[] = {' ', '\n', 'x', '{', '}', ',', '\t', '['};
+  int accepted = 0;
+  for (int n = 0; n < 400; ++n) {
+    std::string text = good;
+    const size_t pos = rng() % text.size();
+    switch (n % 3) {
+      case 0:
+        text.resize(pos);
+        break;
+      case 1:
+        text[pos] = kEdits[rng() % sizeof kEdits];
+        break;
+      default:
+        text.erase(pos, 1 + rng() % 30);
+        break;
+    }
+    const std::string path = dir.File("m.h");
+    WriteFile(path, text);
+    std::string why;
+    const bool valid = TuningValidateHeaderFile(path.c_str(), &why) == kOk;
+    bool loads = false;
+    {
+      LogCapture quiet;
+      testing::internal::CaptureStderr();
+      try {
+        MirvoParams params;
+        loads = LoadTuningHeaderFile(path.c_str(), params) == kOk;
+      } catch (const std::exception&) {
+      }
+      testing::internal::GetCapturedStderr();
+    }
+    ASSERT_EQ(valid, loads) << "mutation " << n << ": " << why;
+    EXPECT_EQ(why.find('\n'), std::string::npos);
+    accepted += valid;
+  }
+  EXPECT_GT(accepted, 30);
+  EXPECT_LT(accepted, 380);
+}
+
+TEST(TuningFile, WriterOutputIsByteExact) {
+  MirvoParams params;
+  std::memset(&params, 0, sizeof params);
+  InitMirvoParams(params);
+  params.version[0] = params.version[1] = params.version[2] = params.version[3] = 7;
+  LearnedTintProfile& p = params.learned_tint_profile;
+  for (int i = 0; i < 221; ++i) p.BUL[i / 17][i % 17] = static_cast<float>(i) * 0.25f;
+  p.BVL[0][0] = 1.0f / 3.0f;
+  p.BVL[0][1] = -0.0f;
+  p.BVL[12][16] = 1e-40f;
+  for (int i = 0; i < 1480; ++i) p.BgUHXY[i] = static_cast<float>(i);
+  p.BgVHXY[0] = -1.5e-5f;
+  TempDir dir;
+  ASSERT_EQ(SaveTuningHeaderFile(dir.File("w.h").c_str(), params), kOk);
+  const std::string text = ReadFile(dir.File("w.h"));
+
+  const std::string head =
+      "/* Mirvo tuning record: version, thresholds and learned tint profile. */\n"
+      "/* Each section is named in the comment line above its data. */\n"
+      "\n"
+      "/* [Version] */\n"
+      "static const unsigned char mirvo_version[4] = {\n"
+      "  7, 7, 7, 7\n"
+      "};\n"
+      "\n"
+      "/* [TuningParams] */\n"
+      "static const struct mirvo_tuning_params mirvo_tuning = {\n"
+      "  0.00100000005, /* min_level_thd */\n"
+      "  0.99000001, /* max_level_thd */\n"
+      "  0.600000024, /* sat_ratio_thd */\n"
+      "  0.0399999991, /* smooth_thd */\n"
+      "  0.00999999978, /* limit_thd */\n"
+      "  0, /* filter_input_stats */\n"
+      "  0.150000006, /* prj_delta_thd */\n"
+      "  0.300000012, /* tint_update_gain */\n"
+      "  1 /* enable_temporal_filter */\n"
+      "};\n"
+      "\n"
+      "/* [BUL] 13 x 17 */\n"
+      "static const float mirvo_BUL[13][17] = {\n"
+      "  {0, 0.25, 0.5, 0.75, 1, 1.25, 1.5, 1.75, 2, 2.25, 2.5, 2.75, 3, 3.25, 3.5, 3.75, 4},\n";
+  EXPECT_EQ(text.substr(0, head.size()), head);
+  EXPECT_NE(text.find("  {51, 51.25, 51.5, 51.75, 52, 52.25, 52.5, 52.75, 53, 53.25, 53.5, 53.75, 54, 54.25, "
+                      "54.5, 54.75, 55},\n};\n\n/* [BVL] 13 x 17 */\nstatic const float mirvo_BVL[13][17] = {\n"
+                      "  {0.333333343, -0, 0, 0,"),
+            std::string::npos);
+  EXPECT_NE(text.find(", 0, 0x1.16c2p-133},\n};\n\n"
+                      "static const float mirvo_BgUHXY[1480] = {\n"
+                      "/* [BgUHXY] 24 x 31 horizontal, then 23 x 32 vertical differences */\n"
+                      "  0, 1, 2,"),
+            std::string::npos);
+  // Rows of 31 (24 of them) then of 32.
+  EXPECT_NE(text.find(" 29, 30,\n  31, 32,"), std::string::npos);
+  EXPECT_NE(text.find(" 742, 743,\n  744, 745,"), std::string::npos);
+  EXPECT_NE(text.find(" 1478, 1479,\n};\n\nstatic const float mirvo_BgVHXY[1480] = {\n"
+                      "/* [BgVHXY] 24 x 31 horizontal, then 23 x 32 vertical differences */\n"
+                      "  -1.49999996e-05, 0, 0,"),
+            std::string::npos);
+  EXPECT_EQ(text.substr(text.size() - 10), " 0, 0,\n};\n");
+  EXPECT_EQ(SaveTuningHeaderFile((dir.path() + "/no/dir.h").c_str(), params), kFileError);
+}
+
+TEST(TuningFile, WriterRoundTripsEveryBit) {
+  MirvoParams params;
+  std::mt19937 rng(3);
+  for (unsigned char& b : params.version) b = 200;
+  params.tuning = {1e-30f, 3.4e38f, -0.0f, 1.0f / 3.0f, 7e-8f, -12345, 0.15f, 2.5e-3f, 16777216};
+  float* floats = &params.learned_tint_profile.BUL[0][0];
+  for (int i = 0; i < 3402; ++i) {
+    uint32_t bits = rng();
+    std::memcpy(&floats[i], &bits, 4);
+    if (!std::isfinite(floats[i])) floats[i] = static_cast<float>(i) - 1700.5f;
+  }
+  floats[0] = std::numeric_limits<float>::denorm_min();
+  floats[1] = -std::numeric_limits<float>::max();
+  floats[2] = std::numeric_limits<float>::infinity();
+  floats[3] = 1.17549435e-38f;  // smallest normal
+  TempDir dir;
+  ASSERT_EQ(SaveTuningHeaderFile(dir.File("w.h").c_str(), params), kOk);
+  EXPECT_EQ(TuningValidateHeaderFile(dir.File("w.h").c_str()), kOk);
+  MirvoParams back = Filled(0x55);
+  ASSERT_EQ(LoadTuningHeaderFile(dir.File("w.h").c_str(), back), kOk);
+  EXPECT_EQ(std::memcmp(&back, &params, sizeof params), 0);
+}
+
+TEST(TuningFile, HolderStartsOnDefaultAndAllocatesOnce) {
+  MirvoTuning tuning;
+  EXPECT_EQ(tuning.GetTuningTable(), &DefaultMirvoParams());
+  tuning.SetTuningTable();
+  EXPECT_EQ(tuning.GetTuningTable(), &DefaultMirvoParams());
+
+  TempDir dir;
+  WriteFile(dir.File("t.h"), TuningText());
+  ASSERT_EQ(tuning.LoadHeaderFile(dir.File("t.h").c_str()), kOk);
+  MirvoParams* const owned = tuning.GetTuningTable();
+  EXPECT_NE(owned, &DefaultMirvoParams());
+  EXPECT_EQ(owned->version[0], 3);
+
+  std::string text = TuningText();
+  Replace(text, "  3, 3, 3, 3,", "  4");
+  WriteFile(dir.File("t.h"), text);
+  ASSERT_EQ(tuning.LoadHeaderFile(dir.File("t.h").c_str()), kOk);
+  EXPECT_EQ(tuning.GetTuningTable(), owned);
+  EXPECT_EQ(owned->version[2], 4);
+  EXPECT_EQ(tuning.LoadHeaderFile(dir.File("missing.h").c_str()), kFileError);
+  EXPECT_EQ(tuning.GetTuningTable(), owned);
+}
+
+}  // namespace
+}  // namespace mirvo
