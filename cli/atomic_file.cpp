@@ -112,12 +112,18 @@ void MakeDirectories(const std::string& dir) {
   if (dir.empty()) return;
   struct stat st;
   if (stat(dir.c_str(), &st) == 0) {
-    if (!S_ISDIR(st.st_mode)) throw DataError(dir + ": not a directory");
+    if (!S_ISDIR(st.st_mode)) throw DataError(dir + ": cannot use as output directory: not a directory");
     return;
   }
-  const std::string parent = DirName(dir);
-  if (parent != dir) MakeDirectories(parent);
-  if (mkdir(dir.c_str(), 0777) != 0 && errno != EEXIST) throw DataError(dir + ": cannot create directory: " + Errno());
+  // Parents first; any failure is reported for the directory asked for.
+  std::vector<std::string> missing;
+  for (std::string d = dir; stat(d.c_str(), &st) != 0; d = DirName(d)) {
+    missing.push_back(d);
+    if (DirName(d) == d) break;
+  }
+  for (auto it = missing.rbegin(); it != missing.rend(); ++it)
+    if (mkdir(it->c_str(), 0777) != 0 && errno != EEXIST)
+      throw DataError(dir + ": cannot create directory: " + Errno());
 }
 
 }  // namespace mirvo_cli

@@ -1,5 +1,8 @@
 #include "image.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "font.h"
 
 namespace mirvo_cli {
@@ -26,8 +29,16 @@ void Image::Set(int x, int y, Rgb c) {
 }
 
 void Image::FillRect(int x, int y, int w, int h, Rgb c) {
-  for (int yy = y; yy < y + h; ++yy)
-    for (int xx = x; xx < x + w; ++xx) Set(xx, yy, c);
+  const int x0 = std::max(x, 0), x1 = std::min(x + w, width_);
+  const int y0 = std::max(y, 0), y1 = std::min(y + h, height_);
+  for (int yy = y0; yy < y1; ++yy) {
+    uint8_t* p = &pixels_[(static_cast<size_t>(yy) * width_ + x0) * 3];
+    for (int xx = x0; xx < x1; ++xx, p += 3) {
+      p[0] = c.r;
+      p[1] = c.g;
+      p[2] = c.b;
+    }
+  }
 }
 
 void Image::FrameRect(int x, int y, int w, int h, Rgb c) {
@@ -57,8 +68,12 @@ int Image::DrawText(int x, int y, const std::string& text, int scale, Rgb c) {
 }
 
 void Image::Blit(const Image& other, int x, int y) {
-  for (int yy = 0; yy < other.height_; ++yy)
-    for (int xx = 0; xx < other.width_; ++xx) Set(x + xx, y + yy, other.At(xx, yy));
+  const int x0 = std::max(x, 0), x1 = std::min(x + other.width_, width_);
+  if (x1 <= x0) return;
+  for (int yy = std::max(y, 0); yy < std::min(y + other.height_, height_); ++yy)
+    std::memcpy(&pixels_[(static_cast<size_t>(yy) * width_ + x0) * 3],
+                &other.pixels_[(static_cast<size_t>(yy - y) * other.width_ + (x0 - x)) * 3],
+                static_cast<size_t>(x1 - x0) * 3);
 }
 
 }  // namespace mirvo_cli

@@ -1,0 +1,111 @@
+#include "cli_fixtures.h"
+
+#include <cstdio>
+#include <fstream>
+#include <stdexcept>
+#include <vector>
+
+#include "core/stats.h"
+#include "demo_scene.h"
+#include "io/default_tuning.h"
+#include "io/lsc_table_file.h"
+#include "io/tuning_file.h"
+#include "tools/bayer_raw.h"
+
+namespace mirvo_cli_test {
+namespace {
+
+using mirvo_cli::DemoCamera;
+using mirvo_cli::DemoFrame;
+
+void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
+  std::ofstream out(path, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (!out) throw std::runtime_error("cannot write " + path);
+}
+
+std::vector<uint8_t> Unpacked(const std::vector<uint16_t>& mosaic) {
+  std::vector<uint8_t> out;
+  for (uint16_t s : mosaic) {
+    out.push_back(static_cast<uint8_t>(s & 0xFF));
+    out.push_back(static_cast<uint8_t>(s >> 8));
+  }
+  return out;
+}
+
+// RAW10: four pixels in five bytes (high bits, then the low bit pairs),
+// rows padded to a multiple of 8 bytes.
+std::vector<uint8_t> Raw10(const std::vector<uint16_t>& mosaic, int width, int height) {
+  std::vector<uint8_t> out;
+  const int payload = width * 5 / 4;
+  const int pad = payload % 8 ? 8 - payload % 8 : 0;
+  for (int y = 0; y < height; ++y) {
+    const uint16_t* row = &mosaic[static_cast<size_t>(y) * width];
+    for (int x = 0; x < width; x += 4) {
+      uint8_t low = 0;
+      for (int i = 0; i < 4; ++i) {
+        out.push_back(static_cast<uint8_t>(row[x + i] >> 2));
+        low = static_cast<uint8_t>(low | ((row[x + i] & 3) << (2 * i)));
+      }
+      out.push_back(low);
+    }
+    out.insert(out.end(), pad, 0xA5);
+  }
+  return out;
+}
+
+}  // namespace
+
+void WriteFixtures(const std::string& dir) {
+  const mirvo::MirvoParams& defaults = mirvo::DefaultMirvoParams();
+  DemoCamera big;
+  const mirvo_cli::DemoLens lens(defaults.learned_tint_profile, static_cast<double>(big.height) / big.width);
+  if (mirvo::LscTableSaveHeaderFile((dir + "/base.h").c_str(), lens.BaseTable()) != mirvo::kOk)
+    throw std::runtime_error("cannot write base.h");
+
+  mirvo::MirvoParams tuning = defaults;
+  tuning.tuning.smooth_thd = 0.05f;
+  tuning.tuning.limit_thd = 0.012f;
+  if (mirvo::SaveTuningHeaderFile((dir + "/tuning.h").c_str(), tuning) != mirvo::kOk)
+    throw std::runtime_error("cannot write tuning.h");
+  std::ofstream(dir + "/override.txt") << "smooth_thd = 0.03\nlimit_thd=0.008\n";
+
+  const mirvo_cli::LensGains big_gains = mirvo_cli::ComputeLensGains(big, lens);
+  DemoCamera small;
+  small.width = kRawWidth;
+  small.height = kRawHeight;
+  const mirvo_cli::LensGains small_gains = mirvo_cli::ComputeLensGains(small, lens);
+  for (int k = 0; k < kFrames; ++k) {
+    char name[32];
+    // Statistics straight from a full-size frame's planes.
+    DemoFrame frame = mirvo_cli::RenderDemoFrame(big, big_gains, k);
+    mirvo::BayerRaw raw;
+    raw.half_width_ = frame.half_width;
+    raw.half_height_ = frame.half_height;
+    raw.bit_depth_ = 10;
+    raw.plane_r_ = frame.r.data();
+    raw.plane_gr_ = frame.gr.data();
+    raw.plane_gb_ = frame.gb.data();
+    raw.plane_b_ = frame.b.data();
+    mirvo::Stats stats;
+    const uint16_t levels[4] = {1024, 1024, 1024, 1024};
+    stats.CreateFromRaw(raw, levels, 32, 24);
+    raw.plane_r_ = raw.plane_gr_ = raw.plane_gb_ = raw.plane_b_ = nullptr;
+    std::snprintf(name, sizeof(name), "/stats_%03d.txt", k);
+    if (stats.SaveAsText((dir + name).c_str()) != mirvo::kOk) throw std::runtime_error("cannot write stats");
+    if (k == 0) {
+      for (int i = 0; i < 64; ++i)
+        for (int c = 0; c < 4; ++c) stats.cells[i].cnt[c] = stats.cells[i].sum[c] = 0;
+      if (stats.SaveAsText((dir + "/zero_counts.txt").c_str()) != mirvo::kOk)
+        throw std::runtime_error("cannot write stats");
+    }
+
+    const std::vector<uint16_t> mosaic = mirvo_cli::Mosaic(mirvo_cli::RenderDemoFrame(small, small_gains, k));
+    std::snprintf(name, sizeof(name), "/raw_%03d.raw", k);
+    WriteBytes(dir + name, Unpacked(mosaic));
+    std::snprintf(name, sizeof(name), "/mipi_%03d.raw", k);
+    WriteBytes(dir + name, Raw10(mosaic, kRawWidth, kRawHeight));
+  }
+}
+
+}  // namespace mirvo_cli_test

@@ -1,0 +1,24 @@
+# Help and version text, as users of command-line tools expect them.
+. "$(dirname "$0")/cli_test_lib.sh"
+run_mirvo --version
+[ "$STATUS" -eq 0 ] && grep -Eq '^mirvo [0-9]+\.[0-9]+\.[0-9]+$' "$OUT" || fail "--version: $(cat "$OUT")"
+for args in "--help" "-h" "help"; do
+  run_mirvo $args
+  [ "$STATUS" -eq 0 ] || fail "$args exits $STATUS"
+  for cmd in demo run stats table view; do grep -q "^  $cmd " "$OUT" || fail "$args does not list $cmd"; done
+done
+for cmd in demo run stats table view; do
+  run_mirvo "$cmd" --help
+  [ "$STATUS" -eq 0 ] || fail "$cmd --help exits $STATUS"
+  grep -q "^usage: mirvo $cmd" "$OUT" || fail "$cmd --help: $(head -n 2 "$OUT")"
+  [ -s "$ERR" ] && fail "$cmd --help wrote to stderr"
+done
+# Help wins over everything else on the line, even bad options.
+run_mirvo run --frobnicate --help
+[ "$STATUS" -eq 0 ] || fail "run --frobnicate --help exits $STATUS"
+# No command: usage on stderr, status 2.
+run_mirvo
+[ "$STATUS" -eq 2 ] || fail "no command exits $STATUS"
+grep -q '^usage: mirvo' "$ERR" || fail "no usage on stderr without a command"
+[ -s "$OUT" ] && fail "usage error wrote to stdout"
+finish
