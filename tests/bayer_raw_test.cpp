@@ -44,38 +44,29 @@ std::string PackRaw10(const std::vector<uint16_t>& pixels, int width, int height
   return bytes;
 }
 
-TEST(BayerRaw, GrbgFrameSplitsIntoPlanes) {
+// The 4 x 2 frame 1..8 in reading order under every pattern; the green of
+// the top row always goes to plane_gr_.
+TEST(BayerRaw, PatternsAssignQuadPositionsToPlanes) {
   TempDir dir;
   WriteFile(dir.File("f.raw"), U16Bytes({1, 2, 3, 4, 5, 6, 7, 8}));
-  BayerRaw raw;
-  ASSERT_EQ(raw.ReadRawImage(dir.File("f.raw").c_str(), 4, 2, 12, "GRBG", false), kOk);
-  EXPECT_EQ(raw.half_width_, 2);
-  EXPECT_EQ(raw.half_height_, 1);
-  EXPECT_EQ(raw.bit_depth_, 12);
-  EXPECT_EQ(Plane(raw.plane_gr_, raw), (std::vector<uint16_t>{1, 3}));
-  EXPECT_EQ(Plane(raw.plane_r_, raw), (std::vector<uint16_t>{2, 4}));
-  EXPECT_EQ(Plane(raw.plane_b_, raw), (std::vector<uint16_t>{5, 7}));
-  EXPECT_EQ(Plane(raw.plane_gb_, raw), (std::vector<uint16_t>{6, 8}));
-}
-
-TEST(BayerRaw, TopRowGreenGoesToGrForEveryPattern) {
-  TempDir dir;
-  // 2 x 4 frame: quads (10 20 / 30 40) and (11 21 / 31 41) stacked vertically.
-  WriteFile(dir.File("f.raw"), U16Bytes({10, 20, 30, 40, 11, 21, 31, 41}));
+  using V = std::vector<uint16_t>;
+  const V tl{1, 3}, tr{2, 4}, bl{5, 7}, br{6, 8};
   struct Case {
     const char* pattern;
-    uint16_t r, gr, gb, b;
-  };
-  for (const Case& c : {Case{"RGGB", 10, 20, 30, 40}, Case{"GRBG", 20, 10, 40, 30}, Case{"BGGR", 40, 20, 30, 10},
-                        Case{"GBRG", 30, 10, 40, 20}}) {
+    V r, gr, gb, b;
+  } const cases[] = {
+      {"RGGB", tl, tr, bl, br}, {"GRBG", tr, tl, br, bl}, {"BGGR", br, tr, bl, tl}, {"GBRG", bl, tl, br, tr}};
+  for (const Case& c : cases) {
     SCOPED_TRACE(c.pattern);
     BayerRaw raw;
-    ASSERT_EQ(raw.ReadRawImage(dir.File("f.raw").c_str(), 2, 4, 14, c.pattern, false), kOk);
-    ASSERT_EQ(raw.half_height_, 2);
-    EXPECT_EQ(Plane(raw.plane_r_, raw), (std::vector<uint16_t>{c.r, static_cast<uint16_t>(c.r + 1)}));
-    EXPECT_EQ(Plane(raw.plane_gr_, raw), (std::vector<uint16_t>{c.gr, static_cast<uint16_t>(c.gr + 1)}));
-    EXPECT_EQ(Plane(raw.plane_gb_, raw), (std::vector<uint16_t>{c.gb, static_cast<uint16_t>(c.gb + 1)}));
-    EXPECT_EQ(Plane(raw.plane_b_, raw), (std::vector<uint16_t>{c.b, static_cast<uint16_t>(c.b + 1)}));
+    ASSERT_EQ(raw.ReadRawImage(dir.File("f.raw").c_str(), 4, 2, 12, c.pattern, false), kOk);
+    EXPECT_EQ(raw.half_width_, 2);
+    EXPECT_EQ(raw.half_height_, 1);
+    EXPECT_EQ(raw.bit_depth_, 12);
+    EXPECT_EQ(Plane(raw.plane_r_, raw), c.r);
+    EXPECT_EQ(Plane(raw.plane_gr_, raw), c.gr);
+    EXPECT_EQ(Plane(raw.plane_gb_, raw), c.gb);
+    EXPECT_EQ(Plane(raw.plane_b_, raw), c.b);
   }
 }
 

