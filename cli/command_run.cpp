@@ -101,7 +101,10 @@ int CommandRun(const std::vector<std::string>& argv) {
   }
   MakeDirectories(options.out_dir);
 
-  EngineSession session(*params, options);
+  // Outputs are written behind the engine; declared first, so that on an
+  // error the frames already run still get their complete files.
+  OutputQueue outputs(FrameSource::DefaultWorkers(), 64);
+  EngineSession session(*params, options, &outputs);
   FrameSource source(
       frames.size(),
       [&](size_t i, mirvo::Stats* stats) {
@@ -117,6 +120,7 @@ int CommandRun(const std::vector<std::string>& argv) {
     session.RunFrame(static_cast<int>(k), stats, base, frames[k]);
     progress.Update(static_cast<int>(k + 1));
   }
+  outputs.Finish();
   progress.Clear();
   std::printf("%zu frame%s, tables in %s\n", frames.size(), frames.size() == 1 ? "" : "s", options.out_dir.c_str());
   return kExitOk;

@@ -29,7 +29,8 @@ int CountNonFiniteGains(const mirvo::LscTable& table) {
   return n;
 }
 
-EngineSession::EngineSession(const mirvo::MirvoParams& params, const SessionOptions& options) : options_(options) {
+EngineSession::EngineSession(const mirvo::MirvoParams& params, const SessionOptions& options, OutputQueue* outputs)
+    : options_(options), outputs_(outputs) {
   core_.LoadMirvoParams(params);
   // LoadMirvoParams resets the debug record and the crop, so both follow it.
   if (options_.debug) core_.GetMutableDebugParams()->debug_enable = true;
@@ -69,13 +70,23 @@ void EngineSession::RunFrame(int k, const mirvo::Stats& stats, const mirvo::LscT
                  "would program them into hardware\n",
                  k, source.c_str(), table_path.c_str(), bad);
   }
-  WriteTableFile(table_path, output_);
   if (options_.debug) WriteDiagnosticDump(FramePath(options_.out_dir, "diag", k, ".txt"), core_);
-  if (options_.png) {
-    const std::string frame = "frame " + std::to_string(k);
-    WritePng(TintPicture(core_.log_tint_u, core_.log_tint_v, frame), FramePath(options_.out_dir, "tint", k, ".png"));
-    WritePng(TablePicture(output_, frame + " output"), FramePath(options_.out_dir, "table", k, ".png"));
-  }
+
+  // The rest works on copies, so it can run while the engine takes the next frame.
+  // Nothing of the session is captured: the queue may outlive it.
+  auto write = [k, table_path, png = options_.png, dir = options_.out_dir, table = output_, tint_u = core_.log_tint_u,
+                tint_v = core_.log_tint_v] {
+    WriteTableFile(table_path, table);
+    if (png) {
+      const std::string frame = "frame " + std::to_string(k);
+      WritePng(TintPicture(tint_u, tint_v, frame), FramePath(dir, "tint", k, ".png"));
+      WritePng(TablePicture(table, frame + " output"), FramePath(dir, "table", k, ".png"));
+    }
+  };
+  if (outputs_)
+    outputs_->Submit(std::move(write));
+  else
+    write();
 }
 
 }  // namespace mirvo_cli

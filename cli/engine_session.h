@@ -7,6 +7,7 @@
 #include "core/lsc_table.h"
 #include "core/mirvo_params.h"
 #include "core/stats.h"
+#include "output_queue.h"
 
 namespace mirvo_cli {
 
@@ -25,7 +26,9 @@ struct SessionOptions {
 class EngineSession {
  public:
   // `params` must outlive the session: the Core keeps a pointer to it.
-  EngineSession(const mirvo::MirvoParams& params, const SessionOptions& options);
+  // Tables and pictures are written through `outputs` when given (the
+  // diagnostic dump always at once, since it is the engine's state).
+  EngineSession(const mirvo::MirvoParams& params, const SessionOptions& options, OutputQueue* outputs = nullptr);
 
   // Runs frame `k` (`source` names its input in messages) and writes
   // table_kkk.h and, as configured, the dump and pictures. Throws DataError.
@@ -36,6 +39,7 @@ class EngineSession {
 
  private:
   SessionOptions options_;
+  OutputQueue* outputs_;
   mirvo::Core core_;
   mirvo::LscTable output_{};
 };

@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -78,6 +80,12 @@ int Dispatch(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   using namespace mirvo_cli;
+#ifdef __GLIBC__
+  // Raw frames come and go at tens of megabytes each; keep that memory in
+  // the heap instead of mapping and faulting it in afresh for every frame.
+  mallopt(M_MMAP_THRESHOLD, 256 << 20);
+  mallopt(M_TRIM_THRESHOLD, 512 << 20);
+#endif
   // Every failure ends as one line on stderr and a defined exit status.
   try {
     const int status = Dispatch(argc, argv);

@@ -90,7 +90,8 @@ expect_error 1 "$IN/base.h/sub: cannot create directory: Not a directory" \
 expect_error 1 "$IN/base.h: cannot use as output directory: not a directory" \
   run --base "$IN/base.h" --stats "$IN/stats_000.txt" --out-dir "$IN/base.h"
 mkdir "$O/table_000.h.d" && mv "$O/table_000.h" "$T/kept" && mkdir "$O/table_000.h"
-expect_error 1 "$O/table_000.h: cannot replace: Is a directory" $GOOD
+expect_error 1 "$O/table_000.h: cannot replace: Is a directory" \
+  run --base "$IN/base.h" --stats "$IN/stats_000.txt" --out-dir "$O"
 rmdir "$O/table_000.h" "$O/table_000.h.d" && mv "$T/kept" "$O/table_000.h"
 if [ "$(id -u)" -ne 0 ]; then
   mkdir "$T/readonly" && chmod 555 "$T/readonly"

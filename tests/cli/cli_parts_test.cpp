@@ -20,6 +20,7 @@
 #include "frame_source.h"
 #include "heatmap.h"
 #include "io/default_tuning.h"
+#include "output_queue.h"
 #include "png_writer.h"
 #include "progress.h"
 #include "raw_options.h"
@@ -383,6 +384,59 @@ TEST(FrameSource, UnexpectedExceptionsBecomeOneLine) {
   } catch (const CliError& e) {
     EXPECT_STREQ(e.what(), "internal error while reading frame 0: boom");
   }
+}
+
+// --- outputs behind the engine ---
+
+TEST(OutputQueue, RunsEveryTaskBeforeFinishReturns) {
+  std::atomic<int> done{0};
+  OutputQueue queue(3, 2);
+  for (int i = 0; i < 50; ++i)
+    queue.Submit([&done] {
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+      ++done;
+    });
+  queue.Finish();
+  EXPECT_EQ(done.load(), 50);
+}
+
+TEST(OutputQueue, WithoutThreadsTasksRunAtOnce) {
+  int done = 0;
+  OutputQueue queue(0, 1);
+  queue.Submit([&done] { ++done; });
+  EXPECT_EQ(done, 1);
+  EXPECT_THROW(queue.Submit([] { throw DataError("x.h: disk full"); }), DataError);
+}
+
+TEST(OutputQueue, TheFirstFailureIsReportedAndLaterTasksDropped) {
+  std::atomic<int> done{0};
+  OutputQueue queue(1, 100);
+  queue.Submit([] { throw DataError("table_003.h: write failed"); });
+  try {
+    for (int i = 0; i < 20; ++i) {
+      queue.Submit([&done] { ++done; });
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    queue.Finish();
+    ADD_FAILURE() << "no failure reported";
+  } catch (const CliError& e) {
+    EXPECT_STREQ(e.what(), "table_003.h: write failed");
+    EXPECT_EQ(e.exit_status(), 1);
+  }
+  EXPECT_LT(done.load(), 20);
+}
+
+TEST(OutputQueue, PendingTasksFinishWhenTheQueueIsDropped) {
+  std::atomic<int> done{0};
+  {
+    OutputQueue queue(2, 100);
+    for (int i = 0; i < 10; ++i)
+      queue.Submit([&done] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        ++done;
+      });
+  }
+  EXPECT_EQ(done.load(), 10) << "outputs of frames already run are completed";
 }
 
 // --- progress ---
