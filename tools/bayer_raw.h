@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -31,6 +32,9 @@ class BayerRaw {
   uint16_t* plane_gr_ = nullptr;
   uint16_t* plane_gb_ = nullptr;
   uint16_t* plane_b_ = nullptr;
+
+ private:
+  size_t plane_capacity_ = 0;  // samples allocated per plane, for reuse
 };
 
 // Reads height rows of width little-endian 16-bit samples. 0 or -100.
