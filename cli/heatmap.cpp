@@ -51,8 +51,9 @@ Image RenderHeatmap(const GridView& grid, int cell) {
   const int map_h = std::max(grid.rows * cell, 3 * Image::TextHeight(kLabelScale));
   const int text_h = Image::TextHeight(kTitleScale);
   const int invalid = static_cast<int>(grid.values.size()) - range.finite;
-  const std::string note = std::to_string(grid.rows) + " x " + std::to_string(grid.cols) +
-                           (invalid > 0 ? ", " + std::to_string(invalid) + " not finite (magenta)" : "");
+  std::string note = std::to_string(grid.rows) + " x " + std::to_string(grid.cols);
+  if (range.finite > 0 && range.min == range.max) note += ", all " + FormatValue(range.min);
+  if (invalid > 0) note += ", " + std::to_string(invalid) + " not finite (magenta)";
 
   const int body_w = map_w + 2 + kGap + kLegendWidth + kGap + label_w;
   const int width =
