@@ -86,6 +86,7 @@ Args::Args(std::string command, const std::vector<OptionSpec>& specs, const std:
           if (i + 1 >= argv.size()) Fail(name + " needs a value");
           inline_value = argv[++i];
         }
+        if (inline_value.empty()) Fail(name + " needs a value");
         values_[name].push_back(inline_value);
         break;
       }

@@ -85,8 +85,16 @@ bool ParseNumbers(const std::string& line, std::vector<double>* out) {
   return true;
 }
 
+// Up to 40 characters of file text for a message, unprintable bytes shown as '?'.
+std::string Snippet(const std::string& text) {
+  std::string out = text.substr(0, 40);
+  for (char& c : out)
+    if (static_cast<unsigned char>(c) < 32 || static_cast<unsigned char>(c) > 126) c = '?';
+  return out;
+}
+
 std::string KeyOf(const std::string& line, Reader& reader) {
-  if (line.empty() || line.back() != '=') reader.Fail("expected a line 'key=', found '" + line.substr(0, 40) + "'");
+  if (line.empty() || line.back() != '=') reader.Fail("expected a line 'key=', found '" + Snippet(line) + "'");
   return line.substr(0, line.size() - 1);
 }
 
@@ -123,7 +131,7 @@ DiagDump ParseDiagDump(const std::string& content, const std::string& path) {
     const std::string text = in.Line("scalar value");
     double v = 0;
     if (!ParseNumber(text.data(), text.data() + text.size(), &v))
-      in.Fail("value '" + text.substr(0, 40) + "' of scalar " + key + " is not a number");
+      in.Fail("value '" + Snippet(text) + "' of scalar " + Snippet(key) + " is not a number");
     dump.scalars.emplace_back(key, v);
   }
   // Grids: an empty line, the key, one line of values. Byte grids come last.
@@ -134,7 +142,7 @@ DiagDump ParseDiagDump(const std::string& content, const std::string& path) {
     DiagGrid grid;
     grid.key = KeyOf(in.Line("grid key"), in);
     if (!DimensionsFromKey(grid.key, &grid.name, &grid.rows, &grid.cols))
-      in.Fail("grid key " + grid.key + " does not end in [rows][cols]");
+      in.Fail("grid key " + Snippet(grid.key) + " does not end in [rows][cols]");
     const size_t n = static_cast<size_t>(grid.rows) * grid.cols;
     bool ok = false;
     if (!byte_section) {
@@ -152,7 +160,7 @@ DiagDump ParseDiagDump(const std::string& content, const std::string& path) {
       ok = in.ByteGrid(n, &values);
       grid.bytes = ok;
     }
-    if (!ok) in.Fail("grid " + grid.key + " does not hold " + std::to_string(n) + " values");
+    if (!ok) in.Fail("grid " + Snippet(grid.key) + " does not hold " + std::to_string(n) + " values");
     grid.values = values;
     dump.grids.push_back(std::move(grid));
   }

@@ -2,16 +2,19 @@
 
 #include <unistd.h>
 
+#include <atomic>
+
 namespace mirvo_cli {
 namespace {
 
-// The progress display being drawn; only the main thread draws.
-Progress* g_active = nullptr;
+// The progress display being drawn; only the main thread draws, but a
+// library log line may come from any thread.
+std::atomic<Progress*> g_active{nullptr};
 
 }  // namespace
 
 void ClearProgressLine() {
-  if (g_active) g_active->Clear();
+  if (Progress* p = g_active.load()) p->Clear();
 }
 
 Progress::Progress(int total) : Progress(total, isatty(STDERR_FILENO) == 1, stderr) {}
@@ -21,7 +24,8 @@ Progress::Progress(int total, bool enabled, std::FILE* stream)
 
 Progress::~Progress() {
   Clear();
-  if (g_active == this) g_active = nullptr;
+  Progress* self = this;
+  g_active.compare_exchange_strong(self, nullptr);
 }
 
 std::string Progress::Text(int done, int total, double seconds) {
