@@ -18,7 +18,7 @@ namespace mirvo_cli {
 namespace {
 
 const char kHelp[] =
-    "usage: mirvo demo [--out-dir DIR] [--frames N] [--debug] [--no-png] [--save-raw]\n"
+    "usage: mirvo demo [--out-dir DIR] [--frames N] [--debug] [--no-png] [--save-raw] [--no-sync]\n"
     "\n"
     "Runs the engine, with the built-in tuning, on a synthetic capture sequence: raw\n"
     "Bayer frames (1008x756, RGGB, 10 bits, black level 64) of a textured wall with a\n"
@@ -36,7 +36,8 @@ const char kHelp[] =
     "  --frames N     number of frames (default 8)\n"
     "  --debug        also write diag_k.txt, the diagnostic dump of every frame\n"
     "  --no-png       do not draw pictures\n"
-    "  --save-raw     also write the raw frames as frame_k.raw (unpacked 16-bit RGGB)\n";
+    "  --save-raw     also write the raw frames as frame_k.raw (unpacked 16-bit RGGB)\n"
+    "  --no-sync      do not wait for each output to reach the disk\n";
 
 }  // namespace
 

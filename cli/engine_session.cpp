@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "cli_error.h"
-#include "input_check.h"
 #include "output_files.h"
 #include "pictures.h"
 #include "png_writer.h"
@@ -36,7 +35,6 @@ EngineSession::EngineSession(const mirvo::MirvoParams& params, const SessionOpti
   if (options_.debug) core_.GetMutableDebugParams()->debug_enable = true;
   if (options_.has_crop) core_.SetSensorCrop(options_.crop);
   if (!options_.override_path.empty()) {
-    CheckOverrideFile(options_.override_path);
     // Override mode 2 with our own path; applied now, so it also holds
     // without --debug (Execute consults the map only while debugging).
     core_.SetOverrideMapPath(options_.override_path);

@@ -17,7 +17,7 @@ struct SessionOptions {
   bool png = false;    // write tint_kkk.png and table_kkk.png
   bool has_crop = false;
   mirvo::CropInfo crop;
-  std::string override_path;  // empty: none
+  std::string override_path;  // empty: none; checked by the caller (CheckOverrideFile)
 };
 
 // One Core driven over a sequence of frames exactly as the camera stack

@@ -179,6 +179,14 @@ TEST_F(CliRun, TuningCropAndOverrideReachTheEngine) {
   EXPECT_NE(ReadFile(Frame(Out(), "table", 2, ".h")), plain.tables[2]);
 }
 
+TEST_F(CliRun, UnknownOverrideKeysAreWarnedAboutOnce) {
+  mirvo_test::WriteFile(In("unknown.txt"), "smooth_thd=0.05\nsmoth_thd=0.07\n");
+  const Result r = RunMirvo(out_, "run --override " + In("unknown.txt") + " --base " + In("base.h") + " --stats " +
+                                      In("stats_000.txt") + " --out-dir " + Out());
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "mirvo: warning: " + In("unknown.txt") + ": line 2: unknown key 'smoth_thd' is ignored\n");
+}
+
 TEST_F(CliRun, DebugWritesTheLibrarysDumps) {
   const Result r = RunMirvo(out_, "run --debug --base " + In("base.h") + " --stats" +
                                       FrameList(in_.path(), "stats", ".txt") + " --out-dir " + Out());
