@@ -31,7 +31,7 @@ for t in "${targets[@]}"; do
   log="$dir/$t.log"
   # The readers print their documented stream messages on bad input; keep the
   # noise in a log and show its tail only when something is found.
-  if "$dir/fuzz/$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=16384 \
+  if "$dir/fuzz/$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=40000 \
       -artifact_prefix="$dir/artifacts/$t-" "$work" "${seeds[@]}" >"$log" 2>&1; then
     echo "$t: $(grep -Eo '#[0-9]+' "$log" | tail -1 | tr -d '#') executions in ${seconds}s, no finding"
   else
