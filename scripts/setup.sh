@@ -7,7 +7,7 @@ SUDO=""
 if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
 
 HOST_PKGS=(cmake ninja-build g++ libgtest-dev libbenchmark-dev libpng-dev android-liblog-dev
-           clang-14 libclang-rt-14-dev clang-format-14)
+           clang-14 libclang-rt-14-dev clang-format-14 valgrind)
 CROSS_PKGS=(g++-aarch64-linux-gnu qemu-user android-liblog-dev:arm64 libc6:arm64 libstdc++6:arm64)
 
 want=("${HOST_PKGS[@]}")
