@@ -46,9 +46,9 @@ void SyncPath(const std::string& path, int flags, const std::string& target) {
   if (fsync(fd) != 0 && errno != EINVAL) {
     const std::string why = Errno();
     close(fd);
-    throw DataError(target + ": write failed: " + why);
+    throw DataError(target + ": cannot write: " + why);
   }
-  if (close(fd) != 0) throw DataError(target + ": write failed: " + Errno());
+  if (close(fd) != 0) throw DataError(target + ": cannot write: " + Errno());
 }
 
 }  // namespace
@@ -57,6 +57,10 @@ void SetDurableWrites(bool on) { g_durable = on; }
 
 AtomicOutput::AtomicOutput(std::string target) : target_(std::move(target)) {
   OutputMode();  // settle the umask query before any worker thread exists
+  // Found out now rather than by the rename, after all the work.
+  struct stat st;
+  if (stat(target_.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+    throw DataError(target_ + ": is a directory, cannot write a file there");
   std::string tmpl = DirName(target_) + "/." + BaseName(target_) + ".tmp.XXXXXX";
   std::vector<char> buf(tmpl.begin(), tmpl.end());
   buf.push_back('\0');
@@ -86,11 +90,11 @@ void AtomicOutput::Write(const std::string& data) {
     if (n <= 0) {
       const std::string why = n < 0 ? Errno() : "short write";
       close(fd);
-      throw DataError(target_ + ": write failed: " + why);
+      throw DataError(target_ + ": cannot write: " + why);
     }
     done += static_cast<size_t>(n);
   }
-  if (close(fd) != 0) throw DataError(target_ + ": write failed: " + Errno());
+  if (close(fd) != 0) throw DataError(target_ + ": cannot write: " + Errno());
 }
 
 void AtomicOutput::Commit() {

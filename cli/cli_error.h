@@ -33,4 +33,12 @@ class DataError : public CliError {
   explicit DataError(const std::string& message) : CliError(kExitDataError, message) {}
 };
 
+// Message text with control characters (from file names or file contents)
+// shown as '?', so that every message stays on its one line.
+inline std::string Printable(std::string text) {
+  for (char& c : text)
+    if (static_cast<unsigned char>(c) < 32 || c == 127) c = '?';
+  return text;
+}
+
 }  // namespace mirvo_cli

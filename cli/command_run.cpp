@@ -97,7 +97,7 @@ int CommandRun(const std::vector<std::string>& argv) {
     if (use_raw)
       CheckRawFile(f, raw);
     else
-      CheckInputFile(f, "a statistics dump");
+      CheckStatsFile(f);
   }
   MakeDirectories(options.out_dir);
 

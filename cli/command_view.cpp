@@ -1,7 +1,5 @@
 #include <cctype>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <map>
 
 #include "args.h"
@@ -45,10 +43,7 @@ int CommandView(const std::vector<std::string>& argv) {
   if (args.positional().size() != 1) args.Fail("give exactly one diagnostic dump (see mirvo view --help)");
   const std::string path = args.positional()[0];
   const std::string out_dir = args.Require("--out-dir");
-  CheckInputFile(path, "a diagnostic dump");
-  std::ifstream in(path, std::ios::binary);
-  const std::string content((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) throw DataError(path + ": read error");
+  const std::string content = ReadInputFile(path, "a diagnostic dump", kMaxDiagBytes);
   const DiagDump dump = ParseDiagDump(content, path);
   if (dump.grids.empty() && dump.scalars.empty()) throw DataError(path + ": empty diagnostic dump");
 

@@ -50,11 +50,15 @@ class Reader {
     line_ = line;
   }
 
-  [[noreturn]] void Fail(const std::string& why) const {
-    throw DataError(path_ + ": line " + std::to_string(line_ + 1) + ": " + why);
-  }
+  // A problem in the next line, or in the line just read.
+  [[noreturn]] void Fail(const std::string& why) const { FailAt(line_ + 1, why); }
+  [[noreturn]] void FailLast(const std::string& why) const { FailAt(line_, why); }
 
  private:
+  [[noreturn]] void FailAt(int line, const std::string& why) const {
+    throw DataError(path_ + ": line " + std::to_string(line) + ": " + why);
+  }
+
   const std::string& s_;
   const std::string& path_;
   size_t pos_ = 0;
@@ -94,7 +98,7 @@ std::string Snippet(const std::string& text) {
 }
 
 std::string KeyOf(const std::string& line, Reader& reader) {
-  if (line.empty() || line.back() != '=') reader.Fail("expected a line 'key=', found '" + Snippet(line) + "'");
+  if (line.empty() || line.back() != '=') reader.FailLast("expected a line 'key=', found '" + Snippet(line) + "'");
   return line.substr(0, line.size() - 1);
 }
 
@@ -131,18 +135,18 @@ DiagDump ParseDiagDump(const std::string& content, const std::string& path) {
     const std::string text = in.Line("scalar value");
     double v = 0;
     if (!ParseNumber(text.data(), text.data() + text.size(), &v))
-      in.Fail("value '" + Snippet(text) + "' of scalar " + Snippet(key) + " is not a number");
+      in.FailLast("value '" + Snippet(text) + "' of scalar " + Snippet(key) + " is not a number");
     dump.scalars.emplace_back(key, v);
   }
   // Grids: an empty line, the key, one line of values. Byte grids come last.
   bool byte_section = false;
   std::vector<double> values;
   while (!in.AtEnd()) {
-    if (in.Line("empty line before a grid") != "") in.Fail("expected an empty line before the next grid");
+    if (in.Line("empty line before a grid") != "") in.FailLast("expected an empty line before the next grid");
     DiagGrid grid;
     grid.key = KeyOf(in.Line("grid key"), in);
     if (!DimensionsFromKey(grid.key, &grid.name, &grid.rows, &grid.cols))
-      in.Fail("grid key " + Snippet(grid.key) + " does not end in [rows][cols]");
+      in.FailLast("grid key " + Snippet(grid.key) + " does not end in [rows][cols]");
     const size_t n = static_cast<size_t>(grid.rows) * grid.cols;
     bool ok = false;
     if (!byte_section) {

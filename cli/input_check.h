@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "core/lsc_table.h"
@@ -14,14 +15,29 @@ namespace mirvo_cli {
 // others throw on malformed tokens). Failures throw DataError with one line
 // naming the file and the problem.
 
-// The path names an existing, readable regular file; returns its size.
-uint64_t CheckInputFile(const std::string& path, const std::string& what);
+// The path names an existing, readable, non-empty regular file of at most
+// `max_bytes`; returns its size. An empty path is a usage error.
+uint64_t CheckInputFile(const std::string& path, const std::string& what, uint64_t max_bytes);
+
+// Checked as above, then read whole.
+std::string ReadInputFile(const std::string& path, const std::string& what, uint64_t max_bytes);
+
+// Size limits of the text inputs, far above what their writers produce, so
+// that a wrong file is refused before it is read into memory.
+inline constexpr uint64_t kMaxTableBytes = 1 << 20;
+inline constexpr uint64_t kMaxTuningBytes = 16 << 20;
+inline constexpr uint64_t kMaxStatsBytes = 16 << 20;
+inline constexpr uint64_t kMaxOverrideBytes = 1 << 20;
+inline constexpr uint64_t kMaxDiagBytes = 256 << 20;
 
 // LSC table header file, validated then loaded.
 mirvo::LscTable LoadTableFile(const std::string& path);
 
 // Tuning header file, validated then loaded into `params`.
 void LoadTuningFile(const std::string& path, mirvo::MirvoParams* params);
+
+// Statistics text dump: present and not too large.
+void CheckStatsFile(const std::string& path);
 
 // Statistics text dump, validated then loaded into `stats`.
 void LoadStatsFile(const std::string& path, mirvo::Stats* stats);
@@ -32,8 +48,9 @@ void CheckRawFile(const std::string& path, const RawOptions& raw);
 // Raw frame read and reduced to statistics on the options' grid.
 void StatsFromRawFile(const std::string& path, const RawOptions& raw, mirvo::Stats* stats);
 
-// Override map: readable text whose known keys carry numbers. Lines the
-// library would ignore (unknown keys) are reported on stderr as warnings.
+// Override map: text of key=value lines setting at least one known key to a
+// finite number. Unknown keys, which the library ignores, are reported on
+// stderr as warnings once the whole file has passed.
 void CheckOverrideFile(const std::string& path);
 
 }  // namespace mirvo_cli

@@ -98,12 +98,12 @@ int main(int argc, char** argv) {
     std::fflush(stdout);
     // Usage errors already name the command ("mirvo run: ..."); data errors start with the file.
     const bool named = std::strncmp(e.what(), "mirvo ", 6) == 0 || std::strncmp(e.what(), "mirvo: ", 7) == 0;
-    std::fprintf(stderr, "%s%s\n", named ? "" : "mirvo: ", e.what());
+    std::fprintf(stderr, "%s%s\n", named ? "" : "mirvo: ", Printable(e.what()).c_str());
     return e.exit_status();
   } catch (const std::bad_alloc&) {
     std::fprintf(stderr, "mirvo: out of memory\n");
   } catch (const std::exception& e) {
-    std::fprintf(stderr, "mirvo: internal error: %s\n", e.what());
+    std::fprintf(stderr, "mirvo: internal error: %s\n", Printable(e.what()).c_str());
   } catch (...) {
     std::fprintf(stderr, "mirvo: internal error\n");
   }

@@ -326,13 +326,14 @@ TEST(DiagDump, MalformedDumpsNameFileAndLine) {
       EXPECT_EQ(std::string(e.what()).rfind("d.txt: line ", 0), 0u) << e.what();
     }
   };
-  fails("prj_u=\nabc\n", "value 'abc' of scalar prj_u is not a number");
-  fails("prj_u\n1\n", "expected a line 'key='");
-  fails("prj_u=\n1", "truncated");
-  fails("\ng=\n1\n", "does not end in [rows][cols]");
-  fails("\ng[2][2]=\n1 2 3\n", "grid g[2][2] does not hold 4 values");
-  fails("\ng[1][1]=\n1\nh[1][1]=\n1\n", "expected an empty line");
-  fails("\ng[1][2]=\n1 2", "truncated");
+  // Lines count from 1, as editors show them.
+  fails("prj_u=\nabc\n", "line 2: value 'abc' of scalar prj_u is not a number");
+  fails("prj_u\n1\n", "line 1: expected a line 'key='");
+  fails("prj_u=\n1", "line 2: truncated");
+  fails("\ng=\n1\n", "line 2: grid key g does not end in [rows][cols]");
+  fails("\ng[2][2]=\n1 2 3\n", "line 3: grid g[2][2] does not hold 4 values");
+  fails("\ng[1][1]=\n1\nh[1][1]=\n1\n", "line 4: expected an empty line");
+  fails("\ng[1][2]=\n1 2", "line 3: truncated");
 }
 
 // --- frames in order ---

@@ -34,7 +34,12 @@ expect_error() {
   shift 2
   run_mirvo "$@"
   local what="mirvo $*"
-  [ "$STATUS" -eq "$want" ] || fail "$what: exit status $STATUS, expected $want ($(head -c 300 "$ERR"))"
+  case $STATUS in
+    124) fail "$what: no answer within the time limit" ;;
+    12[5-9] | 1[3-9][0-9] | 2[0-9][0-9]) fail "$what: killed by a signal (exit status $STATUS): $(head -c 300 "$ERR")" ;;
+    "$want") ;;
+    *) fail "$what: exit status $STATUS, expected $want ($(head -c 300 "$ERR"))" ;;
+  esac
   [ "$(wc -l <"$ERR")" -eq 1 ] || fail "$what: expected one line on stderr, got: $(cat "$ERR")"
   grep -qF -- "$text" "$ERR" || fail "$what: stderr lacks '$text': $(cat "$ERR")"
 }

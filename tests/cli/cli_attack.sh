@@ -1,0 +1,339 @@
+# One class of bad input against every command that reads or writes files:
+#   cli_attack.sh MIRVO MAKE_FIXTURES DATA_DIR CLASS
+# Each attack must give exactly one line on stderr naming the file and the
+# problem, exit status 1 (bad data, I/O) or 2 (usage), within the time limit
+# and without a crash, and must leave the outputs of an earlier run as they
+# were, with no temporary file behind. Exit status 77: class skipped.
+. "$(dirname "$0")/cli_test_lib.sh"
+CLASS=$4
+ulimit -c 0
+make_fixtures
+IN=$T/in
+O=$T/out
+RAW="--width 520 --height 384 --bits 10 --pattern RGGB"
+
+# Runs that must succeed, to set the scene.
+must() {
+  run_mirvo "$@"
+  [ "$STATUS" -eq 0 ] || { echo "setup failed: mirvo $* ($STATUS): $(cat "$ERR")" >&2; exit 1; }
+}
+
+# Earlier outputs of every writing command in DIR, and their checksums.
+write_earlier() {
+  local dir=$1
+  must run --base "$IN/base.h" --stats "$IN/stats_000.txt" --debug --png --out-dir "$dir"
+  must stats --raw "$IN/raw_000.raw" $RAW --out "$dir/s.txt" --mean-image "$dir/m.raw"
+  must table "$IN/base.h" --sim "$dir/t.sim" --png "$dir/t.png"
+  must view "$dir/diag_000.txt" --out-dir "$dir/view"
+  checksum "$dir" >"$T/sums"
+}
+
+checksum() { (cd "$1" && find . -type f -print0 | sort -z | xargs -0 sha256sum); }
+
+untouched() {
+  local dir=$1 what=$2
+  checksum "$dir" | cmp -s - "$T/sums" || fail "$what: earlier outputs in $dir changed"
+  local stray
+  stray=$(find "$dir" -name '.*.tmp.*')
+  [ -z "$stray" ] || fail "$what: temporary files left behind: $stray"
+}
+
+# attack STATUS TEXT ARGS...: one failing run, earlier outputs in $O untouched.
+attack() {
+  expect_error "$@"
+  untouched "$O" "mirvo ${*:3}"
+}
+
+# What each input is called in messages.
+what() {
+  case $1 in
+    base | table) echo "an LSC table header file" ;;
+    tuning) echo "a tuning header file" ;;
+    override) echo "an override map file" ;;
+    stats) echo "a statistics dump" ;;
+    raw | stats-raw) echo "a raw frame" ;;
+    view) echo "a diagnostic dump" ;;
+  esac
+}
+TEXT_ROLES="base tuning override stats table view"
+RAW_ROLES="raw stats-raw"
+ROLES="$TEXT_ROLES $RAW_ROLES"
+
+# feed ROLE FILE STATUS TEXT: FILE as that input of the command reading it,
+# every output of the command aimed at the earlier ones.
+feed() {
+  local role=$1 f=$2 status=$3 text=$4
+  local run=(--debug --png --out-dir "$O")
+  case $role in
+    base) attack "$status" "$text" run --base "$f" --stats "$IN/stats_000.txt" "${run[@]}" ;;
+    tuning) attack "$status" "$text" run --base "$IN/base.h" --tuning "$f" --stats "$IN/stats_000.txt" "${run[@]}" ;;
+    override) attack "$status" "$text" run --base "$IN/base.h" --override "$f" --stats "$IN/stats_000.txt" "${run[@]}" ;;
+    stats) attack "$status" "$text" run --base "$IN/base.h" --stats "$f" "${run[@]}" ;;
+    raw) attack "$status" "$text" run --base "$IN/base.h" --raw "$f" $RAW "${run[@]}" ;;
+    stats-raw) attack "$status" "$text" stats --raw "$f" $RAW --out "$O/s.txt" --mean-image "$O/m.raw" ;;
+    table) attack "$status" "$text" table "$f" --sim "$O/t.sim" --png "$O/t.png" ;;
+    view) attack "$status" "$text" view "$f" --out-dir "$O/view" ;;
+  esac
+}
+
+# cut FILE BYTES OUT: FILE without its last BYTES bytes.
+cut_end() { head -c $(($(stat -c %s "$1") - $2)) "$1" >"$3"; }
+
+# mount_tmpfs DIR OPTIONS: a small file system, unmounted on exit; fails
+# with a message where mounting is not permitted.
+mount_tmpfs() {
+  mkdir -p "$1"
+  if ! mount -t tmpfs -o "$2" tmpfs "$1" 2>"$T/mount.err"; then
+    echo "SKIP: cannot mount a tmpfs at $1 ($(head -n 1 "$T/mount.err"))"
+    return 1
+  fi
+  trap 'umount "'"$1"'"; rm -rf "$T"' EXIT
+}
+
+write_earlier "$O"
+case $CLASS in
+  missing)
+    for role in $ROLES; do
+      feed "$role" "$T/nope" 1 "$T/nope: cannot open $(what "$role"): No such file or directory"
+    done
+    # Every frame is checked before the first one runs.
+    attack 1 "$T/nope.txt: cannot open a statistics dump" \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" "$T/nope.txt" --debug --png --out-dir "$O"
+    attack 2 "mirvo run: missing --base" run --stats "$IN/stats_000.txt" --out-dir "$O"
+    attack 2 "mirvo run: missing --out-dir" run --base "$IN/base.h" --stats "$IN/stats_000.txt"
+    attack 2 "mirvo run: give either --stats FILE... or --raw FILE..." run --base "$IN/base.h" --out-dir "$O"
+    ;;
+
+  empty)
+    : >"$T/empty"
+    for role in $ROLES; do feed "$role" "$T/empty" 1 "$T/empty: is empty, expected $(what "$role")"; done
+    attack 2 "mirvo: empty file name given for an LSC table header file" table ""
+    attack 2 "mirvo run: --base needs a value" run --base "" --stats "$IN/stats_000.txt" --out-dir "$O"
+    attack 2 "mirvo run: --out-dir needs a value" run --base "$IN/base.h" --stats "$IN/stats_000.txt" --out-dir=
+    ;;
+
+  truncated)
+    # Cut in the middle, and inside the last number, which the library's
+    # readers would take as a shorter number.
+    head -c 1000 "$IN/base.h" >"$T/mid.h"
+    cut_end "$IN/base.h" 6 "$T/end.h"
+    for role in base table; do
+      feed $role "$T/mid.h" 1 "$T/mid.h: not a valid LSC table header file: plane R"
+      feed $role "$T/end.h" 1 "$T/end.h: not a valid LSC table header file: plane B: file ends after value 221"
+    done
+    head -c 20000 "$IN/tuning.h" >"$T/mid_tuning.h"
+    cut_end "$IN/tuning.h" 8 "$T/end_tuning.h"
+    feed tuning "$T/mid_tuning.h" 1 "$T/mid_tuning.h: not a valid tuning header file: "
+    feed tuning "$T/end_tuning.h" 1 "$T/end_tuning.h: not a valid tuning header file: [BgVHXY]: file ends after value 1480"
+    printf 'smooth_thd = 0.03\nlimit_t' >"$T/override.txt"
+    feed override "$T/override.txt" 1 "$T/override.txt: line 2: \"limit_t\" is not a key=value line"
+    head -c 20000 "$IN/stats_000.txt" >"$T/stats.txt"
+    feed stats "$T/stats.txt" 1 "$T/stats.txt: not a valid statistics dump: "
+    head -c 1000 "$IN/raw_000.raw" >"$T/frame.raw"
+    for role in $RAW_ROLES; do
+      feed "$role" "$T/frame.raw" 1 "$T/frame.raw: raw frame of 1000 bytes, expected 399360 for 520x384 unpacked 16-bit"
+    done
+    cut_end "$IN/mipi_000.raw" 8 "$T/mipi.raw"
+    attack 1 "$T/mipi.raw: raw frame of 251896 bytes, expected 251904 for 520x384 RAW10 MIPI" \
+      stats --raw "$T/mipi.raw" $RAW --mipi --out "$O/s.txt"
+    cut_end "$O/diag_000.txt" 1 "$T/diag.txt"
+    feed view "$T/diag.txt" 1 "$T/diag.txt: line "
+    printf 'prj_u=\n0.5\n\nWX[2][2]=\n1 2 3' >"$T/short.txt"
+    feed view "$T/short.txt" 1 "$T/short.txt: line 5: truncated: grid values has no line end"
+    expect_error 1 "$T/short.txt: line 5" view "$T/short.txt" --out-dir "$T/new_view"
+    [ -e "$T/new_view" ] && fail "view created its output directory for a bad dump"
+    # A bad frame in the middle: the frames before it are written, the rest untouched.
+    N=$T/sequence
+    mkdir "$N" && echo earlier >"$N/table_001.h"
+    expect_error 1 "$T/stats.txt: not a valid statistics dump" \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" "$T/stats.txt" "$IN/stats_001.txt" --out-dir "$N"
+    cmp -s "$N/table_000.h" "$O/table_000.h" || fail "frame 0 before the bad frame was not written"
+    [ "$(cat "$N/table_001.h")" = earlier ] || fail "the bad frame 1 replaced its table"
+    [ -e "$N/table_002.h" ] && fail "a frame after the bad one was written"
+    ;;
+
+  oversized)
+    # Sparse: costs no disk, but far beyond any such file.
+    truncate -s 3G "$T/huge"
+    for role in $TEXT_ROLES; do
+      feed "$role" "$T/huge" 1 "$T/huge: file of 3221225472 bytes is too large for $(what "$role") (at most"
+    done
+    for role in $RAW_ROLES; do
+      feed "$role" "$T/huge" 1 "$T/huge: raw frame of 3221225472 bytes, expected 399360"
+    done
+    { cat "$IN/raw_000.raw"; printf x; } >"$T/frame.raw"
+    feed raw "$T/frame.raw" 1 "$T/frame.raw: raw frame of 399361 bytes, expected 399360"
+    # More values than the format holds, which the library's readers would skip.
+    { cat "$IN/base.h"; echo "/* R Gain */"; } >"$T/two_tables.h"
+    feed table "$T/two_tables.h" 1 "$T/two_tables.h: not a valid LSC table header file: text after the B plane"
+    sed '$s/^}/  0.5,\n}/' "$IN/tuning.h" >"$T/long_tuning.h"
+    feed tuning "$T/long_tuning.h" 1 "$T/long_tuning.h: not a valid tuning header file: [BgVHXY]: more than 1480 values"
+    must stats --raw "$IN/raw_000.raw" $RAW --grid 64x48 --out "$T/grid64.txt"
+    feed stats "$T/grid64.txt" 1 "$T/grid64.txt: not a valid statistics dump: *r_sum[768]: more than 768 values"
+    attack 2 "mirvo stats: --bits: 16 is out of range (1 to 14)" \
+      stats --raw "$IN/raw_000.raw" --width 520 --height 384 --bits 16 --pattern RGGB --out "$O/s.txt"
+    attack 2 "mirvo run: frame of 60000x60000 pixels is too large" \
+      run --base "$IN/base.h" --raw "$IN/raw_000.raw" --width 60000 --height 60000 --bits 10 --pattern RGGB \
+      --out-dir "$O"
+    ;;
+
+  wrong_format)
+    cp "$O/t.png" "$T/picture.png"
+    for role in base table; do
+      for f in "$T/picture.png" "$IN/stats_000.txt" "$IN/tuning.h"; do
+        feed $role "$f" 1 "$f: not a valid LSC table header file: missing marker \"/* R Gain */\""
+      done
+    done
+    for f in "$T/picture.png" "$IN/base.h"; do
+      feed tuning "$f" 1 "$f: not a valid tuning header file: section [Version] not found"
+      feed stats "$f" 1 "$f: not a valid statistics dump: section marker \"*r_sum[768]\" not found"
+    done
+    feed override "$T/picture.png" 1 "$T/picture.png: not a text file (control byte at offset 6)"
+    feed override "$IN/stats_000.txt" 1 "$IN/stats_000.txt: line 2: \"******** Stats BG Tintle...\" is not a key=value line"
+    feed override "$O/diag_000.txt" 1 "$O/diag_000.txt: line 1: key or value missing in"
+    printf 'smoth_thd=0.05\n' >"$T/other_keys.txt"
+    feed override "$T/other_keys.txt" 1 "$T/other_keys.txt: sets none of the known keys"
+    feed view "$T/picture.png" 1 "$T/picture.png: line 1: expected a line 'key=', found '?PNG?'"
+    feed view "$IN/stats_000.txt" 1 "$IN/stats_000.txt: line 2: expected a line 'key=', found '******** Stats"
+    for role in $RAW_ROLES; do
+      feed "$role" "$IN/stats_000.txt" 1 \
+        "$IN/stats_000.txt: raw frame of $(stat -c %s "$IN/stats_000.txt") bytes, expected 399360"
+    done
+    # The layouts mixed up.
+    feed raw "$IN/mipi_000.raw" 1 "$IN/mipi_000.raw: raw frame of 251904 bytes, expected 399360 for 520x384 unpacked"
+    attack 1 "$IN/raw_000.raw: raw frame of 399360 bytes, expected 251904 for 520x384 RAW10 MIPI" \
+      stats --raw "$IN/raw_000.raw" $RAW --mipi --out "$O/s.txt"
+    attack 2 "mirvo run: --grid: the engine takes only 32x24 statistics" \
+      run --base "$IN/base.h" --raw "$IN/raw_000.raw" $RAW --grid 16x12 --out-dir "$O"
+    attack 2 "mirvo run: --crop: give six numbers" \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" --crop 1,2,3 --out-dir "$O"
+    ;;
+
+  non_numeric)
+    # Line 3 starts plane R, line 19 plane GR.
+    sed '3s/^[0-9.]*f/1.2x3f/' "$IN/base.h" >"$T/glued.h"
+    sed '19s/^[0-9.]*f/nan/' "$IN/base.h" >"$T/nan.h"
+    sed '3s/^[0-9.]*f/abc/' "$IN/base.h" >"$T/word.h"
+    for role in base table; do
+      feed $role "$T/glued.h" 1 "$T/glued.h: not a valid LSC table header file: plane R: value 1 \"1.2x3f,\" is not a finite number"
+      feed $role "$T/nan.h" 1 "$T/nan.h: not a valid LSC table header file: plane GR: value 1 \"nan,\" is not a finite number"
+      feed $role "$T/word.h" 1 "$T/word.h: not a valid LSC table header file: plane R: expected 221 numbers, found 0"
+    done
+    awk '/\[BUL\]/ { grid = 1 } grid && !done && /\{ *-?[0-9]/ { sub(/-?[0-9][0-9.e-]*/, "abc"); done = 1 } { print }' \
+      "$IN/tuning.h" >"$T/grid_word.h"
+    sed '0,/\[BVL\]/!{0,/-0\.[0-9]*/s//1e99/}' "$IN/tuning.h" >"$T/grid_range.h"
+    sed 's/^  0.0500000007,/  smooth,/' "$IN/tuning.h" >"$T/value_word.h"
+    sed 's/^  0.0500000007,/  0.05x,/' "$IN/tuning.h" >"$T/value_glued.h"
+    for f in grid_word grid_range value_word value_glued; do
+      cmp -s "$T/$f.h" "$IN/tuning.h" && fail "fixture $f is not broken"
+      feed tuning "$T/$f.h" 1 "$T/$f.h: not a valid tuning header file: ["
+    done
+    printf 'smooth_thd = 0.05\nlimit_thd = abc\n' >"$T/word.txt"
+    printf 'smooth_thd = nan\n' >"$T/nan.txt"
+    feed override "$T/word.txt" 1 "$T/word.txt: line 2: value \"abc\" of limit_thd is not a finite number"
+    feed override "$T/nan.txt" 1 "$T/nan.txt: line 1: value \"nan\" of smooth_thd is not a finite number"
+    sed 's/0x[0-9a-f]*\t/zz\t/5' "$IN/stats_000.txt" >"$T/word.txt"
+    sed 's/0x[0-9a-f]*\t/0x12g\t/7' "$IN/stats_000.txt" >"$T/glued.txt"
+    # A count that does not fit the 16-bit field.
+    awk '/^\*r_cnt/ { c = 1; print; next } c && !done { sub(/^0x[0-9a-f]*/, "0x10000"); done = 1 } { print }' \
+      "$IN/stats_000.txt" >"$T/wide.txt"
+    feed stats "$T/word.txt" 1 "$T/word.txt: not a valid statistics dump: *r_sum[768]: token 5 \"zz\" is not a hexadecimal"
+    feed stats "$T/glued.txt" 1 "$T/glued.txt: not a valid statistics dump: *r_sum[768]: value 7 \"0x12g\" is not a hexadecimal"
+    feed stats "$T/wide.txt" 1 "$T/wide.txt: not a valid statistics dump: *r_cnt[768]: value 1 \"0x10000\" is out of range"
+    printf 'prj_u=\nabc\n' >"$T/diag.txt"
+    feed view "$T/diag.txt" 1 "$T/diag.txt: line 2: value 'abc' of scalar prj_u is not a number"
+    printf 'prj_u=\n0.5\n\nGradH_UX[24][31]=\n1 2 x\n' >"$T/grid.txt"
+    feed view "$T/grid.txt" 1 "$T/grid.txt: line 5: grid GradH_UX[24][31] does not hold 744 values"
+    attack 2 "mirvo run: --width: 'wide' is not an integer" \
+      run --base "$IN/base.h" --raw "$IN/raw_000.raw" --width wide --height 384 --bits 10 --pattern RGGB --out-dir "$O"
+    attack 2 "mirvo stats: --black-level: 'x' is not a level" \
+      stats --raw "$IN/raw_000.raw" $RAW --black-level x --out "$O/s.txt"
+    attack 2 "mirvo run: --crop: 'a' is not a number" \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" --crop 1,2,a,4,5,6 --out-dir "$O"
+    ;;
+
+  unknown_pattern)
+    # And the other names the program does not know.
+    for p in rggb XYZW RGGBX; do
+      attack 2 "mirvo run: --pattern: unknown Bayer pattern '$p'" \
+        run --base "$IN/base.h" --raw "$IN/raw_000.raw" --width 520 --height 384 --bits 10 --pattern "$p" --out-dir "$O"
+      attack 2 "mirvo stats: --pattern: unknown Bayer pattern '$p'" \
+        stats --raw "$IN/raw_000.raw" --width 520 --height 384 --bits 10 --pattern "$p" --out "$O/s.txt"
+    done
+    attack 2 "mirvo run: --pattern applies to --raw frames only" \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" --pattern RGGB --out-dir "$O"
+    attack 2 "mirvo run: unknown option --frobnicate" run --base "$IN/base.h" --stats "$IN/stats_000.txt" --frobnicate
+    attack 2 "mirvo: unknown command 'frobnicate'" frobnicate "$IN/base.h"
+    ;;
+
+  directory)
+    for role in $ROLES; do feed "$role" "$IN" 1 "$IN: is a directory, expected $(what "$role")"; done
+    # A directory where an output file belongs.
+    attack 1 "$O/view: is a directory, cannot write a file there" \
+      stats --raw "$IN/raw_000.raw" $RAW --out "$O/view"
+    attack 1 "$O/view: is a directory, cannot write a file there" table "$IN/base.h" --png "$O/view"
+    N=$T/taken
+    mkdir -p "$N/table_000.h"
+    expect_error 1 "$N/table_000.h: is a directory, cannot write a file there" \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" --out-dir "$N"
+    ;;
+
+  unwritable)
+    attack 1 "$IN/base.h: cannot use as output directory: not a directory" \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" --out-dir "$IN/base.h"
+    attack 1 "$IN/base.h/sub: cannot create directory: Not a directory" \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" --out-dir "$IN/base.h/sub"
+    attack 1 "$IN/base.h/view: cannot create directory: Not a directory" view "$O/diag_000.txt" --out-dir "$IN/base.h/view"
+    attack 1 "$T/nope/s.txt: cannot create a file in $T/nope: No such file or directory" \
+      stats --raw "$IN/raw_000.raw" $RAW --out "$T/nope/s.txt"
+    attack 1 "$T/nope/t.sim: cannot create a file in $T/nope: No such file or directory" \
+      table "$IN/base.h" --sim "$T/nope/t.sim"
+    # Earlier outputs in a directory that has since become read-only: a
+    # read-only file system for root, permissions for anyone else.
+    R=$T/readonly
+    if [ "$(id -u)" -eq 0 ] && ! mount_tmpfs "$R" size=4m; then finish; exit; fi
+    O=$R
+    write_earlier "$O"
+    if [ "$(id -u)" -eq 0 ]; then
+      mount -o remount,ro "$R"
+    else
+      find "$R" -type d -exec chmod 555 {} +
+      trap 'chmod -R u+w "$T"; rm -rf "$T"' EXIT
+    fi
+    attack 1 "$R/diag_000.txt: cannot create a file in $R: " \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" --debug --png --out-dir "$R"
+    attack 1 "$R/s.txt: cannot create a file in $R: " stats --raw "$IN/raw_000.raw" $RAW --out "$R/s.txt"
+    attack 1 "$R/t.sim: cannot create a file in $R: " table "$IN/base.h" --sim "$R/t.sim"
+    attack 1 "$R/view/GradH_UX.png: cannot create a file in $R/view: " view "$R/diag_000.txt" --out-dir "$R/view"
+    attack 1 "$R/demo: cannot create directory: " demo --frames 1 --out-dir "$R/demo"
+    ;;
+
+  full_disk)
+    F=$T/full
+    mount_tmpfs "$F" size=64k || exit 77
+    # The earlier run's table and pictures fit; then the disk is filled.
+    O=$F/out
+    must run --base "$IN/base.h" --stats "$IN/stats_000.txt" --png --out-dir "$O"
+    checksum "$O" >"$T/sums"
+    dd if=/dev/zero of="$F/filler" bs=4k 2>/dev/null
+    [ "$(df --output=avail "$F" | tail -n 1)" -eq 0 ] || fail "could not fill $F"
+    attack 1 "$O/table_000.h: cannot write: No space left on device" \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" --png --out-dir "$O"
+    # The dump is written from the engine's thread, before the table.
+    attack 1 "$O/diag_000.txt: cannot write: No space left on device" \
+      run --base "$IN/base.h" --raw "$IN/raw_000.raw" $RAW --debug --out-dir "$O"
+    attack 1 "$O/s.txt: cannot write: No space left on device" stats --raw "$IN/raw_000.raw" $RAW --out "$O/s.txt"
+    attack 1 "$O/m.raw: cannot write: No space left on device" \
+      stats --raw "$IN/raw_000.raw" $RAW --out "$T/s.txt" --mean-image "$O/m.raw"
+    attack 1 "$O/t.sim: cannot write: No space left on device" table "$IN/base.h" --sim "$O/t.sim"
+    attack 1 "$O/t.png: cannot write: No space left on device" table "$IN/base.h" --png "$O/t.png"
+    attack 1 "$O/GradH_UX.png: cannot write: No space left on device" view "$T/out/diag_000.txt" --out-dir "$O"
+    attack 1 "$O/base.h: cannot write: No space left on device" demo --frames 1 --out-dir "$O"
+    ;;
+
+  *)
+    echo "unknown class $CLASS" >&2
+    exit 2
+    ;;
+esac
+finish
