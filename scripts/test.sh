@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Sets everything up and runs the whole test suite: natively on x86-64 (plus a
 # benchmark smoke run), cross-built for AArch64 under qemu, with ASan + UBSan,
-# and every fuzz target for a short fixed time.
-# Pass steps to run a subset: scripts/test.sh host asan   (host arm64 asan fuzz)
+# the command-line scenarios under valgrind, and every fuzz target briefly.
+# Pass steps to run a subset: scripts/test.sh host asan   (host arm64 asan valgrind fuzz)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 steps=("$@")
-[ "${#steps[@]}" -gt 0 ] || steps=(host arm64 asan fuzz)
+[ "${#steps[@]}" -gt 0 ] || steps=(host arm64 asan valgrind fuzz)
 scripts/setup.sh
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
@@ -14,6 +14,10 @@ start=$SECONDS
 for s in "${steps[@]}"; do
   t0=$SECONDS
   case "$s" in
+    valgrind)
+      echo "=== valgrind: command-line scenarios under memcheck"
+      scripts/valgrind.sh
+      ;;
     fuzz)
       echo "=== fuzz: every target for ${MIRVO_FUZZ_SECONDS:-20}s"
       scripts/fuzz.sh "${MIRVO_FUZZ_SECONDS:-20}"
