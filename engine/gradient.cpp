@@ -1,11 +1,28 @@
 #include <cmath>
+#include <cstring>
 
+#include "engine/edge_kernels.h"
 #include "engine/gradient_steps.h"
 #include "engine/mirvo_hybrid.h"
 
 namespace mirvo {
 
 namespace {
+
+constexpr int kRows = 24;
+constexpr int kCols = 32;
+
+bool IsShape(const Matrix<float>& m, int cols, int rows) { return m.cols == cols && m.rows == rows; }
+
+// Any other shape of the grids (only a caller reshaping the public members
+// can make one) takes the element-by-element path below.
+bool StandardGradientShapes(const MirvoHybrid& e) {
+  const LogStats& s = e.log_stats_;
+  return IsShape(s.log_u_input, kCols, kRows) && IsShape(s.log_v_input, kCols, kRows) &&
+         IsShape(e.GradH_UX, kCols - 1, kRows) && IsShape(e.GradH_VX, kCols - 1, kRows) &&
+         IsShape(e.GradH_UY, kCols, kRows - 1) && IsShape(e.GradH_VY, kCols, kRows - 1) &&
+         IsShape(e.WX, kCols - 1, kRows) && IsShape(e.WY, kCols, kRows - 1);
+}
 
 void Differences(const Matrix<float>& in, Matrix<float>& gx, Matrix<float>& gy) {
   const int w = in.cols;
@@ -34,6 +51,14 @@ void WeightEdges(float smooth_thd, Matrix<float>& gu, Matrix<float>& gv, Matrix<
   }
 }
 
+template <int N>
+void ClampRun(float limit, float* __restrict g) {
+  for (int i = 0; i < N; ++i) {
+    const float x = g[i];
+    g[i] = x < -limit ? -limit : (x > limit ? limit : x);
+  }
+}
+
 void ClampGrid(float limit, Matrix<float>& g) {
   const int n = g.rows * g.cols;
   for (int i = 0; i < n; ++i) {
@@ -42,14 +67,91 @@ void ClampGrid(float limit, Matrix<float>& g) {
   }
 }
 
+constexpr size_t kHorizontalRowBytes = (kCols - 1) * sizeof(float);
+constexpr int kLastRow = kRows - 1;
+
 }  // namespace
 
+// Horizontal rows are written 32 lanes wide in place, the 32nd landing on the
+// next row's first entry, which that row then rewrites. The last row has no
+// next row: its window starts one cell earlier (lanes 1..31, so no lane reads
+// past the grid) and goes through scratch.
 void MirvoHybrid::EstimateGradient() {
-  Differences(log_stats_.log_u_input, GradH_UX, GradH_UY);
-  Differences(log_stats_.log_v_input, GradH_VX, GradH_VY);
   const float smooth_thd = pconfig_params_->tuning.smooth_thd;
-  WeightEdges(smooth_thd, GradH_UX, GradH_VX, WX);
-  WeightEdges(smooth_thd, GradH_UY, GradH_VY, WY);
+  if (!StandardGradientShapes(*this)) {
+    Differences(log_stats_.log_u_input, GradH_UX, GradH_UY);
+    Differences(log_stats_.log_v_input, GradH_VX, GradH_VY);
+    WeightEdges(smooth_thd, GradH_UX, GradH_VX, WX);
+    WeightEdges(smooth_thd, GradH_UY, GradH_VY, WY);
+    return;
+  }
+  const float* u = log_stats_.log_u_input.data.data();
+  const float* v = log_stats_.log_v_input.data.data();
+  for (int r = 0; r < kLastRow; ++r) {
+    const int cell = r * kCols;
+    internal::EdgeRow<0, internal::kEdgeLanes>(u + cell, u + cell + 1, v + cell, v + cell + 1, nullptr, nullptr,
+                                               nullptr, smooth_thd, GradH_UX[r], GradH_VX[r], WX[r], nullptr, nullptr);
+  }
+  internal::EdgeRowScratch s;
+  const int last = kLastRow * kCols - 1;
+  internal::EdgeRow<0, internal::kEdgeLanes>(u + last, u + last + 1, v + last, v + last + 1, nullptr, nullptr, nullptr,
+                                             smooth_thd, s.gu, s.gv, s.w, nullptr, nullptr);
+  std::memcpy(GradH_UX[kLastRow], s.gu + 1, kHorizontalRowBytes);
+  std::memcpy(GradH_VX[kLastRow], s.gv + 1, kHorizontalRowBytes);
+  std::memcpy(WX[kLastRow], s.w + 1, kHorizontalRowBytes);
+  for (int r = 0; r < kLastRow; ++r) {
+    const int cell = r * kCols;
+    internal::EdgeRow<0, internal::kEdgeLanes>(u + cell, u + cell + kCols, v + cell, v + cell + kCols, nullptr, nullptr,
+                                               nullptr, smooth_thd, GradH_UY[r], GradH_VY[r], WY[r], nullptr, nullptr);
+  }
+}
+
+bool MirvoHybrid::CanFuseGradientSteps() const { return StandardGradientShapes(*this); }
+
+// EstimateGradient, the reliability mask and the flattening and sums of
+// FitLearnedTintProfile in one pass over the edge rows. The differences are
+// masked right after weighting, which is all the mask does to them, and the
+// unmasked ones are never read when diagnostics are off. The vector work of
+// one row overlaps the latency-bound sums of the previous one.
+internal::FitSums MirvoHybrid::WeightMaskAndSum() {
+  const float smooth_thd = pconfig_params_->tuning.smooth_thd;
+  const float* pu = pconfig_params_->learned_tint_profile.BgUHXY;
+  const float* pv = pconfig_params_->learned_tint_profile.BgVHXY;
+  const float* u = log_stats_.log_u_input.data.data();
+  const float* v = log_stats_.log_v_input.data.data();
+  const uint8_t* dx = &log_stats_.is_reliable_dx_[0][0];
+  const uint8_t* dy = &log_stats_.is_reliable_dy_[0][0];
+  internal::FitSums sums;
+  alignas(16) int32_t kept[internal::kEdgeLanes];
+  for (int r = 0; r < kLastRow; ++r) {
+    const int cell = r * kCols;
+    const int edge = r * (kCols - 1);
+    internal::FlagMasks(dx + cell, kept);
+    internal::EdgeRow<0, kCols - 1>(u + cell, u + cell + 1, v + cell, v + cell + 1, kept, pu + edge, pv + edge,
+                                    smooth_thd, grad_u_vec_ + edge, grad_v_vec_ + edge, weight_vec_ + edge, WX[r],
+                                    &sums);
+  }
+  {
+    internal::EdgeRowScratch s;
+    const int cell = kLastRow * kCols - 1;
+    const int edge = kLastRow * (kCols - 1) - 1;
+    float weights_copy[internal::kEdgeLanes];
+    internal::FlagMasks(dx + cell, kept);
+    internal::EdgeRow<1, kCols>(u + cell, u + cell + 1, v + cell, v + cell + 1, kept, pu + edge, pv + edge, smooth_thd,
+                                s.gu, s.gv, s.w, weights_copy, &sums);
+    std::memcpy(grad_u_vec_ + edge + 1, s.gu + 1, kHorizontalRowBytes);
+    std::memcpy(grad_v_vec_ + edge + 1, s.gv + 1, kHorizontalRowBytes);
+    std::memcpy(weight_vec_ + edge + 1, s.w + 1, kHorizontalRowBytes);
+    std::memcpy(WX[kLastRow], s.w + 1, kHorizontalRowBytes);
+  }
+  for (int r = 0; r < kLastRow; ++r) {
+    const int cell = r * kCols;
+    const int edge = kNumHorizontalEdges + r * kCols;
+    internal::FlagMasks(dy + cell, kept);
+    internal::EdgeRow<0, kCols>(u + cell, u + cell + kCols, v + cell, v + cell + kCols, kept, pu + edge, pv + edge,
+                                smooth_thd, grad_u_vec_ + edge, grad_v_vec_ + edge, weight_vec_ + edge, WY[r], &sums);
+  }
+  return sums;
 }
 
 namespace internal {
@@ -75,6 +177,14 @@ void MaskUnreliableGradients(const LogStats& stats, Matrix<float>& ux, Matrix<fl
 }
 
 void ClampGradients(float limit, Matrix<float>& ux, Matrix<float>& uy, Matrix<float>& vx, Matrix<float>& vy) {
+  if (IsShape(ux, kCols - 1, kRows) && IsShape(vx, kCols - 1, kRows) && IsShape(uy, kCols, kRows - 1) &&
+      IsShape(vy, kCols, kRows - 1)) {
+    ClampRun<kNumHorizontalEdges>(limit, ux.data.data());
+    ClampRun<kNumVerticalEdges>(limit, uy.data.data());
+    ClampRun<kNumHorizontalEdges>(limit, vx.data.data());
+    ClampRun<kNumVerticalEdges>(limit, vy.data.data());
+    return;
+  }
   ClampGrid(limit, ux);
   ClampGrid(limit, uy);
   ClampGrid(limit, vx);

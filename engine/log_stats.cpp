@@ -5,20 +5,142 @@
 
 #include "engine/gradient_steps.h"
 #include "engine/mirvo_hybrid.h"
+#include "engine/simd4.h"
 
 namespace mirvo {
 
 namespace {
 
-// The saturation limit is trunc(S x count). Comparing in float against the
-// truncated product gives the same answer as an integer limit for every
-// representable count, without an out-of-range conversion for odd tunings.
-bool OverSaturated(uint16_t sat_cnt, float s, uint16_t cnt) {
-  return static_cast<float>(sat_cnt) > std::trunc(s * static_cast<float>(cnt));
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "cells are read as little-endian words");
+
+// A cell read as eight 32-bit words: the four sums, then the counts and the
+// saturated counts packed two per word. One interleaved group of eight words
+// is what lets the compiler vectorise the pass over cells.
+typedef uint32_t __attribute__((may_alias)) CellWord;
+constexpr int kCellWords = sizeof(StatsCell) / sizeof(uint32_t);
+static_assert(kCellWords == 8, "StatsCell is eight words");
+
+constexpr int kRows = 24;
+constexpr int kCols = 32;
+
+inline float Low(uint32_t w) { return static_cast<float>(static_cast<int>(w & 0xffffu)); }
+inline float High(uint32_t w) { return static_cast<float>(static_cast<int>(w >> 16)); }
+
+// Saturation test sat > trunc(limit) for a negative ratio (an odd tuning):
+// below 2^23 in magnitude the truncation is the round trip through int (the
+// sign of a zero result is irrelevant, sat >= 0), above it the float is
+// integral already, and NaN stays NaN.
+inline bool OverLimitNegativeRatio(float sat, float limit) {
+  const float t = std::fabs(limit) < 8388608.0f ? static_cast<float>(static_cast<int>(limit)) : limit;
+  return sat > t;
 }
 
 // Plain comparisons: a NaN mean fails neither test.
-bool OutOfLevel(float mean, float lo, float hi) { return mean > hi || mean <= lo; }
+inline bool OutOfLevel(float mean, float lo, float hi) { return mean > hi || mean <= lo; }
+
+// One row of cells: the ratios R/G and B/G (logs taken by the caller) and
+// whether the cell is reliable in both components.
+void CellRowNegativeRatio(const CellWord* w, float lo, float hi, float s, float* ratio_u, float* ratio_v,
+                          uint8_t* both) {
+  for (int c = 0; c < kCols; ++c) {
+    const CellWord* cell = w + kCellWords * c;
+    const uint32_t cnt_r_gr = cell[4];
+    const uint32_t cnt_gb_b = cell[5];
+    const uint32_t sat_r_gr = cell[6];
+    const uint32_t sat_gb_b = cell[7];
+    const int green_cnt = static_cast<int>(cnt_r_gr >> 16) + static_cast<int>(cnt_gb_b & 0xffffu);
+
+    float g = static_cast<float>(cell[Gr] + cell[Gb]) / static_cast<float>(green_cnt);
+    g = g < lo ? lo : g;
+    float rm = static_cast<float>(cell[R]) / Low(cnt_r_gr);
+    rm = rm < lo ? lo : rm;
+    float bm = static_cast<float>(cell[B]) / High(cnt_gb_b);
+    bm = bm < lo ? lo : bm;
+    ratio_u[c] = rm / g;
+    ratio_v[c] = bm / g;
+
+    const bool green_fails = OutOfLevel(g, lo, hi) || OverLimitNegativeRatio(High(sat_r_gr), s * High(cnt_r_gr)) ||
+                             OverLimitNegativeRatio(Low(sat_gb_b), s * Low(cnt_gb_b));
+    const bool red_fails = OutOfLevel(rm, lo, hi) || OverLimitNegativeRatio(Low(sat_r_gr), s * Low(cnt_r_gr));
+    const bool blue_fails = OutOfLevel(bm, lo, hi) || OverLimitNegativeRatio(High(sat_gb_b), s * High(cnt_gb_b));
+    both[c] = (green_fails || red_fails || blue_fails) ? 0 : 1;
+  }
+}
+
+// The same for a negative saturation ratio (an odd tuning), row by row.
+void CellPassNegativeRatio(const StatsCell* cells, float lo, float hi, float s, float* u, float* v,
+                           uint8_t (&both)[kRows + 1][kCols]) {
+  const CellWord* words = reinterpret_cast<const CellWord*>(cells);
+  for (int r = 0; r < kRows; ++r) {
+    float* ur = u + r * kCols;
+    float* vr = v + r * kCols;
+    CellRowNegativeRatio(words + r * kCols * kCellWords, lo, hi, s, ur, vr, both[r]);
+    for (int c = 0; c < kCols; ++c) {
+      ur[c] = logf(ur[c]);
+      vr[c] = logf(vr[c]);
+    }
+  }
+}
+
+// The common case, four cells per step, with the logs of the step before
+// taken in the same loop: the library calls are latency-bound, and the
+// vector work of the next cells runs beside them. With a ratio >= 0 (or NaN)
+// the saturation limit is >= 0 or NaN, and for an integer sat,
+// sat > trunc(x) is sat > x there, so no truncation is needed.
+void CellPass(const StatsCell* cells, float lo_thd, float hi_thd, float s_thd, float* u, float* v,
+              uint8_t (&both)[kRows + 1][kCols]) {
+  using internal::F4;
+  using internal::I4;
+  using internal::U4;
+  const CellWord* words = reinterpret_cast<const CellWord*>(cells);
+  uint8_t* flags = &both[0][0];
+  constexpr int kCells = kRows * kCols;
+  for (int c = 0; c <= kCells; c += 4) {
+    if (c < kCells) {
+      const F4 lo = internal::Splat4(lo_thd);
+      const F4 hi = internal::Splat4(hi_thd);
+      const F4 s = internal::Splat4(s_thd);
+      const CellWord* w = words + kCellWords * c;
+      // Four cells of eight words: sums and packed counts, transposed so that
+      // each vector holds one field of the four cells.
+      F4 sums[4];
+      F4 counts[4];
+      internal::Transpose4(internal::Load4Bits(w), internal::Load4Bits(w + 8), internal::Load4Bits(w + 16),
+                           internal::Load4Bits(w + 24), sums);
+      internal::Transpose4(internal::Load4Bits(w + 4), internal::Load4Bits(w + 12), internal::Load4Bits(w + 20),
+                           internal::Load4Bits(w + 28), counts);
+      const U4 cnt_r_gr = (U4)counts[0];
+      const U4 cnt_gb_b = (U4)counts[1];
+      const U4 sat_r_gr = (U4)counts[2];
+      const U4 sat_gb_b = (U4)counts[3];
+      const auto low = [](U4 x) { return __builtin_convertvector((I4)(x & 0xffffu), F4); };
+      const auto high = [](U4 x) { return __builtin_convertvector((I4)(x >> 16), F4); };
+      const I4 green_cnt = (I4)(cnt_r_gr >> 16) + (I4)(cnt_gb_b & 0xffffu);
+
+      // Means raised to lo: lo > m ? lo : m is m < lo ? lo : m.
+      const F4 g = internal::MaxGreater4(
+          lo, internal::U32ToFloat4((U4)sums[Gr] + (U4)sums[Gb]) / __builtin_convertvector(green_cnt, F4));
+      const F4 rm = internal::MaxGreater4(lo, internal::U32ToFloat4((U4)sums[R]) / low(cnt_r_gr));
+      const F4 bm = internal::MaxGreater4(lo, internal::U32ToFloat4((U4)sums[B]) / high(cnt_gb_b));
+      internal::Store4(u + c, rm / g);
+      internal::Store4(v + c, bm / g);
+
+      // Plain comparisons: a NaN mean fails neither level test.
+      const I4 fails = (g > hi) | (g <= lo) | (high(sat_r_gr) > s * high(cnt_r_gr)) |
+                       (low(sat_gb_b) > s * low(cnt_gb_b)) | (rm > hi) | (rm <= lo) |
+                       (low(sat_r_gr) > s * low(cnt_r_gr)) | (bm > hi) | (bm <= lo) |
+                       (high(sat_gb_b) > s * high(cnt_gb_b));
+      const internal::U8x4 reliable = __builtin_convertvector(~fails & 1, internal::U8x4);
+      std::memcpy(flags + c, &reliable, sizeof reliable);
+    }
+    if (c > 0) {
+      for (int k = c - 4; k < c; ++k) {
+        u[k] = logf(u[k]);
+        v[k] = logf(v[k]);
+      }
+    }
+  }
+}
 
 template <typename T>
 void RecordChannel(MirvoState& state, const char* key, const Stats& stats, T (*get)(const StatsCell&)) {
@@ -34,6 +156,8 @@ LogStats::LogStats() : log_u_input(32, 24, 1.0f), log_v_input(32, 24, 1.0f), is_
 
 errCode LogStats::Init(const Stats& stats, float min_level_thd, float max_level_thd, float sat_ratio_thd) {
   if (stats.cols != log_u_input.cols || stats.rows != log_u_input.rows) return kInvalidInput;
+  // The log grids are built 24 x 32 and never reshaped.
+  if (stats.cols != kCols || stats.rows != kRows) return kInvalidInput;
 
   // Only the low five bits count as the shift; unsigned so that a depth of 31
   // does not overflow.
@@ -44,58 +168,30 @@ errCode LogStats::Init(const Stats& stats, float min_level_thd, float max_level_
   // The factor M in the saturation limit makes the test lenient; intended.
   const float s = m * sat_ratio_thd;
 
-  uint8_t u_valid[24][32];
-  uint8_t v_valid[24][32];
-  std::memset(u_valid, 0, sizeof(u_valid));
-  std::memset(v_valid, 0, sizeof(v_valid));
-
-  const int rows = stats.rows;
-  const int cols = stats.cols;
-  for (int r = 0; r < rows; ++r) {
-    for (int c = 0; c < cols; ++c) {
-      const StatsCell& cell = stats.cells[r * cols + c];
-      u_valid[r][c] = 1;
-      v_valid[r][c] = 1;
-
-      const uint32_t green_sum = cell.sum[Gr] + cell.sum[Gb];
-      const int green_cnt = cell.cnt[Gr] + cell.cnt[Gb];
-      float g = static_cast<float>(green_sum) / static_cast<float>(green_cnt);
-      if (g < lo) g = lo;
-      float rm = static_cast<float>(cell.sum[R]) / static_cast<float>(cell.cnt[R]);
-      if (rm < lo) rm = lo;
-      float bm = static_cast<float>(cell.sum[B]) / static_cast<float>(cell.cnt[B]);
-      if (bm < lo) bm = lo;
-
-      log_u_input[r][c] = std::log(rm / g);
-      log_v_input[r][c] = std::log(bm / g);
-
-      const bool green_fails = OutOfLevel(g, lo, hi) || OverSaturated(cell.sat_cnt[Gr], s, cell.cnt[Gr]) ||
-                               OverSaturated(cell.sat_cnt[Gb], s, cell.cnt[Gb]);
-      if (green_fails) {
-        u_valid[r][c] = 0;
-        v_valid[r][c] = 0;
-      } else {
-        if (OutOfLevel(rm, lo, hi) || OverSaturated(cell.sat_cnt[R], s, cell.cnt[R])) u_valid[r][c] = 0;
-        if (OutOfLevel(bm, lo, hi) || OverSaturated(cell.sat_cnt[B], s, cell.cnt[B])) v_valid[r][c] = 0;
-      }
-    }
+  // A cell is reliable only when both components are; one spare zero row
+  // keeps the edge loops below free of bounds tests.
+  uint8_t both[kRows + 1][kCols];
+  std::memset(both[kRows], 0, sizeof(both[kRows]));
+  float* u = log_u_input.data.data();
+  float* v = log_v_input.data.data();
+  if (s < 0.0f) {
+    CellPassNegativeRatio(stats.cells, lo, hi, s, u, v, both);
+  } else {
+    CellPass(stats.cells, lo, hi, s, u, v, both);
   }
 
   // An edge is reliable only when both of its cells are reliable in u and v.
-  for (int r = 0; r < rows; ++r) {
-    for (int c = 0; c + 1 < cols; ++c) {
-      is_reliable_dx_[r][c] = (u_valid[r][c] && v_valid[r][c] && u_valid[r][c + 1] && v_valid[r][c + 1]) ? 1 : 0;
-    }
-    is_reliable_dx_[r][cols - 1] = is_reliable_dx_[r][cols - 2];
-  }
-  for (int c = 0; c < cols; ++c) {
-    for (int r = 0; r + 1 < rows; ++r) {
-      is_reliable_dy_[r][c] = (u_valid[r][c] && v_valid[r][c] && u_valid[r + 1][c] && v_valid[r + 1][c]) ? 1 : 0;
-    }
-    // The filler row copies the horizontal flags of row 22, not the vertical
-    // ones: nothing reads it, but the recorded grid shows it, so keep it.
-    is_reliable_dy_[rows - 1][c] = is_reliable_dx_[rows - 2][c];
-  }
+  // Column 31 would pair with the next row's first cell: it is overwritten by
+  // its left neighbour right after.
+  const uint8_t* b = &both[0][0];
+  uint8_t* dx = &is_reliable_dx_[0][0];
+  for (int i = 0; i < kRows * kCols; ++i) dx[i] = b[i] & b[i + 1];
+  for (int r = 0; r < kRows; ++r) is_reliable_dx_[r][kCols - 1] = is_reliable_dx_[r][kCols - 2];
+  uint8_t* dy = &is_reliable_dy_[0][0];
+  for (int i = 0; i < (kRows - 1) * kCols; ++i) dy[i] = b[i] & b[i + kCols];
+  // The filler row copies the horizontal flags of row 22, not the vertical
+  // ones: nothing reads it, but the recorded grid shows it, so keep it.
+  std::memcpy(is_reliable_dy_[kRows - 1], is_reliable_dx_[kRows - 2], kCols);
   return kOk;
 }
 

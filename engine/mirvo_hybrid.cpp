@@ -50,7 +50,7 @@ MirvoHybrid::MirvoHybrid()
       GradL_UY(17, 12, 0.0f),
       GradL_VX(16, 13, 0.0f),
       GradL_VY(17, 12, 0.0f),
-      integrator_scratch_(17, 13, 0.0f) {}
+      integration_paths_() {}
 
 MirvoHybrid::~MirvoHybrid() = default;
 
@@ -75,13 +75,27 @@ int MirvoHybrid::LoadLscBaseTable(const char* path) {
   return 0;
 }
 
+namespace {
+
+// Separate buffers, which the compiler cannot know: say so, so it vectorises.
+void AddRun(float* __restrict x, const float* __restrict g) {
+  for (int i = 0; i < 768; ++i) x[i] += g[i];
+}
+
+void AddGain(Matrix<float>& log_input, const Matrix<float>& gain) {
+  const int n = log_input.rows * log_input.cols;
+  if (n == 768 && gain.size() == 768) {
+    AddRun(log_input.data.data(), gain.data.data());
+    return;
+  }
+  for (int i = 0; i < n; ++i) log_input.data[i] += gain.data[i];
+}
+
+}  // namespace
+
 void MirvoHybrid::ApplyLscBaseTable() {
-  Matrix<float>& u = log_stats_.log_u_input;
-  Matrix<float>& v = log_stats_.log_v_input;
-  const int nu = u.rows * u.cols;
-  for (int i = 0; i < nu; ++i) u.data[i] += lsc_gain_.lsc_log_RG_gain.data[i];
-  const int nv = v.rows * v.cols;
-  for (int i = 0; i < nv; ++i) v.data[i] += lsc_gain_.lsc_log_BG_gain.data[i];
+  AddGain(log_stats_.log_u_input, lsc_gain_.lsc_log_RG_gain);
+  AddGain(log_stats_.log_v_input, lsc_gain_.lsc_log_BG_gain);
 }
 
 LscTable* MirvoHybrid::GetMirvoTable() { return &mirvo_table_; }

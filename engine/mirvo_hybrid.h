@@ -8,10 +8,17 @@
 #include "core/mirvo_params.h"
 #include "core/mirvo_state.h"
 #include "core/stats.h"
+#include "engine/edge_kernels.h"
 #include "engine/log_stats.h"
 #include "resample/lsc_gain.h"
 
 namespace mirvo {
+
+namespace internal {
+// u and v of one lattice node side by side: the two integrations run in the
+// lanes of one small vector, each lane with exactly the scalar arithmetic.
+typedef float FloatPair __attribute__((vector_size(2 * sizeof(float))));
+}  // namespace internal
 
 // The shading estimation engine. Every grid has a fixed size from
 // construction on, so a frame with diagnostics off allocates nothing.
@@ -85,16 +92,29 @@ class MirvoHybrid {
   Matrix<float> GradL_VY;
 
  private:
-  // Scratch of IntegratorSum, kept as a member so a frame never allocates.
-  Matrix<float> integrator_scratch_;
+  // Pieces of the stages that the frame driver runs fused when diagnostics
+  // are off (nothing is recorded between them then).
+  bool CanFuseGradientSteps() const;
+  // EstimateGradient + mask + the flattening and sums of the fit.
+  internal::FitSums WeightMaskAndSum();
+  // Projections (with the temporal filter) from the fit's sums.
+  void SetProjections(const internal::FitSums& sums);
+  // The fit's residues, and the clamp of them into the gradient grids.
+  void ResiduesAndClamp();
+
+  void IntegratorSumAnyShape();
+  void BlendAndAddProfileAnyShape();
+
+  // The nine path integrations of IntegratorSum, u and v side by side; a
+  // member so that a frame neither allocates nor needs 16 KB of stack.
+  internal::FloatPair integration_paths_[9][13][17];
 };
 
 // Engine internals, exposed for unit tests only.
 namespace internal {
 // Carries statistics-grid differences gx (24 x 31) and gy (23 x 32) onto the
 // lattice differences lx (13 x 16) and ly (12 x 17).
-void Matrix24x32ToMatrix13x17(const Matrix<float>& gx, const Matrix<float>& gy, Matrix<float>& lx,
-                              Matrix<float>& ly);
+void Matrix24x32ToMatrix13x17(const Matrix<float>& gx, const Matrix<float>& gy, Matrix<float>& lx, Matrix<float>& ly);
 // Path-integrates lx/ly from start node [r0][c0] into out (zero there).
 void Integrator(int c0, int r0, const Matrix<float>& lx, const Matrix<float>& ly, Matrix<float>& out);
 }  // namespace internal

@@ -1,4 +1,6 @@
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 #include "core/log_tag.h"
 #include "engine/gradient_steps.h"
@@ -8,9 +10,76 @@ namespace mirvo {
 
 namespace {
 
+template <int N>
+void AddRun(const float* __restrict gain, float* __restrict log_input) {
+  for (int i = 0; i < N; ++i) log_input[i] = gain[i] + log_input[i];
+}
+
 void AddInPlace(const Matrix<float>& gain, Matrix<float>& log_input) {
   const int n = log_input.rows * log_input.cols;
+  if (n == 768 && gain.size() == 768) {
+    AddRun<768>(gain.data.data(), log_input.data.data());
+    return;
+  }
   for (int i = 0; i < n; ++i) log_input.data[i] = gain.data[i] + log_input.data[i];
+}
+
+constexpr int kNodes = 13 * 17;
+constexpr int kMainNodes = kNodes / 4 * 4;  // whole four-lane steps; the last node apart
+
+// Red and blue take the tint, the greens pass through.
+template <int kBegin, int kEnd>
+void ApplyTint(const float* __restrict base_r, const float* __restrict base_b, const float* __restrict tint_u,
+               const float* __restrict tint_v, float* __restrict out_r, float* __restrict out_b) {
+  for (int i = kBegin; i < kEnd; ++i) {
+    out_r[i] = base_r[i] * tint_u[i];
+    out_b[i] = base_b[i] * tint_v[i];
+  }
+}
+
+// Whether a plane holds a signaling NaN. fmin turns one into a NaN result
+// (minNum, both in the x86-64 C library and with AArch64 fminnm), which the
+// next fmin then drops: the running minimum restarts after it. Only the
+// caller's green planes can hold one; the products are quiet.
+template <int kBegin, int kEnd>
+uint32_t SignalingNans(const float* __restrict x) {
+  uint32_t any = 0;
+  for (int i = kBegin; i < kEnd; ++i) {
+    uint32_t bits;
+    std::memcpy(&bits, &x[i], sizeof bits);
+    any |= static_cast<uint32_t>((bits & 0x7fc00000u) == 0x7f800000u && (bits & 0x003fffffu) != 0);
+  }
+  return any;
+}
+
+bool HasSignalingNan(const float* x) {
+  return (SignalingNans<0, kMainNodes>(x) | SignalingNans<kMainNodes, kNodes>(x)) != 0;
+}
+
+// The smallest entry of a plane and m, with fmin's minNum semantics when no
+// entry is a signaling NaN: a NaN entry is ignored (m starts at 1.0, so it is
+// never NaN itself). The order of the comparisons cannot change the smallest
+// value; it could only change the sign of a zero result, and a zero m is
+// never used (it fails m > 0.1). So four running minima side by side, which
+// vectorise, are exact here.
+float MinOfPlane(const float* __restrict x, float m) {
+  float lane[4] = {m, m, m, m};
+  for (int i = 0; i < kMainNodes; i += 4) {
+    for (int j = 0; j < 4; ++j) lane[j] = x[i + j] < lane[j] ? x[i + j] : lane[j];
+  }
+  for (int i = kMainNodes; i < kNodes; ++i) m = x[i] < m ? x[i] : m;
+  for (int j = 0; j < 4; ++j) m = lane[j] < m ? lane[j] : m;
+  return m;
+}
+
+template <int kBegin, int kEnd>
+void DividePlane(float* __restrict x, float m) {
+  for (int i = kBegin; i < kEnd; ++i) x[i] = x[i] / m;
+}
+
+void DividePlane(float* x, float m) {
+  DividePlane<0, kMainNodes>(x, m);
+  DividePlane<kMainNodes, kNodes>(x, m);
 }
 
 }  // namespace
@@ -50,27 +119,34 @@ void MirvoHybrid::GenerateDlscTable() {
     state_.Set("log_stats_V[24][32]", log_v);
   }
 
-  EstimateGradient();
-  if (debug) {
-    state_.Set("GradH_UX[24][31]", GradH_UX);
-    state_.Set("GradH_UY[23][32]", GradH_UY);
-    state_.Set("GradH_VX[24][31]", GradH_VX);
-    state_.Set("GradH_VY[23][32]", GradH_VY);
-  }
+  if (!debug && CanFuseGradientSteps()) {
+    // Nothing is recorded between these steps: run them as one pass over the
+    // edges and one over the residues, with the same arithmetic.
+    SetProjections(WeightMaskAndSum());
+    ResiduesAndClamp();
+  } else {
+    EstimateGradient();
+    if (debug) {
+      state_.Set("GradH_UX[24][31]", GradH_UX);
+      state_.Set("GradH_UY[23][32]", GradH_UY);
+      state_.Set("GradH_VX[24][31]", GradH_VX);
+      state_.Set("GradH_VY[23][32]", GradH_VY);
+    }
 
-  internal::MaskUnreliableGradients(log_stats_, GradH_UX, GradH_UY, GradH_VX, GradH_VY);
-  if (debug) {
-    state_.Set("WX[24][31]", WX);
-    state_.Set("WY[23][32]", WY);
-  }
+    internal::MaskUnreliableGradients(log_stats_, GradH_UX, GradH_UY, GradH_VX, GradH_VY);
+    if (debug) {
+      state_.Set("WX[24][31]", WX);
+      state_.Set("WY[23][32]", WY);
+    }
 
-  FitLearnedTintProfile();
-  if (debug) {
-    state_.Set("prj_u", prj_u_);
-    state_.Set("prj_v", prj_v_);
-  }
+    FitLearnedTintProfile();
+    if (debug) {
+      state_.Set("prj_u", prj_u_);
+      state_.Set("prj_v", prj_v_);
+    }
 
-  internal::ClampGradients(tuning.limit_thd, GradH_UX, GradH_UY, GradH_VX, GradH_VY);
+    internal::ClampGradients(tuning.limit_thd, GradH_UX, GradH_UY, GradH_VX, GradH_VY);
+  }
   internal::Matrix24x32ToMatrix13x17(GradH_UX, GradH_UY, GradL_UX, GradL_UY);
   internal::Matrix24x32ToMatrix13x17(GradH_VX, GradH_VY, GradL_VX, GradL_VY);
   IntegrateGradientResidue();
@@ -92,29 +168,40 @@ void MirvoHybrid::MergeTintBaseTables() {
   const LscTable& base = base_table_;
   LscTable& out = mirvo_table_;
   // The tint corrects red and blue relative to green; greens pass through.
-  // fmin ignores a NaN node, so one bad node cannot void the normalisation.
+  // NaN nodes are ignored by the minimum, so one bad node cannot void the
+  // normalisation.
   float m = 1.0f;
-  for (int r = 0; r < 13; ++r) {
-    for (int c = 0; c < 17; ++c) {
-      out.r_gain[r][c] = base.r_gain[r][c] * log_tint_u[r][c];
-      out.gr_gain[r][c] = base.gr_gain[r][c];
-      out.gb_gain[r][c] = base.gb_gain[r][c];
-      out.b_gain[r][c] = base.b_gain[r][c] * log_tint_v[r][c];
-      m = std::fmin(std::fmin(std::fmin(std::fmin(m, out.r_gain[r][c]), base.gr_gain[r][c]), base.gb_gain[r][c]),
-                    out.b_gain[r][c]);
+  if (log_tint_u.cols == 17 && log_tint_u.rows == 13 && log_tint_v.cols == 17 && log_tint_v.rows == 13 &&
+      !HasSignalingNan(&base.gr_gain[0][0]) && !HasSignalingNan(&base.gb_gain[0][0])) {
+    const float* tu = log_tint_u.data.data();
+    const float* tv = log_tint_v.data.data();
+    ApplyTint<0, kMainNodes>(&base.r_gain[0][0], &base.b_gain[0][0], tu, tv, &out.r_gain[0][0], &out.b_gain[0][0]);
+    ApplyTint<kMainNodes, kNodes>(&base.r_gain[0][0], &base.b_gain[0][0], tu, tv, &out.r_gain[0][0], &out.b_gain[0][0]);
+    std::memcpy(out.gr_gain, base.gr_gain, sizeof(out.gr_gain));
+    std::memcpy(out.gb_gain, base.gb_gain, sizeof(out.gb_gain));
+    m = MinOfPlane(&out.r_gain[0][0], m);
+    m = MinOfPlane(&base.gr_gain[0][0], m);
+    m = MinOfPlane(&base.gb_gain[0][0], m);
+    m = MinOfPlane(&out.b_gain[0][0], m);
+  } else {
+    for (int r = 0; r < 13; ++r) {
+      for (int c = 0; c < 17; ++c) {
+        out.r_gain[r][c] = base.r_gain[r][c] * log_tint_u[r][c];
+        out.gr_gain[r][c] = base.gr_gain[r][c];
+        out.gb_gain[r][c] = base.gb_gain[r][c];
+        out.b_gain[r][c] = base.b_gain[r][c] * log_tint_v[r][c];
+        m = std::fmin(std::fmin(std::fmin(std::fmin(m, out.r_gain[r][c]), base.gr_gain[r][c]), base.gb_gain[r][c]),
+                      out.b_gain[r][c]);
+      }
     }
   }
   // Lift the smallest gain to exactly 1, but never amplify a table more than
   // tenfold; both bounds are exclusive.
   if (m > 0.1f && m < 1.0f) {
-    for (int r = 0; r < 13; ++r) {
-      for (int c = 0; c < 17; ++c) {
-        out.r_gain[r][c] = out.r_gain[r][c] / m;
-        out.gr_gain[r][c] = out.gr_gain[r][c] / m;
-        out.gb_gain[r][c] = out.gb_gain[r][c] / m;
-        out.b_gain[r][c] = out.b_gain[r][c] / m;
-      }
-    }
+    DividePlane(&out.r_gain[0][0], m);
+    DividePlane(&out.gr_gain[0][0], m);
+    DividePlane(&out.gb_gain[0][0], m);
+    DividePlane(&out.b_gain[0][0], m);
   }
   if (pdebug_params_->debug_enable) {
     state_.Set("output_table_R[13][17]", Matrix<float>(out.r_gain));

@@ -2,7 +2,9 @@
 #include <cmath>
 
 #include "core/log_tag.h"
+#include "engine/edge_kernels.h"
 #include "engine/mirvo_hybrid.h"
+#include "engine/simd4.h"
 
 namespace mirvo {
 
@@ -18,10 +20,79 @@ const float* Unflatten(const float* src, Matrix<float>& m) {
 
 bool DiagnosticsOn(const MirvoDebugParams* debug) { return debug != nullptr && debug->debug_enable; }
 
+// residue = (gradient - PU x prj) x weight for u and weight x (gradient - PV x
+// prj) for v, the operand orders of the specification of the chain.
+template <int N>
+void Residues(const float* __restrict pu, const float* __restrict pv, const float* __restrict w,
+              const float* __restrict gu, const float* __restrict gv, float prj_u, float prj_v, float* __restrict ru,
+              float* __restrict rv) {
+  for (int i = 0; i < N; ++i) {
+    ru[i] = (gu[i] - pu[i] * prj_u) * w[i];
+    rv[i] = w[i] * (gv[i] - pv[i] * prj_v);
+  }
+}
+
+// The same, and the residues clamped to [-limit, limit] into the gradient
+// grids: x < -L ? -L : (x > L ? L : x). For L >= 0 or NaN that is exactly
+// max(-L, min(L, x)) with the min and max of SSE (each the second operand
+// on a tie or a NaN): a NaN x comes through unchanged, and x = -L or L gives
+// x. A negative L (an odd tuning) takes the two selects as written.
+template <int N, bool kMinMax>
+void ClampedResidues(const float* __restrict pu, const float* __restrict pv, const float* __restrict w,
+                     const float* __restrict gu, const float* __restrict gv, float prj_u, float prj_v, float limit,
+                     float* __restrict ru, float* __restrict rv, float* __restrict grid_u, float* __restrict grid_v) {
+  using internal::F4;
+  const F4 pru = internal::Splat4(prj_u);
+  const F4 prv = internal::Splat4(prj_v);
+  const F4 hi = internal::Splat4(limit);
+  const F4 lo = internal::Splat4(-limit);
+  static_assert(N % 4 == 0, "whole vectors");
+  for (int i = 0; i < N; i += 4) {
+    const F4 wi = internal::Load4(w + i);
+    const F4 a = (internal::Load4(gu + i) - internal::Load4(pu + i) * pru) * wi;
+    const F4 b = wi * (internal::Load4(gv + i) - internal::Load4(pv + i) * prv);
+    internal::Store4(ru + i, a);
+    internal::Store4(rv + i, b);
+    if (kMinMax) {
+      internal::Store4(grid_u + i, internal::MaxGreater4(lo, internal::MinLess4(hi, a)));
+      internal::Store4(grid_v + i, internal::MaxGreater4(lo, internal::MinLess4(hi, b)));
+    } else {
+      internal::Store4(grid_u + i, a < lo ? lo : (a > hi ? hi : a));
+      internal::Store4(grid_v + i, b < lo ? lo : (b > hi ? hi : b));
+    }
+  }
+}
+
+// exp of the negated log tint in place (a positive log tint lowers the gain:
+// the result corrects R/G and B/G), and the running sums in node order.
+void LinearTint(float* __restrict u, float* __restrict v, float* su, float* sv) {
+  float a = 0.0f;
+  float b = 0.0f;
+  for (int i = 0; i < 13 * 17; ++i) {
+    u[i] = expf(-u[i]);
+    v[i] = expf(-v[i]);
+    a += u[i];
+    b += v[i];
+  }
+  *su = a;
+  *sv = b;
+}
+
+template <int kBegin, int kEnd>
+void Divide(float* __restrict x, float d) {
+  for (int i = kBegin; i < kEnd; ++i) x[i] = x[i] / d;
+}
+
+// Whole four-lane steps (vectorised), then the rest.
+template <int N>
+void DivideAll(float* x, float d) {
+  Divide<0, N / 4 * 4>(x, d);
+  Divide<N / 4 * 4, N>(x, d);
+}
+
 }  // namespace
 
 void MirvoHybrid::FitLearnedTintProfile() {
-  const TuningParams& tuning = pconfig_params_->tuning;
   const float* pu = pconfig_params_->learned_tint_profile.BgUHXY;
   const float* pv = pconfig_params_->learned_tint_profile.BgVHXY;
 
@@ -30,22 +101,25 @@ void MirvoHybrid::FitLearnedTintProfile() {
   Flatten(GradH_VY, Flatten(GradH_VX, grad_v_vec_));
 
   // Weighted least-squares scale of the profile gradients, one per plane.
-  float nu = 0.0f;
-  float du = 0.0f;
-  for (int i = 0; i < kNumEdges; ++i) {
-    nu += pu[i] * grad_u_vec_[i] * weight_vec_[i];
-    du += pu[i] * pu[i] * weight_vec_[i];
+  internal::FitSums sums;
+  alignas(16) float terms[internal::kTermLanes][4];
+  for (int e = 0; e < kNumEdges; e += internal::kTermLanes) {
+    internal::ProjectionTerms(pu + e, pv + e, grad_u_vec_ + e, grad_v_vec_ + e, weight_vec_ + e, terms);
+    sums.Add(terms, internal::kTermLanes);
   }
-  const float u = nu / (du + 1e-7f);
-  float nv = 0.0f;
-  float dv = 0.0f;
-  for (int i = 0; i < kNumEdges; ++i) {
-    nv += pv[i] * grad_v_vec_[i] * weight_vec_[i];
-    dv += pv[i] * pv[i] * weight_vec_[i];
-  }
-  const float v = nv / (dv + 1e-7f);
+  SetProjections(sums);
 
-  if (tuning.enable_temporal_filter != 0) {
+  // The weights enter twice: in the projection above and on the residue
+  // that the integration receives.
+  Residues<kNumEdges>(pu, pv, weight_vec_, grad_u_vec_, grad_v_vec_, prj_u_, prj_v_, residue_u_vec_, residue_v_vec_);
+  Unflatten(Unflatten(residue_u_vec_, GradH_UX), GradH_UY);
+  Unflatten(Unflatten(residue_v_vec_, GradH_VX), GradH_VY);
+}
+
+void MirvoHybrid::SetProjections(const internal::FitSums& sums) {
+  const float u = sums.nu() / (sums.du() + 1e-7f);
+  const float v = sums.nv() / (sums.dv() + 1e-7f);
+  if (pconfig_params_->tuning.enable_temporal_filter != 0) {
     TemporalFilter(u, v);
   } else {
     prj_u_ = u;
@@ -58,20 +132,27 @@ void MirvoHybrid::FitLearnedTintProfile() {
                         static_cast<double>(prj_u_), static_cast<double>(prj_v_),
                         static_cast<double>(temporal_update_gain_));
   }
+}
 
-  for (int i = 0; i < kNumEdges; ++i) {
-    residue_u_vec_[i] = pu[i] * prj_u_;
-    residue_v_vec_[i] = pv[i] * prj_v_;
+void MirvoHybrid::ResiduesAndClamp() {
+  const float* pu = pconfig_params_->learned_tint_profile.BgUHXY;
+  const float* pv = pconfig_params_->learned_tint_profile.BgVHXY;
+  const float limit = pconfig_params_->tuning.limit_thd;
+  constexpr int kH = kNumHorizontalEdges;
+  constexpr int kV = kNumVerticalEdges;
+  if (!(limit < 0.0f)) {
+    ClampedResidues<kH, true>(pu, pv, weight_vec_, grad_u_vec_, grad_v_vec_, prj_u_, prj_v_, limit, residue_u_vec_,
+                              residue_v_vec_, GradH_UX.data.data(), GradH_VX.data.data());
+    ClampedResidues<kV, true>(pu + kH, pv + kH, weight_vec_ + kH, grad_u_vec_ + kH, grad_v_vec_ + kH, prj_u_, prj_v_,
+                              limit, residue_u_vec_ + kH, residue_v_vec_ + kH, GradH_UY.data.data(),
+                              GradH_VY.data.data());
+  } else {
+    ClampedResidues<kH, false>(pu, pv, weight_vec_, grad_u_vec_, grad_v_vec_, prj_u_, prj_v_, limit, residue_u_vec_,
+                               residue_v_vec_, GradH_UX.data.data(), GradH_VX.data.data());
+    ClampedResidues<kV, false>(pu + kH, pv + kH, weight_vec_ + kH, grad_u_vec_ + kH, grad_v_vec_ + kH, prj_u_, prj_v_,
+                               limit, residue_u_vec_ + kH, residue_v_vec_ + kH, GradH_UY.data.data(),
+                               GradH_VY.data.data());
   }
-  // The weights enter twice: in the projection above and on the residue
-  // that the integration receives.
-  for (int i = 0; i < kNumEdges; ++i) {
-    residue_u_vec_[i] = (grad_u_vec_[i] - residue_u_vec_[i]) * weight_vec_[i];
-    residue_v_vec_[i] = weight_vec_[i] * (grad_v_vec_[i] - residue_v_vec_[i]);
-  }
-
-  Unflatten(Unflatten(residue_u_vec_, GradH_UX), GradH_UY);
-  Unflatten(Unflatten(residue_v_vec_, GradH_VX), GradH_VY);
 }
 
 void MirvoHybrid::TemporalFilter(float prj_u, float prj_v) {
@@ -99,23 +180,31 @@ void MirvoHybrid::LogToLinear() {
   const bool scale = debug && pdebug_params_->tint_visualization_gain != 1.0f;
   float su = 0.0f;
   float sv = 0.0f;
-  for (int r = 0; r < 13; ++r) {
-    for (int c = 0; c < 17; ++c) {
-      if (scale) {
-        log_tint_u[r][c] *= pdebug_params_->tint_visualization_gain;
-        log_tint_v[r][c] *= pdebug_params_->tint_visualization_gain;
+  if (!scale && log_tint_u.cols == 17 && log_tint_u.rows == 13 && log_tint_v.cols == 17 && log_tint_v.rows == 13) {
+    LinearTint(log_tint_u.data.data(), log_tint_v.data.data(), &su, &sv);
+  } else {
+    for (int r = 0; r < 13; ++r) {
+      for (int c = 0; c < 17; ++c) {
+        if (scale) {
+          log_tint_u[r][c] *= pdebug_params_->tint_visualization_gain;
+          log_tint_v[r][c] *= pdebug_params_->tint_visualization_gain;
+        }
+        log_tint_u[r][c] = expf(-log_tint_u[r][c]);
+        log_tint_v[r][c] = expf(-log_tint_v[r][c]);
+        su += log_tint_u[r][c];
+        sv += log_tint_v[r][c];
       }
-      // A positive log tint lowers the gain: the result corrects R/G and B/G.
-      log_tint_u[r][c] = expf(-log_tint_u[r][c]);
-      log_tint_v[r][c] = expf(-log_tint_v[r][c]);
-      su += log_tint_u[r][c];
-      sv += log_tint_v[r][c];
     }
   }
   const float mu = su / 221.0f;
   const float mv = sv / 221.0f;
-  for (float& x : log_tint_u.data) x /= mu;
-  for (float& x : log_tint_v.data) x /= mv;
+  if (log_tint_u.size() == 221 && log_tint_v.size() == 221) {
+    DivideAll<221>(log_tint_u.data.data(), mu);
+    DivideAll<221>(log_tint_v.data.data(), mv);
+  } else {
+    for (float& x : log_tint_u.data) x /= mu;
+    for (float& x : log_tint_v.data) x /= mv;
+  }
 
   if (debug) {
     state_.Set("red_gain", mu);

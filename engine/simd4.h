@@ -1,0 +1,99 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+// Four-lane float vectors in the compilers' generic vector extension, for the
+// few loops that interleave vector work with a serial chain (which the
+// compiler does not vectorise by itself). Every operation is the IEEE scalar
+// operation in each lane; selects are bit masks, so no lane is ever computed
+// differently from the scalar code.
+namespace mirvo {
+namespace internal {
+
+typedef float F4 __attribute__((vector_size(4 * sizeof(float))));
+typedef int32_t I4 __attribute__((vector_size(4 * sizeof(int32_t))));
+typedef uint32_t U4 __attribute__((vector_size(4 * sizeof(uint32_t))));
+typedef uint8_t U8x4 __attribute__((vector_size(4)));
+
+inline F4 Load4(const float* p) {
+  F4 v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+// Four 32-bit words of any type, as the bits of a float vector.
+template <typename T>
+inline F4 Load4Bits(const T* p) {
+  static_assert(sizeof(T) == sizeof(float), "32-bit words");
+  F4 v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+inline void Store4(float* p, F4 v) { std::memcpy(p, &v, sizeof v); }
+
+inline F4 Splat4(float x) { return F4{x, x, x, x}; }
+
+// mask ? a : b, lane by lane, for masks from vector comparisons (all ones or
+// all zeros per lane).
+inline F4 Select4(I4 mask, F4 a, F4 b) { return (F4)((mask & (I4)a) | (~mask & (I4)b)); }
+
+// a < b ? a : b and a > b ? a : b, lane by lane: exactly what SSE minps and
+// maxps compute (the second operand when either is NaN, or on a tie).
+inline F4 MinLess4(F4 a, F4 b) {
+#if defined(__SSE__)
+  return (F4)__builtin_ia32_minps(a, b);
+#else
+  return a < b ? a : b;
+#endif
+}
+
+inline F4 MaxGreater4(F4 a, F4 b) {
+#if defined(__SSE__)
+  return (F4)__builtin_ia32_maxps(a, b);
+#else
+  return a > b ? a : b;
+#endif
+}
+
+inline F4 Abs4(F4 x) { return (F4)((I4)x & I4{0x7fffffff, 0x7fffffff, 0x7fffffff, 0x7fffffff}); }
+
+// Unsigned 32-bit lanes to float with one rounding, as a scalar conversion:
+// the high and low halves convert exactly, the scaling by 2^16 is exact, and
+// only their sum rounds.
+inline F4 U32ToFloat4(U4 x) {
+  const F4 hi = __builtin_convertvector((I4)(x >> 16), F4);
+  const F4 lo = __builtin_convertvector((I4)(x & 0xffffu), F4);
+  return hi * Splat4(65536.0f) + lo;
+}
+
+// All-ones lanes where the byte flag is non-zero.
+inline I4 FlagMask4(const uint8_t* p) {
+  U8x4 b;
+  std::memcpy(&b, p, sizeof b);
+  return __builtin_convertvector(b, I4) != I4{0, 0, 0, 0};
+}
+
+#if defined(__clang__)
+#define MIRVO_SHUFFLE4(a, b, i, j, k, l) __builtin_shufflevector((a), (b), i, j, k, l)
+#else
+#define MIRVO_SHUFFLE4(a, b, i, j, k, l) __builtin_shuffle((a), (b), I4{i, j, k, l})
+#endif
+
+// Rows a, b, c, d become columns: out[k] = {a[k], b[k], c[k], d[k]}.
+inline void Transpose4(F4 a, F4 b, F4 c, F4 d, F4 (&out)[4]) {
+  const F4 ab_lo = MIRVO_SHUFFLE4(a, b, 0, 4, 1, 5);
+  const F4 ab_hi = MIRVO_SHUFFLE4(a, b, 2, 6, 3, 7);
+  const F4 cd_lo = MIRVO_SHUFFLE4(c, d, 0, 4, 1, 5);
+  const F4 cd_hi = MIRVO_SHUFFLE4(c, d, 2, 6, 3, 7);
+  out[0] = MIRVO_SHUFFLE4(ab_lo, cd_lo, 0, 1, 4, 5);
+  out[1] = MIRVO_SHUFFLE4(ab_lo, cd_lo, 2, 3, 6, 7);
+  out[2] = MIRVO_SHUFFLE4(ab_hi, cd_hi, 0, 1, 4, 5);
+  out[3] = MIRVO_SHUFFLE4(ab_hi, cd_hi, 2, 3, 6, 7);
+}
+
+#undef MIRVO_SHUFFLE4
+
+}  // namespace internal
+}  // namespace mirvo
