@@ -237,21 +237,26 @@ struct QuadrantRow {
   Pair* out;         // node [r][c0]
   const Pair* near;  // node [r - kDr][c0], already final
   const Pair* ly;    // vertical difference between the two: ly[r - 1] down, ly[r] up, at c0
-  const Pair* lx;    // horizontal difference towards the start: lx[r][c - 1] right, lx[r][c] left, at c = c0
-  Pair prev;         // the horizontal neighbour towards the start
+  // Horizontal difference towards the start: lx[r][c - 1] right, lx[r][c]
+  // left. Kept as row and index, since c0 - 1 is -1 for a start on the left
+  // border and a pointer there would lie outside the row.
+  const Pair* lx_row;
+  int lx_at;
+  Pair prev;  // the horizontal neighbour towards the start
 
   QuadrantRow(PathGrid& t, const PairedLattice& l, int r, int c0)
       : out(&t[r][c0]),
         near(&t[r - kDr][c0]),
         ly(&l.ly[kDr > 0 ? r - 1 : r][c0]),
-        lx(&l.lx[r][kDc > 0 ? c0 - 1 : c0]),
+        lx_row(l.lx[r]),
+        lx_at(kDc > 0 ? c0 - 1 : c0),
         prev(t[r][c0]) {}
 
   void Step(int j) {
     const int c = kDc * j;
     const Pair half = {0.5f, 0.5f};
     const Pair vertical = kDr > 0 ? near[c] + ly[c] : near[c] - ly[c];
-    const Pair horizontal = kDc > 0 ? prev + lx[c] : prev - lx[c];
+    const Pair horizontal = kDc > 0 ? prev + lx_row[lx_at + c] : prev - lx_row[lx_at + c];
     prev = half * (vertical + horizontal);
     out[c] = prev;
   }
