@@ -6,6 +6,7 @@
 #include "engine/gradient_steps.h"
 #include "engine/mirvo_hybrid.h"
 #include "engine/simd4.h"
+#include "engine/vector_math.h"
 
 namespace mirvo {
 
@@ -41,7 +42,7 @@ inline bool OutOfLevel(float mean, float lo, float hi) { return mean > hi || mea
 // One row of cells: the ratios R/G and B/G (logs taken by the caller) and
 // whether the cell is reliable in both components.
 void CellRowNegativeRatio(const CellWord* w, float lo, float hi, float s, float* ratio_u, float* ratio_v,
-                          uint8_t* both) {
+                          int32_t* both) {
   for (int c = 0; c < kCols; ++c) {
     const CellWord* cell = w + kCellWords * c;
     const uint32_t cnt_r_gr = cell[4];
@@ -69,7 +70,7 @@ void CellRowNegativeRatio(const CellWord* w, float lo, float hi, float s, float*
 
 // The same for a negative saturation ratio (an odd tuning), row by row.
 void CellPassNegativeRatio(const StatsCell* cells, float lo, float hi, float s, float* u, float* v,
-                           uint8_t (&both)[kRows + 1][kCols]) {
+                           int32_t (&both)[kRows + 1][kCols]) {
   const CellWord* words = reinterpret_cast<const CellWord*>(cells);
   for (int r = 0; r < kRows; ++r) {
     float* ur = u + r * kCols;
@@ -82,18 +83,20 @@ void CellPassNegativeRatio(const StatsCell* cells, float lo, float hi, float s, 
   }
 }
 
-// The common case, four cells per step, with the logs of the step before
-// taken in the same loop: the library calls are latency-bound, and the
-// vector work of the next cells runs beside them. With a ratio >= 0 (or NaN)
+// The common case, four cells per step. With kScalarLogs, the logs of the
+// step before are taken in the same loop: the library calls are
+// latency-bound, and the vector work of the next cells runs beside them.
+// Otherwise the ratios are left for the vector logs afterwards. With a ratio >= 0 (or NaN)
 // the saturation limit is >= 0 or NaN, and for an integer sat,
 // sat > trunc(x) is sat > x there, so no truncation is needed.
+template <bool kScalarLogs>
 void CellPass(const StatsCell* cells, float lo_thd, float hi_thd, float s_thd, float* u, float* v,
-              uint8_t (&both)[kRows + 1][kCols]) {
+              int32_t (&both)[kRows + 1][kCols]) {
   using internal::F4;
   using internal::I4;
   using internal::U4;
   const CellWord* words = reinterpret_cast<const CellWord*>(cells);
-  uint8_t* flags = &both[0][0];
+  int32_t* flags = &both[0][0];
   constexpr int kCells = kRows * kCols;
   for (int c = 0; c <= kCells; c += 4) {
     if (c < kCells) {
@@ -130,10 +133,10 @@ void CellPass(const StatsCell* cells, float lo_thd, float hi_thd, float s_thd, f
                        (low(sat_gb_b) > s * low(cnt_gb_b)) | (rm > hi) | (rm <= lo) |
                        (low(sat_r_gr) > s * low(cnt_r_gr)) | (bm > hi) | (bm <= lo) |
                        (high(sat_gb_b) > s * high(cnt_gb_b));
-      const internal::U8x4 reliable = __builtin_convertvector(~fails & 1, internal::U8x4);
+      const I4 reliable = ~fails & 1;
       std::memcpy(flags + c, &reliable, sizeof reliable);
     }
-    if (c > 0) {
+    if (kScalarLogs && c > 0) {
       for (int k = c - 4; k < c; ++k) {
         u[k] = logf(u[k]);
         v[k] = logf(v[k]);
@@ -170,25 +173,29 @@ errCode LogStats::Init(const Stats& stats, float min_level_thd, float max_level_
 
   // A cell is reliable only when both components are; one spare zero row
   // keeps the edge loops below free of bounds tests.
-  uint8_t both[kRows + 1][kCols];
+  int32_t both[kRows + 1][kCols];
   std::memset(both[kRows], 0, sizeof(both[kRows]));
   float* u = log_u_input.data.data();
   float* v = log_v_input.data.data();
   if (s < 0.0f) {
     CellPassNegativeRatio(stats.cells, lo, hi, s, u, v, both);
+  } else if (internal::VectorMathPath() != 0) {
+    CellPass<false>(stats.cells, lo, hi, s, u, v, both);
+    internal::LogfArray(u, u, kRows * kCols);
+    internal::LogfArray(v, v, kRows * kCols);
   } else {
-    CellPass(stats.cells, lo, hi, s, u, v, both);
+    CellPass<true>(stats.cells, lo, hi, s, u, v, both);
   }
 
   // An edge is reliable only when both of its cells are reliable in u and v.
   // Column 31 would pair with the next row's first cell: it is overwritten by
   // its left neighbour right after.
-  const uint8_t* b = &both[0][0];
+  const int32_t* b = &both[0][0];
   uint8_t* dx = &is_reliable_dx_[0][0];
-  for (int i = 0; i < kRows * kCols; ++i) dx[i] = b[i] & b[i + 1];
+  for (int i = 0; i < kRows * kCols; ++i) dx[i] = static_cast<uint8_t>(b[i] & b[i + 1]);
   for (int r = 0; r < kRows; ++r) is_reliable_dx_[r][kCols - 1] = is_reliable_dx_[r][kCols - 2];
   uint8_t* dy = &is_reliable_dy_[0][0];
-  for (int i = 0; i < (kRows - 1) * kCols; ++i) dy[i] = b[i] & b[i + kCols];
+  for (int i = 0; i < (kRows - 1) * kCols; ++i) dy[i] = static_cast<uint8_t>(b[i] & b[i + kCols]);
   // The filler row copies the horizontal flags of row 22, not the vertical
   // ones: nothing reads it, but the recorded grid shows it, so keep it.
   std::memcpy(is_reliable_dy_[kRows - 1], is_reliable_dx_[kRows - 2], kCols);

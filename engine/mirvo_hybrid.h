@@ -103,6 +103,11 @@ class MirvoHybrid {
   void ResiduesAndClamp();
 
   void IntegratorSumAnyShape();
+  struct TintMeans {
+    float u;
+    float v;
+  };
+  TintMeans LinearTintAnyShape(bool scale);
   void BlendAndAddProfileAnyShape();
 
   // The nine path integrations of IntegratorSum, u and v side by side; a

@@ -5,6 +5,7 @@
 #include "engine/edge_kernels.h"
 #include "engine/mirvo_hybrid.h"
 #include "engine/simd4.h"
+#include "engine/vector_math.h"
 
 namespace mirvo {
 
@@ -65,17 +66,32 @@ void ClampedResidues(const float* __restrict pu, const float* __restrict pv, con
 
 // exp of the negated log tint in place (a positive log tint lowers the gain:
 // the result corrects R/G and B/G), and the running sums in node order.
-void LinearTint(float* __restrict u, float* __restrict v, float* su, float* sv) {
-  float a = 0.0f;
-  float b = 0.0f;
-  for (int i = 0; i < 13 * 17; ++i) {
-    u[i] = expf(-u[i]);
-    v[i] = expf(-v[i]);
-    a += u[i];
-    b += v[i];
+struct Sums {
+  float u;
+  float v;
+};
+
+Sums LinearTint(float* __restrict u, float* __restrict v) {
+  constexpr int kNodes = 13 * 17;
+  if (internal::VectorMathPath() != 0) {
+    for (int i = 0; i < kNodes; ++i) {
+      u[i] = -u[i];
+      v[i] = -v[i];
+    }
+    internal::ExpfArray(u, u, kNodes);
+    internal::ExpfArray(v, v, kNodes);
+  } else {
+    for (int i = 0; i < kNodes; ++i) {
+      u[i] = expf(-u[i]);
+      v[i] = expf(-v[i]);
+    }
   }
-  *su = a;
-  *sv = b;
+  Sums s = {0.0f, 0.0f};
+  for (int i = 0; i < kNodes; ++i) {
+    s.u += u[i];
+    s.v += v[i];
+  }
+  return s;
 }
 
 template <int kBegin, int kEnd>
@@ -175,40 +191,46 @@ void MirvoHybrid::TemporalFilter(float prj_u, float prj_v) {
   temporal_update_gain_ = g;
 }
 
+// The scaled path, exp call by exp call, on grids of any shape.
+MirvoHybrid::TintMeans MirvoHybrid::LinearTintAnyShape(bool scale) {
+  float su = 0.0f;
+  float sv = 0.0f;
+  for (int r = 0; r < 13; ++r) {
+    for (int c = 0; c < 17; ++c) {
+      if (scale) {
+        log_tint_u[r][c] *= pdebug_params_->tint_visualization_gain;
+        log_tint_v[r][c] *= pdebug_params_->tint_visualization_gain;
+      }
+      log_tint_u[r][c] = expf(-log_tint_u[r][c]);
+      log_tint_v[r][c] = expf(-log_tint_v[r][c]);
+      su += log_tint_u[r][c];
+      sv += log_tint_v[r][c];
+    }
+  }
+  return {su / 221.0f, sv / 221.0f};
+}
+
 void MirvoHybrid::LogToLinear() {
   const bool debug = DiagnosticsOn(pdebug_params_);
   const bool scale = debug && pdebug_params_->tint_visualization_gain != 1.0f;
-  float su = 0.0f;
-  float sv = 0.0f;
+  TintMeans m;
   if (!scale && log_tint_u.cols == 17 && log_tint_u.rows == 13 && log_tint_v.cols == 17 && log_tint_v.rows == 13) {
-    LinearTint(log_tint_u.data.data(), log_tint_v.data.data(), &su, &sv);
+    const Sums s = LinearTint(log_tint_u.data.data(), log_tint_v.data.data());
+    m = {s.u / 221.0f, s.v / 221.0f};
   } else {
-    for (int r = 0; r < 13; ++r) {
-      for (int c = 0; c < 17; ++c) {
-        if (scale) {
-          log_tint_u[r][c] *= pdebug_params_->tint_visualization_gain;
-          log_tint_v[r][c] *= pdebug_params_->tint_visualization_gain;
-        }
-        log_tint_u[r][c] = expf(-log_tint_u[r][c]);
-        log_tint_v[r][c] = expf(-log_tint_v[r][c]);
-        su += log_tint_u[r][c];
-        sv += log_tint_v[r][c];
-      }
-    }
+    m = LinearTintAnyShape(scale);
   }
-  const float mu = su / 221.0f;
-  const float mv = sv / 221.0f;
   if (log_tint_u.size() == 221 && log_tint_v.size() == 221) {
-    DivideAll<221>(log_tint_u.data.data(), mu);
-    DivideAll<221>(log_tint_v.data.data(), mv);
+    DivideAll<221>(log_tint_u.data.data(), m.u);
+    DivideAll<221>(log_tint_v.data.data(), m.v);
   } else {
-    for (float& x : log_tint_u.data) x /= mu;
-    for (float& x : log_tint_v.data) x /= mv;
+    for (float& x : log_tint_u.data) x /= m.u;
+    for (float& x : log_tint_v.data) x /= m.v;
   }
 
   if (debug) {
-    state_.Set("red_gain", mu);
-    state_.Set("blue_gain", mv);
+    state_.Set("red_gain", m.u);
+    state_.Set("blue_gain", m.v);
   }
 }
 

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <fstream>
 
+#include "engine/simd4.h"
+#include "engine/vector_math.h"
 #include "io/lsc_table_file.h"
 #include "resample/bicubic.h"
 
@@ -14,29 +16,48 @@ LscGain::LscGain() : lsc_log_RG_gain(32, 24, 0.0f), lsc_log_BG_gain(32, 24, 0.0f
 
 namespace {
 
+// R/G and B/G of the table nodes, with g = (Gb + Gr) x 0.5; a node without a
+// positive green gain (or with a NaN one) keeps a ratio of +0. Four nodes at
+// a time, the quotient selected by a bit mask (its lanes are IEEE divisions
+// as in the scalar code); the odd last node alone.
+void NodeRatios(const LscTable& table, float (&rg)[13][17], float (&bg)[13][17]) {
+  using internal::F4;
+  using internal::I4;
+  const float* r = &table.r_gain[0][0];
+  const float* gr = &table.gr_gain[0][0];
+  const float* gb = &table.gb_gain[0][0];
+  const float* b = &table.b_gain[0][0];
+  float* out_rg = &rg[0][0];
+  float* out_bg = &bg[0][0];
+  constexpr int kNodes = 13 * 17;
+  constexpr int kMain = kNodes / 4 * 4;
+  const F4 half = internal::Splat4(0.5f);
+  const F4 zero = internal::Splat4(0.0f);
+  for (int i = 0; i < kMain; i += 4) {
+    const F4 g = (internal::Load4(gb + i) + internal::Load4(gr + i)) * half;
+    const I4 positive = g > zero;
+    internal::Store4(out_rg + i, (F4)(positive & (I4)(internal::Load4(r + i) / g)));
+    internal::Store4(out_bg + i, (F4)(positive & (I4)(internal::Load4(b + i) / g)));
+  }
+  for (int i = kMain; i < kNodes; ++i) {
+    const float g = (gb[i] + gr[i]) * 0.5f;
+    out_rg[i] = g > 0.0f ? r[i] / g : 0.0f;
+    out_bg[i] = g > 0.0f ? b[i] / g : 0.0f;
+  }
+}
+
 void LogInto(const float (&lin)[24][32], Matrix<float>& out) {
   out.Resize(32, 24);
-  float* o = out.data.data();
-  for (int r = 0; r < 24; ++r)
-    for (int c = 0; c < 32; ++c) o[r * 32 + c] = logf(lin[r][c]);
+  internal::LogfArray(&lin[0][0], out.data.data(), 24 * 32);
 }
 
 }  // namespace
 
 void LscGain::Init(const LscTable& table) {
   // Stack grids only: this runs on every frame.
-  float rg[13][17] = {};
-  float bg[13][17] = {};
-  for (int r = 0; r < 13; ++r) {
-    for (int c = 0; c < 17; ++c) {
-      const float g = (table.gb_gain[r][c] + table.gr_gain[r][c]) * 0.5f;
-      // A node without a positive green gain contributes a ratio of 0.
-      if (g > 0.0f) {
-        rg[r][c] = table.r_gain[r][c] / g;
-        bg[r][c] = table.b_gain[r][c] / g;
-      }
-    }
-  }
+  float rg[13][17];
+  float bg[13][17];
+  NodeRatios(table, rg, bg);
   // The ratios are interpolated linearly and only then turned into logs.
   float lin[24][32];
   Resample13x17to24x32(rg, lin);
