@@ -59,52 +59,60 @@ struct EdgeRowScratch {
 // arithmetic result, never a signaling NaN). t is never -0 (3 - x is +0 when
 // x is 3), so the zero-sign choice of fmax(t, 0), which is +0 for both the
 // x86-64 C library and AArch64 fmaxnm, never arises.
-template <int kFirst, int kEnd>
-inline void EdgeRow(const float* __restrict ua, const float* __restrict ub, const float* __restrict va,
-                    const float* __restrict vb, const int32_t* __restrict kept, const float* __restrict pu,
-                    const float* __restrict pv, float smooth_thd, float* __restrict gu_out, float* __restrict gv_out,
-                    float* __restrict w_out, float* __restrict w_copy, FitSums* sums) {
-  const F4 smooth = Splat4(smooth_thd);
-  const F4 three = Splat4(3.0f);
-  const F4 one = Splat4(1.0f);
-  const F4 floor = Splat4(0.0005f);
-  const F4 zero = Splat4(0.0f);
-  FourSums acc = sums != nullptr ? sums->acc : zero;
-  const auto lanes = [&](int k, int from, int to) {
-    F4 gu = Load4(ub + k) - Load4(ua + k);
-    F4 gv = Load4(vb + k) - Load4(va + k);
-    const F4 s = Abs4(gu) + Abs4(gv);
-    const F4 t = MinLess4(three - s / smooth, one);
-    const F4 w = MaxGreater4(t, floor);
-    const F4 m = MaxGreater4(t, zero);
+// (Eight-lane instances are inlined into code of a target that has them.)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpsabi"
+template <typename V, int kFirst, int kEnd>
+__attribute__((always_inline)) inline void EdgeRow(const float* __restrict ua, const float* __restrict ub,
+                                                   const float* __restrict va, const float* __restrict vb,
+                                                   const int32_t* __restrict kept, const float* __restrict pu,
+                                                   const float* __restrict pv, float smooth_thd,
+                                                   float* __restrict gu_out, float* __restrict gv_out,
+                                                   float* __restrict w_out, float* __restrict w_copy, FitSums* sums) {
+  using I = typename VectorTraits<V>::Int;
+  constexpr int kN = VectorTraits<V>::kLanes;
+  const V smooth = SplatV<V>(smooth_thd);
+  const V three = SplatV<V>(3.0f);
+  const V one = SplatV<V>(1.0f);
+  const V floor = SplatV<V>(0.0005f);
+  const V zero = SplatV<V>(0.0f);
+  FourSums acc = sums != nullptr ? sums->acc : Splat4(0.0f);
+  const auto lanes = [&](int k, int from, int to) __attribute__((always_inline)) {
+    V gu = LoadV<V>(ub + k) - LoadV<V>(ua + k);
+    V gv = LoadV<V>(vb + k) - LoadV<V>(va + k);
+    const V s = AbsV(gu) + AbsV(gv);
+    const V t = MinLessV(three - s / smooth, one);
+    const V w = MaxGreaterV(t, floor);
+    const V m = MaxGreaterV(t, zero);
     gu = gu * m;
     gv = gv * m;
     if (kept != nullptr) {
-      I4 mask;
+      I mask;
       std::memcpy(&mask, kept + k, sizeof mask);
-      gu = (F4)((I4)gu & mask);
-      gv = (F4)((I4)gv & mask);
+      gu = (V)((I)gu & mask);
+      gv = (V)((I)gv & mask);
     }
-    Store4(gu_out + k, gu);
-    Store4(gv_out + k, gv);
-    Store4(w_out + k, w);
+    StoreV(gu_out + k, gu);
+    StoreV(gv_out + k, gv);
+    StoreV(w_out + k, w);
     if (sums != nullptr) {
-      Store4(w_copy + k, w);
-      const F4 u = Load4(pu + k);
-      const F4 v = Load4(pv + k);
-      F4 terms[4];
-      Transpose4(u * gu * w, u * u * w, v * gv * w, v * v * w, terms);
+      StoreV(w_copy + k, w);
+      const V u = LoadV<V>(pu + k);
+      const V v = LoadV<V>(pv + k);
+      F4 terms[kN];
+      TransposeTerms(u * gu * w, u * u * w, v * gv * w, v * v * w, terms);
       for (int l = from; l < to; ++l) acc = acc + terms[l];
     }
   };
   // Whole steps in a loop, the steps holding lanes outside [kFirst, kEnd)
   // apart, so the lane range is known at compile time everywhere.
-  constexpr int kLast = kEdgeLanes - 4;
-  lanes(0, kFirst, kEnd < 4 ? kEnd : 4);
-  for (int k = 4; k < kLast; k += 4) lanes(k, 0, 4);
+  constexpr int kLast = kEdgeLanes - kN;
+  lanes(0, kFirst, kEnd < kN ? kEnd : kN);
+  for (int k = kN; k < kLast; k += kN) lanes(k, 0, kN);
   lanes(kLast, 0, kEnd - kLast);
   if (sums != nullptr) sums->acc = acc;
 }
+#pragma GCC diagnostic pop
 
 // All-ones lanes for the non-zero flags of a row.
 inline void FlagMasks(const uint8_t* __restrict flags, int32_t* __restrict masks) {

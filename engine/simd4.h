@@ -95,5 +95,83 @@ inline void Transpose4(F4 a, F4 b, F4 c, F4 d, F4 (&out)[4]) {
 
 #undef MIRVO_SHUFFLE4
 
+// Eight lanes, for code compiled for a target that has them (the compilers
+// split them into halves elsewhere, with the same results). The helpers
+// taking or returning them are always inlined into that code, so the ABI
+// note about passing them without AVX does not apply.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpsabi"
+#define MIRVO_INLINE __attribute__((always_inline)) inline
+
+typedef float F8 __attribute__((vector_size(8 * sizeof(float))));
+typedef int32_t I8 __attribute__((vector_size(8 * sizeof(int32_t))));
+
+template <typename V>
+struct VectorTraits;
+template <>
+struct VectorTraits<F4> {
+  using Int = I4;
+  static constexpr int kLanes = 4;
+};
+template <>
+struct VectorTraits<F8> {
+  using Int = I8;
+  static constexpr int kLanes = 8;
+};
+
+template <typename V>
+MIRVO_INLINE V LoadV(const float* p) {
+  V v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+template <typename V>
+MIRVO_INLINE void StoreV(float* p, V v) {
+  std::memcpy(p, &v, sizeof v);
+}
+
+// x in every lane (not 0 + x, which would turn -0 into +0).
+template <typename V>
+MIRVO_INLINE V SplatV(float x) {
+  V v;
+  for (int l = 0; l < VectorTraits<V>::kLanes; ++l) v[l] = x;
+  return v;
+}
+
+template <typename V>
+MIRVO_INLINE V AbsV(V x) {
+  using I = typename VectorTraits<V>::Int;
+  return (V)((I)x & 0x7fffffff);
+}
+
+// a < b ? a : b and a > b ? a : b, lane by lane.
+MIRVO_INLINE F4 MinLessV(F4 a, F4 b) { return MinLess4(a, b); }
+MIRVO_INLINE F4 MaxGreaterV(F4 a, F4 b) { return MaxGreater4(a, b); }
+MIRVO_INLINE F8 MinLessV(F8 a, F8 b) { return a < b ? a : b; }
+MIRVO_INLINE F8 MaxGreaterV(F8 a, F8 b) { return a > b ? a : b; }
+
+// Four quantities of each lane, side by side: out[l] = {a[l], b[l], c[l], d[l]}.
+MIRVO_INLINE void TransposeTerms(F4 a, F4 b, F4 c, F4 d, F4 (&out)[4]) { Transpose4(a, b, c, d, out); }
+
+MIRVO_INLINE void TransposeTerms(F8 a, F8 b, F8 c, F8 d, F4 (&out)[8]) {
+  F4 half[2][4];
+  std::memcpy(half[0], &a, sizeof a);  // half[0] = {a.lo, a.hi, b.lo, b.hi}, and so on
+  std::memcpy(half[0] + 2, &b, sizeof b);
+  std::memcpy(half[1], &c, sizeof c);
+  std::memcpy(half[1] + 2, &d, sizeof d);
+  F4 lo[4];
+  F4 hi[4];
+  Transpose4(half[0][0], half[0][2], half[1][0], half[1][2], lo);
+  Transpose4(half[0][1], half[0][3], half[1][1], half[1][3], hi);
+  for (int l = 0; l < 4; ++l) {
+    out[l] = lo[l];
+    out[4 + l] = hi[l];
+  }
+}
+
+#undef MIRVO_INLINE
+#pragma GCC diagnostic pop
+
 }  // namespace internal
 }  // namespace mirvo
