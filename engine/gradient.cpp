@@ -181,7 +181,11 @@ __attribute__((target("avx2"))) internal::FitSums WeightMaskAndSumEight(const Ed
 }
 
 bool HaveEightLanes() {
+#if defined(MIRVO_PORTABLE_PATHS_ONLY)
+  static const bool have = false;  // to test the four-lane code on any machine
+#else
   static const bool have = __builtin_cpu_supports("avx2");
+#endif
   return have;
 }
 #endif

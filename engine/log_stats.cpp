@@ -8,6 +8,11 @@
 #include "engine/simd4.h"
 #include "engine/vector_math.h"
 
+// The eight-lane cell pass below passes its vectors only between
+// always-inlined helpers inside the AVX2 function, never across an ABI
+// boundary; GCC still notes the ABI change, at the end of the file.
+#pragma GCC diagnostic ignored "-Wpsabi"
+
 namespace mirvo {
 
 namespace {
@@ -83,59 +88,83 @@ void CellPassNegativeRatio(const StatsCell* cells, float lo, float hi, float s, 
   }
 }
 
-// The common case, four cells per step. With kScalarLogs, the logs of the
-// step before are taken in the same loop: the library calls are
-// latency-bound, and the vector work of the next cells runs beside them.
-// Otherwise the ratios are left for the vector logs afterwards. With a ratio >= 0 (or NaN)
-// the saturation limit is >= 0 or NaN, and for an integer sat,
-// sat > trunc(x) is sat > x there, so no truncation is needed.
+// The eight words of kN cells transposed, so that field j of the cells is
+// in fields[j]: the four sums, then the packed counts and saturated counts.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpsabi"
+__attribute__((always_inline)) inline void CellFields(const CellWord* w, internal::F4 (&fields)[8]) {
+  internal::F4 sums[4];
+  internal::F4 counts[4];
+  internal::Transpose4(internal::Load4Bits(w), internal::Load4Bits(w + 8), internal::Load4Bits(w + 16),
+                       internal::Load4Bits(w + 24), sums);
+  internal::Transpose4(internal::Load4Bits(w + 4), internal::Load4Bits(w + 12), internal::Load4Bits(w + 20),
+                       internal::Load4Bits(w + 28), counts);
+  for (int j = 0; j < 4; ++j) {
+    fields[j] = sums[j];
+    fields[4 + j] = counts[j];
+  }
+}
+
+__attribute__((always_inline)) inline void CellFields(const CellWord* w, internal::F8 (&fields)[8]) {
+  internal::F8 rows[8];
+  for (int l = 0; l < 8; ++l) std::memcpy(&rows[l], w + kCellWords * l, sizeof rows[l]);
+  internal::Transpose8(rows, fields);
+}
+
+// kN cells (the lanes of V): ratios R/G and B/G into u and v (logs taken
+// later), and whether each cell is reliable in both components into flags.
+// With a ratio >= 0 (or NaN) the saturation limit is >= 0 or NaN, and for an
+// integer sat, sat > trunc(x) is sat > x there, so no truncation is needed.
+template <typename V>
+__attribute__((always_inline)) inline void CellStep(const CellWord* w, float lo_thd, float hi_thd, float s_thd,
+                                                    float* u, float* v, int32_t* flags) {
+  using I = typename internal::VectorTraits<V>::Int;
+  using U = typename internal::VectorTraits<V>::Unsigned;
+  const V lo = internal::SplatV<V>(lo_thd);
+  const V hi = internal::SplatV<V>(hi_thd);
+  const V s = internal::SplatV<V>(s_thd);
+  V fields[8];
+  CellFields(w, fields);
+  const U cnt_r_gr = (U)fields[4];
+  const U cnt_gb_b = (U)fields[5];
+  const U sat_r_gr = (U)fields[6];
+  const U sat_gb_b = (U)fields[7];
+  const auto low = [](const U& x) __attribute__((always_inline)) {
+    return __builtin_convertvector((I)(x & 0xffffu), V);
+  };
+  const auto high = [](const U& x) __attribute__((always_inline)) { return __builtin_convertvector((I)(x >> 16), V); };
+  const I green_cnt = (I)(cnt_r_gr >> 16) + (I)(cnt_gb_b & 0xffffu);
+
+  // Means raised to lo: lo > m ? lo : m is m < lo ? lo : m.
+  const V g = internal::MaxGreaterV(
+      lo, internal::U32ToFloatV<V>((U)fields[Gr] + (U)fields[Gb]) / __builtin_convertvector(green_cnt, V));
+  const V rm = internal::MaxGreaterV(lo, internal::U32ToFloatV<V>((U)fields[R]) / low(cnt_r_gr));
+  const V bm = internal::MaxGreaterV(lo, internal::U32ToFloatV<V>((U)fields[B]) / high(cnt_gb_b));
+  internal::StoreV(u, rm / g);
+  internal::StoreV(v, bm / g);
+
+  // Plain comparisons: a NaN mean fails neither level test.
+  const I fails = (g > hi) | (g <= lo) | (high(sat_r_gr) > s * high(cnt_r_gr)) | (low(sat_gb_b) > s * low(cnt_gb_b)) |
+                  (rm > hi) | (rm <= lo) | (low(sat_r_gr) > s * low(cnt_r_gr)) | (bm > hi) | (bm <= lo) |
+                  (high(sat_gb_b) > s * high(cnt_gb_b));
+  const I reliable = ~fails & 1;
+  std::memcpy(flags, &reliable, sizeof reliable);
+}
+#pragma GCC diagnostic pop
+
+constexpr int kCells = kRows * kCols;
+
+// Four cells per step. With kScalarLogs, the logs of the step before are
+// taken in the same loop: the library calls are latency-bound, and the
+// vector work of the next cells runs beside them. Otherwise the ratios are
+// left for the vector logs afterwards.
 template <bool kScalarLogs>
-void CellPass(const StatsCell* cells, float lo_thd, float hi_thd, float s_thd, float* u, float* v,
+void CellPass(const StatsCell* cells, float lo, float hi, float s, float* u, float* v,
               int32_t (&both)[kRows + 1][kCols]) {
-  using internal::F4;
-  using internal::I4;
-  using internal::U4;
   const CellWord* words = reinterpret_cast<const CellWord*>(cells);
   int32_t* flags = &both[0][0];
-  constexpr int kCells = kRows * kCols;
   for (int c = 0; c <= kCells; c += 4) {
-    if (c < kCells) {
-      const F4 lo = internal::Splat4(lo_thd);
-      const F4 hi = internal::Splat4(hi_thd);
-      const F4 s = internal::Splat4(s_thd);
-      const CellWord* w = words + kCellWords * c;
-      // Four cells of eight words: sums and packed counts, transposed so that
-      // each vector holds one field of the four cells.
-      F4 sums[4];
-      F4 counts[4];
-      internal::Transpose4(internal::Load4Bits(w), internal::Load4Bits(w + 8), internal::Load4Bits(w + 16),
-                           internal::Load4Bits(w + 24), sums);
-      internal::Transpose4(internal::Load4Bits(w + 4), internal::Load4Bits(w + 12), internal::Load4Bits(w + 20),
-                           internal::Load4Bits(w + 28), counts);
-      const U4 cnt_r_gr = (U4)counts[0];
-      const U4 cnt_gb_b = (U4)counts[1];
-      const U4 sat_r_gr = (U4)counts[2];
-      const U4 sat_gb_b = (U4)counts[3];
-      const auto low = [](U4 x) { return __builtin_convertvector((I4)(x & 0xffffu), F4); };
-      const auto high = [](U4 x) { return __builtin_convertvector((I4)(x >> 16), F4); };
-      const I4 green_cnt = (I4)(cnt_r_gr >> 16) + (I4)(cnt_gb_b & 0xffffu);
-
-      // Means raised to lo: lo > m ? lo : m is m < lo ? lo : m.
-      const F4 g = internal::MaxGreater4(
-          lo, internal::U32ToFloat4((U4)sums[Gr] + (U4)sums[Gb]) / __builtin_convertvector(green_cnt, F4));
-      const F4 rm = internal::MaxGreater4(lo, internal::U32ToFloat4((U4)sums[R]) / low(cnt_r_gr));
-      const F4 bm = internal::MaxGreater4(lo, internal::U32ToFloat4((U4)sums[B]) / high(cnt_gb_b));
-      internal::Store4(u + c, rm / g);
-      internal::Store4(v + c, bm / g);
-
-      // Plain comparisons: a NaN mean fails neither level test.
-      const I4 fails = (g > hi) | (g <= lo) | (high(sat_r_gr) > s * high(cnt_r_gr)) |
-                       (low(sat_gb_b) > s * low(cnt_gb_b)) | (rm > hi) | (rm <= lo) |
-                       (low(sat_r_gr) > s * low(cnt_r_gr)) | (bm > hi) | (bm <= lo) |
-                       (high(sat_gb_b) > s * high(cnt_gb_b));
-      const I4 reliable = ~fails & 1;
-      std::memcpy(flags + c, &reliable, sizeof reliable);
-    }
+    if (c < kCells) CellStep<internal::F4>(words + kCellWords * c, lo, hi, s, u + c, v + c, flags + c);
     if (kScalarLogs && c > 0) {
       for (int k = c - 4; k < c; ++k) {
         u[k] = logf(u[k]);
@@ -144,6 +173,27 @@ void CellPass(const StatsCell* cells, float lo_thd, float hi_thd, float s_thd, f
     }
   }
 }
+
+#if defined(__x86_64__)
+// Eight cells per step where AVX2 is there: the same operations per lane.
+__attribute__((target("avx2"))) void CellPassEight(const StatsCell* cells, float lo, float hi, float s, float* u,
+                                                   float* v, int32_t (&both)[kRows + 1][kCols]) {
+  const CellWord* words = reinterpret_cast<const CellWord*>(cells);
+  int32_t* flags = &both[0][0];
+  for (int c = 0; c < kCells; c += 8) {
+    CellStep<internal::F8>(words + kCellWords * c, lo, hi, s, u + c, v + c, flags + c);
+  }
+}
+
+bool HaveEightLanes() {
+#if defined(MIRVO_PORTABLE_PATHS_ONLY)
+  static const bool have = false;  // to test the four-lane code on any machine
+#else
+  static const bool have = __builtin_cpu_supports("avx2");
+#endif
+  return have;
+}
+#endif
 
 template <typename T>
 void RecordChannel(MirvoState& state, const char* key, const Stats& stats, T (*get)(const StatsCell&)) {
@@ -180,7 +230,15 @@ errCode LogStats::Init(const Stats& stats, float min_level_thd, float max_level_
   if (s < 0.0f) {
     CellPassNegativeRatio(stats.cells, lo, hi, s, u, v, both);
   } else if (internal::VectorMathPath() != 0) {
+#if defined(__x86_64__)
+    if (HaveEightLanes()) {
+      CellPassEight(stats.cells, lo, hi, s, u, v, both);
+    } else {
+      CellPass<false>(stats.cells, lo, hi, s, u, v, both);
+    }
+#else
     CellPass<false>(stats.cells, lo, hi, s, u, v, both);
+#endif
     internal::LogfArray(u, u, kRows * kCols);
     internal::LogfArray(v, v, kRows * kCols);
   } else {

@@ -105,17 +105,20 @@ inline void Transpose4(F4 a, F4 b, F4 c, F4 d, F4 (&out)[4]) {
 
 typedef float F8 __attribute__((vector_size(8 * sizeof(float))));
 typedef int32_t I8 __attribute__((vector_size(8 * sizeof(int32_t))));
+typedef uint32_t U8 __attribute__((vector_size(8 * sizeof(uint32_t))));
 
 template <typename V>
 struct VectorTraits;
 template <>
 struct VectorTraits<F4> {
   using Int = I4;
+  using Unsigned = U4;
   static constexpr int kLanes = 4;
 };
 template <>
 struct VectorTraits<F8> {
   using Int = I8;
+  using Unsigned = U8;
   static constexpr int kLanes = 8;
 };
 
@@ -127,7 +130,7 @@ MIRVO_INLINE V LoadV(const float* p) {
 }
 
 template <typename V>
-MIRVO_INLINE void StoreV(float* p, V v) {
+MIRVO_INLINE void StoreV(float* p, const V& v) {
   std::memcpy(p, &v, sizeof v);
 }
 
@@ -140,21 +143,30 @@ MIRVO_INLINE V SplatV(float x) {
 }
 
 template <typename V>
-MIRVO_INLINE V AbsV(V x) {
+MIRVO_INLINE V AbsV(const V& x) {
   using I = typename VectorTraits<V>::Int;
   return (V)((I)x & 0x7fffffff);
+}
+
+// Unsigned 32-bit lanes to float with one rounding (see U32ToFloat4).
+template <typename V>
+MIRVO_INLINE V U32ToFloatV(const typename VectorTraits<V>::Unsigned& x) {
+  using I = typename VectorTraits<V>::Int;
+  const V hi = __builtin_convertvector((I)(x >> 16), V);
+  const V lo = __builtin_convertvector((I)(x & 0xffffu), V);
+  return hi * SplatV<V>(65536.0f) + lo;
 }
 
 // a < b ? a : b and a > b ? a : b, lane by lane.
 MIRVO_INLINE F4 MinLessV(F4 a, F4 b) { return MinLess4(a, b); }
 MIRVO_INLINE F4 MaxGreaterV(F4 a, F4 b) { return MaxGreater4(a, b); }
-MIRVO_INLINE F8 MinLessV(F8 a, F8 b) { return a < b ? a : b; }
-MIRVO_INLINE F8 MaxGreaterV(F8 a, F8 b) { return a > b ? a : b; }
+MIRVO_INLINE F8 MinLessV(const F8& a, const F8& b) { return a < b ? a : b; }
+MIRVO_INLINE F8 MaxGreaterV(const F8& a, const F8& b) { return a > b ? a : b; }
 
 // Four quantities of each lane, side by side: out[l] = {a[l], b[l], c[l], d[l]}.
 MIRVO_INLINE void TransposeTerms(F4 a, F4 b, F4 c, F4 d, F4 (&out)[4]) { Transpose4(a, b, c, d, out); }
 
-MIRVO_INLINE void TransposeTerms(F8 a, F8 b, F8 c, F8 d, F4 (&out)[8]) {
+MIRVO_INLINE void TransposeTerms(const F8& a, const F8& b, const F8& c, const F8& d, F4 (&out)[8]) {
   F4 half[2][4];
   std::memcpy(half[0], &a, sizeof a);  // half[0] = {a.lo, a.hi, b.lo, b.hi}, and so on
   std::memcpy(half[0] + 2, &b, sizeof b);
@@ -170,6 +182,34 @@ MIRVO_INLINE void TransposeTerms(F8 a, F8 b, F8 c, F8 d, F4 (&out)[8]) {
   }
 }
 
+#if defined(__clang__)
+#define MIRVO_SHUFFLE8(a, b, ...) __builtin_shufflevector((a), (b), __VA_ARGS__)
+#else
+#define MIRVO_SHUFFLE8(a, b, ...) __builtin_shuffle((a), (b), I8{__VA_ARGS__})
+#endif
+
+// Eight rows of eight 32-bit words become columns: out[j][l] = row l, word j.
+MIRVO_INLINE void Transpose8(const F8 (&row)[8], F8 (&out)[8]) {
+  F8 t[8];
+  for (int i = 0; i < 4; ++i) {
+    t[2 * i] = MIRVO_SHUFFLE8(row[2 * i], row[2 * i + 1], 0, 8, 1, 9, 4, 12, 5, 13);
+    t[2 * i + 1] = MIRVO_SHUFFLE8(row[2 * i], row[2 * i + 1], 2, 10, 3, 11, 6, 14, 7, 15);
+  }
+  F8 q[8];  // q[4 h + j]: word j (and j + 4 in the upper half) of rows 4h .. 4h + 3
+  for (int h = 0; h < 2; ++h) {
+    const F8 a0 = t[4 * h], a1 = t[4 * h + 1], b0 = t[4 * h + 2], b1 = t[4 * h + 3];
+    q[4 * h + 0] = MIRVO_SHUFFLE8(a0, b0, 0, 1, 8, 9, 4, 5, 12, 13);
+    q[4 * h + 1] = MIRVO_SHUFFLE8(a0, b0, 2, 3, 10, 11, 6, 7, 14, 15);
+    q[4 * h + 2] = MIRVO_SHUFFLE8(a1, b1, 0, 1, 8, 9, 4, 5, 12, 13);
+    q[4 * h + 3] = MIRVO_SHUFFLE8(a1, b1, 2, 3, 10, 11, 6, 7, 14, 15);
+  }
+  for (int j = 0; j < 4; ++j) {
+    out[j] = MIRVO_SHUFFLE8(q[j], q[4 + j], 0, 1, 2, 3, 8, 9, 10, 11);
+    out[4 + j] = MIRVO_SHUFFLE8(q[j], q[4 + j], 4, 5, 6, 7, 12, 13, 14, 15);
+  }
+}
+
+#undef MIRVO_SHUFFLE8
 #undef MIRVO_INLINE
 #pragma GCC diagnostic pop
 

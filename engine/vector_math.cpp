@@ -3,7 +3,10 @@
 #include <cmath>
 #include <cstring>
 
-#if defined(__x86_64__) && defined(__GLIBC__)
+// MIRVO_PORTABLE_PATHS_ONLY keeps the scalar calls, to test them on a
+// machine that would take a vector path.
+#if defined(MIRVO_PORTABLE_PATHS_ONLY)
+#elif defined(__x86_64__) && defined(__GLIBC__)
 #include <immintrin.h>
 #define MIRVO_VECTOR_MATH_X86 1
 #elif defined(__aarch64__) && defined(__GLIBC__)
@@ -381,6 +384,7 @@ using ExpfVector = ExpfNeon;
 #endif
 
 void LogfOnPath(int path, const float* in, float* out, int n) {
+  static_cast<void>(path);  // only one path without vector units
   int i = 0;
 #if defined(MIRVO_VECTOR_MATH_X86)
   if (path == kEight) {
@@ -398,6 +402,7 @@ void LogfOnPath(int path, const float* in, float* out, int n) {
 }
 
 void ExpfOnPath(int path, const float* in, float* out, int n) {
+  static_cast<void>(path);
   int i = 0;
 #if defined(MIRVO_VECTOR_MATH_X86)
   if (path == kEight) {
@@ -414,6 +419,7 @@ void ExpfOnPath(int path, const float* in, float* out, int n) {
   for (; i < n; ++i) out[i] = expf(in[i]);
 }
 
+#if defined(MIRVO_VECTOR_MATH_X86) || defined(MIRVO_VECTOR_MATH_NEON)
 // A last guard on top of the exhaustive check: the library on this machine
 // must agree with the path on a spread of inputs (a library that chose
 // another build of its functions, say through its tunables, then keeps the
@@ -445,6 +451,7 @@ bool AgreesWithLibrary(int path) {
   }
   return true;
 }
+#endif
 
 int ChoosePath() {
 #if defined(MIRVO_VECTOR_MATH_X86) || defined(MIRVO_VECTOR_MATH_NEON)
