@@ -301,15 +301,17 @@ class TuningChecker {
   std::string reason_;
 };
 
-// 9 significant digits bring every float back bit for bit. Subnormals go out
-// as exact hex floats: std::stof rejects an inexact subnormal as out of range.
+// 9 significant digits bring every normal float back bit for bit. Near the
+// bottom of the normal range the shortest decimal can lie just below the
+// smallest normal, which the reader's std::stof rejects as out of range where
+// tininess is detected before rounding (AArch64); those values go out as exact
+// hex floats. Subnormals are rejected on such platforms even when exact, so
+// they are written as a zero of the same sign.
 std::string FormatFloat(float value) {
+  if (std::fpclassify(value) == FP_SUBNORMAL) return std::signbit(value) ? "-0" : "0";
   char text[48];
-  if (std::fpclassify(value) == FP_SUBNORMAL) {
-    std::snprintf(text, sizeof text, "%a", static_cast<double>(value));
-  } else {
-    std::snprintf(text, sizeof text, "%.9g", static_cast<double>(value));
-  }
+  const bool near_min = value != 0.0f && std::fabs(value) < 1e-37f;
+  std::snprintf(text, sizeof text, near_min ? "%a" : "%.9g", static_cast<double>(value));
   return text;
 }
 

@@ -300,7 +300,7 @@ TEST(TuningFile, WriterOutputIsByteExact) {
                       "54.5, 54.75, 55},\n};\n\n/* [BVL] 13 x 17 */\nstatic const float mirvo_BVL[13][17] = {\n"
                       "  {0.333333343, -0, 0, 0,"),
             std::string::npos);
-  EXPECT_NE(text.find(", 0, 0x1.16c2p-133},\n};\n\n"
+  EXPECT_NE(text.find(", 0, 0},\n};\n\n"
                       "static const float mirvo_BgUHXY[1480] = {\n"
                       "/* [BgUHXY] 24 x 31 horizontal, then 23 x 32 vertical differences */\n"
                       "  0, 1, 2,"),
@@ -326,7 +326,11 @@ TEST(TuningFile, WriterRoundTripsEveryBit) {
     std::memcpy(&floats[i], &bits, 4);
     if (!std::isfinite(floats[i])) floats[i] = static_cast<float>(i) - 1700.5f;
   }
-  floats[0] = std::numeric_limits<float>::denorm_min();
+  // Subnormals are written as zeros (see below); keep them out of the
+  // bit-exact round trip.
+  for (int i = 0; i < 3402; ++i)
+    if (std::fpclassify(floats[i]) == FP_SUBNORMAL) floats[i] = 1.0f;
+  floats[0] = -0.0f;
   floats[1] = -std::numeric_limits<float>::max();
   floats[2] = std::numeric_limits<float>::infinity();
   floats[3] = 1.17549435e-38f;  // smallest normal
@@ -336,6 +340,14 @@ TEST(TuningFile, WriterRoundTripsEveryBit) {
   MirvoParams back = Filled(0x55);
   ASSERT_EQ(LoadTuningHeaderFile(dir.File("w.h").c_str(), back), kOk);
   EXPECT_EQ(std::memcmp(&back, &params, sizeof params), 0);
+
+  // A subnormal comes back as a zero of its sign, which every platform's
+  // reader accepts.
+  params.learned_tint_profile.BgVHXY[7] = -std::numeric_limits<float>::denorm_min();
+  ASSERT_EQ(SaveTuningHeaderFile(dir.File("w.h").c_str(), params), kOk);
+  ASSERT_EQ(LoadTuningHeaderFile(dir.File("w.h").c_str(), back), kOk);
+  EXPECT_EQ(back.learned_tint_profile.BgVHXY[7], 0.0f);
+  EXPECT_TRUE(std::signbit(back.learned_tint_profile.BgVHXY[7]));
 }
 
 TEST(TuningFile, HolderStartsOnDefaultAndAllocatesOnce) {
