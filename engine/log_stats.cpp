@@ -105,11 +105,13 @@ __attribute__((always_inline)) inline void CellFields(const CellWord* w, interna
   }
 }
 
+#if defined(__x86_64__)
 __attribute__((always_inline)) inline void CellFields(const CellWord* w, internal::F8 (&fields)[8]) {
   internal::F8 rows[8];
   for (int l = 0; l < 8; ++l) std::memcpy(&rows[l], w + kCellWords * l, sizeof rows[l]);
   internal::Transpose8(rows, fields);
 }
+#endif
 
 // kN cells (the lanes of V): ratios R/G and B/G into u and v (logs taken
 // later), and whether each cell is reliable in both components into flags.

@@ -34,6 +34,8 @@ alignas(32) constexpr double kLogTab[16][2] = {
     {0x1.e608cfd9a47acp-1, 0x1.aa5aa5df25984p-5},  {0x1.ca4b31f026aa0p-1, 0x1.c5e53aa362eb4p-4},
     {0x1.b2036576afce6p-1, 0x1.526e57720db08p-3},  {0x1.9c2d163a1aa2dp-1, 0x1.bc2860d224770p-3},
     {0x1.886e6037841edp-1, 0x1.1058bc8a07ee1p-2},  {0x1.767dcf5534862p-1, 0x1.4043057b6ee09p-2}};
+#if defined(MIRVO_VECTOR_MATH_X86)
+// The same columns apart, for in-register lookups.
 alignas(64) constexpr double kLogInvc[16] = {kLogTab[0][0],  kLogTab[1][0],  kLogTab[2][0],  kLogTab[3][0],
                                              kLogTab[4][0],  kLogTab[5][0],  kLogTab[6][0],  kLogTab[7][0],
                                              kLogTab[8][0],  kLogTab[9][0],  kLogTab[10][0], kLogTab[11][0],
@@ -42,6 +44,7 @@ alignas(64) constexpr double kLogLogc[16] = {kLogTab[0][1],  kLogTab[1][1],  kLo
                                              kLogTab[4][1],  kLogTab[5][1],  kLogTab[6][1],  kLogTab[7][1],
                                              kLogTab[8][1],  kLogTab[9][1],  kLogTab[10][1], kLogTab[11][1],
                                              kLogTab[12][1], kLogTab[13][1], kLogTab[14][1], kLogTab[15][1]};
+#endif
 constexpr double kLn2 = 0x1.62e42fefa39efp-1;
 constexpr double kLogA0 = -0x1.00ea348b88334p-2;
 constexpr double kLogA1 = 0x1.5575b0be00b6ap-2;
