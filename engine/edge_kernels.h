@@ -101,6 +101,7 @@ __attribute__((always_inline)) inline void EdgeRow(const float* __restrict ua, c
       const V v = LoadV<V>(pv + k);
       F4 terms[kN];
       TransposeTerms(u * gu * w, u * u * w, v * gv * w, v * v * w, terms);
+#pragma GCC unroll 8
       for (int l = from; l < to; ++l) acc = acc + terms[l];
     }
   };

@@ -107,9 +107,11 @@ __attribute__((always_inline)) inline void CellFields(const CellWord* w, interna
 
 #if defined(__x86_64__)
 __attribute__((always_inline)) inline void CellFields(const CellWord* w, internal::F8 (&fields)[8]) {
-  internal::F8 rows[8];
-  for (int l = 0; l < 8; ++l) std::memcpy(&rows[l], w + kCellWords * l, sizeof rows[l]);
-  internal::Transpose8(rows, fields);
+  using internal::F8;
+  const auto row = [w](int l) __attribute__((always_inline)) {
+    return internal::LoadV<F8>(reinterpret_cast<const float*>(w + kCellWords * l));
+  };
+  internal::Transpose8(row(0), row(1), row(2), row(3), row(4), row(5), row(6), row(7), fields);
 }
 #endif
 

@@ -166,20 +166,22 @@ MIRVO_INLINE F8 MaxGreaterV(const F8& a, const F8& b) { return a > b ? a : b; }
 // Four quantities of each lane, side by side: out[l] = {a[l], b[l], c[l], d[l]}.
 MIRVO_INLINE void TransposeTerms(F4 a, F4 b, F4 c, F4 d, F4 (&out)[4]) { Transpose4(a, b, c, d, out); }
 
+MIRVO_INLINE F4 LowHalf(const F8& v) { return F4{v[0], v[1], v[2], v[3]}; }
+MIRVO_INLINE F4 HighHalf(const F8& v) { return F4{v[4], v[5], v[6], v[7]}; }
+
 MIRVO_INLINE void TransposeTerms(const F8& a, const F8& b, const F8& c, const F8& d, F4 (&out)[8]) {
-  F4 half[2][4];
-  std::memcpy(half[0], &a, sizeof a);  // half[0] = {a.lo, a.hi, b.lo, b.hi}, and so on
-  std::memcpy(half[0] + 2, &b, sizeof b);
-  std::memcpy(half[1], &c, sizeof c);
-  std::memcpy(half[1] + 2, &d, sizeof d);
   F4 lo[4];
   F4 hi[4];
-  Transpose4(half[0][0], half[0][2], half[1][0], half[1][2], lo);
-  Transpose4(half[0][1], half[0][3], half[1][1], half[1][3], hi);
-  for (int l = 0; l < 4; ++l) {
-    out[l] = lo[l];
-    out[4 + l] = hi[l];
-  }
+  Transpose4(LowHalf(a), LowHalf(b), LowHalf(c), LowHalf(d), lo);
+  Transpose4(HighHalf(a), HighHalf(b), HighHalf(c), HighHalf(d), hi);
+  out[0] = lo[0];
+  out[1] = lo[1];
+  out[2] = lo[2];
+  out[3] = lo[3];
+  out[4] = hi[0];
+  out[5] = hi[1];
+  out[6] = hi[2];
+  out[7] = hi[3];
 }
 
 #if defined(__clang__)
@@ -189,24 +191,35 @@ MIRVO_INLINE void TransposeTerms(const F8& a, const F8& b, const F8& c, const F8
 #endif
 
 // Eight rows of eight 32-bit words become columns: out[j][l] = row l, word j.
-MIRVO_INLINE void Transpose8(const F8 (&row)[8], F8 (&out)[8]) {
-  F8 t[8];
-  for (int i = 0; i < 4; ++i) {
-    t[2 * i] = MIRVO_SHUFFLE8(row[2 * i], row[2 * i + 1], 0, 8, 1, 9, 4, 12, 5, 13);
-    t[2 * i + 1] = MIRVO_SHUFFLE8(row[2 * i], row[2 * i + 1], 2, 10, 3, 11, 6, 14, 7, 15);
-  }
-  F8 q[8];  // q[4 h + j]: word j (and j + 4 in the upper half) of rows 4h .. 4h + 3
-  for (int h = 0; h < 2; ++h) {
-    const F8 a0 = t[4 * h], a1 = t[4 * h + 1], b0 = t[4 * h + 2], b1 = t[4 * h + 3];
-    q[4 * h + 0] = MIRVO_SHUFFLE8(a0, b0, 0, 1, 8, 9, 4, 5, 12, 13);
-    q[4 * h + 1] = MIRVO_SHUFFLE8(a0, b0, 2, 3, 10, 11, 6, 7, 14, 15);
-    q[4 * h + 2] = MIRVO_SHUFFLE8(a1, b1, 0, 1, 8, 9, 4, 5, 12, 13);
-    q[4 * h + 3] = MIRVO_SHUFFLE8(a1, b1, 2, 3, 10, 11, 6, 7, 14, 15);
-  }
-  for (int j = 0; j < 4; ++j) {
-    out[j] = MIRVO_SHUFFLE8(q[j], q[4 + j], 0, 1, 2, 3, 8, 9, 10, 11);
-    out[4 + j] = MIRVO_SHUFFLE8(q[j], q[4 + j], 4, 5, 6, 7, 12, 13, 14, 15);
-  }
+// Written out without loops so that everything stays in registers.
+MIRVO_INLINE void Transpose8(const F8& r0, const F8& r1, const F8& r2, const F8& r3, const F8& r4, const F8& r5,
+                             const F8& r6, const F8& r7, F8 (&out)[8]) {
+  // Pairs of rows interleaved: words 0,1 | 4,5 and 2,3 | 6,7.
+  const F8 t0 = MIRVO_SHUFFLE8(r0, r1, 0, 8, 1, 9, 4, 12, 5, 13);
+  const F8 t1 = MIRVO_SHUFFLE8(r0, r1, 2, 10, 3, 11, 6, 14, 7, 15);
+  const F8 t2 = MIRVO_SHUFFLE8(r2, r3, 0, 8, 1, 9, 4, 12, 5, 13);
+  const F8 t3 = MIRVO_SHUFFLE8(r2, r3, 2, 10, 3, 11, 6, 14, 7, 15);
+  const F8 t4 = MIRVO_SHUFFLE8(r4, r5, 0, 8, 1, 9, 4, 12, 5, 13);
+  const F8 t5 = MIRVO_SHUFFLE8(r4, r5, 2, 10, 3, 11, 6, 14, 7, 15);
+  const F8 t6 = MIRVO_SHUFFLE8(r6, r7, 0, 8, 1, 9, 4, 12, 5, 13);
+  const F8 t7 = MIRVO_SHUFFLE8(r6, r7, 2, 10, 3, 11, 6, 14, 7, 15);
+  // Word j of four rows in the lower half, word j + 4 in the upper half.
+  const F8 q0 = MIRVO_SHUFFLE8(t0, t2, 0, 1, 8, 9, 4, 5, 12, 13);
+  const F8 q1 = MIRVO_SHUFFLE8(t0, t2, 2, 3, 10, 11, 6, 7, 14, 15);
+  const F8 q2 = MIRVO_SHUFFLE8(t1, t3, 0, 1, 8, 9, 4, 5, 12, 13);
+  const F8 q3 = MIRVO_SHUFFLE8(t1, t3, 2, 3, 10, 11, 6, 7, 14, 15);
+  const F8 q4 = MIRVO_SHUFFLE8(t4, t6, 0, 1, 8, 9, 4, 5, 12, 13);
+  const F8 q5 = MIRVO_SHUFFLE8(t4, t6, 2, 3, 10, 11, 6, 7, 14, 15);
+  const F8 q6 = MIRVO_SHUFFLE8(t5, t7, 0, 1, 8, 9, 4, 5, 12, 13);
+  const F8 q7 = MIRVO_SHUFFLE8(t5, t7, 2, 3, 10, 11, 6, 7, 14, 15);
+  out[0] = MIRVO_SHUFFLE8(q0, q4, 0, 1, 2, 3, 8, 9, 10, 11);
+  out[1] = MIRVO_SHUFFLE8(q1, q5, 0, 1, 2, 3, 8, 9, 10, 11);
+  out[2] = MIRVO_SHUFFLE8(q2, q6, 0, 1, 2, 3, 8, 9, 10, 11);
+  out[3] = MIRVO_SHUFFLE8(q3, q7, 0, 1, 2, 3, 8, 9, 10, 11);
+  out[4] = MIRVO_SHUFFLE8(q0, q4, 4, 5, 6, 7, 12, 13, 14, 15);
+  out[5] = MIRVO_SHUFFLE8(q1, q5, 4, 5, 6, 7, 12, 13, 14, 15);
+  out[6] = MIRVO_SHUFFLE8(q2, q6, 4, 5, 6, 7, 12, 13, 14, 15);
+  out[7] = MIRVO_SHUFFLE8(q3, q7, 4, 5, 6, 7, 12, 13, 14, 15);
 }
 
 #undef MIRVO_SHUFFLE8
