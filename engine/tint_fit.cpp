@@ -22,7 +22,8 @@ const float* Unflatten(const float* src, Matrix<float>& m) {
 bool DiagnosticsOn(const MirvoDebugParams* debug) { return debug != nullptr && debug->debug_enable; }
 
 // residue = (gradient - PU x prj) x weight for u and weight x (gradient - PV x
-// prj) for v, the operand orders of the specification of the chain.
+// prj) for v: each operand order as the chain has always had it (it decides
+// which NaN comes through).
 template <int N>
 void Residues(const float* __restrict pu, const float* __restrict pv, const float* __restrict w,
               const float* __restrict gu, const float* __restrict gv, float prj_u, float prj_v, float* __restrict ru,
