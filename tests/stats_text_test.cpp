@@ -14,6 +14,7 @@
 namespace mirvo {
 namespace {
 
+using mirvo_test::MutateText;
 using mirvo_test::ReadFile;
 using mirvo_test::TempDir;
 using mirvo_test::WriteFile;
@@ -177,22 +178,10 @@ TEST(StatsValidate, AgreesWithLoaderOnMutatedFiles) {
   TempDir dir;
   const std::string good = SimFile();
   std::mt19937 rng(11);
-  const char kEdits[] = {' ', '\n', 'x', '-', '0', '*', '\t', 'G'};
+  const std::string kEdits = " \nx-0*\tG";
   int accepted = 0;
   for (int n = 0; n < 300; ++n) {
-    std::string text = good;
-    const size_t pos = rng() % text.size();
-    switch (n % 3) {
-      case 0:
-        text.resize(pos);
-        break;
-      case 1:
-        text[pos] = kEdits[rng() % sizeof kEdits];
-        break;
-      default:
-        text.erase(pos, 1 + rng() % 40);
-        break;
-    }
+    const std::string text = MutateText(good, rng, n, kEdits, 40);
     const std::string path = dir.File("m.txt");
     WriteFile(path, text);
     std::string why;

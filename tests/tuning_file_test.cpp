@@ -15,6 +15,7 @@
 namespace mirvo {
 namespace {
 
+using mirvo_test::MutateText;
 using mirvo_test::LogCapture;
 using mirvo_test::ReadFile;
 using mirvo_test::TempDir;
@@ -215,22 +216,10 @@ TEST(TuningFile, ValidatorAgreesWithReaderOnMutatedFiles) {
   TempDir dir;
   const std::string good = TuningText();
   std::mt19937 rng(5);
-  const char kEdits[] = {' ', '\n', 'x', '{', '}', ',', '\t', '['};
+  const std::string kEdits = " \nx{},\t[";
   int accepted = 0;
   for (int n = 0; n < 400; ++n) {
-    std::string text = good;
-    const size_t pos = rng() % text.size();
-    switch (n % 3) {
-      case 0:
-        text.resize(pos);
-        break;
-      case 1:
-        text[pos] = kEdits[rng() % sizeof kEdits];
-        break;
-      default:
-        text.erase(pos, 1 + rng() % 30);
-        break;
-    }
+    const std::string text = MutateText(good, rng, n, kEdits, 30);
     const std::string path = dir.File("m.h");
     WriteFile(path, text);
     std::string why;

@@ -59,6 +59,23 @@ void WriteFile(const std::string& path, const std::string& content) {
   out << content;
 }
 
+std::string MutateText(const std::string& good, std::mt19937& rng, int n, const std::string& edits, int max_erase) {
+  std::string text = good;
+  const size_t pos = rng() % text.size();
+  switch (n % 3) {
+    case 0:
+      text.resize(pos);
+      break;
+    case 1:
+      text[pos] = edits[rng() % edits.size()];
+      break;
+    default:
+      text.erase(pos, 1 + rng() % max_erase);
+      break;
+  }
+  return text;
+}
+
 std::string DataPath(const std::string& name) { return std::string(MIRVO_TEST_DATA_DIR) + "/" + name; }
 
 }  // namespace mirvo_test

@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,12 @@ class TempDir {
 
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);
+// The n-th of a series of damaged copies of a good file, for checking that a
+// validator accepts exactly what its loader loads: cycles through a cut at a
+// random place, one byte replaced by one of `edits`, and up to `max_erase`
+// bytes removed.
+std::string MutateText(const std::string& good, std::mt19937& rng, int n, const std::string& edits, int max_erase);
+
 // Directory with the small checked-in test inputs.
 std::string DataPath(const std::string& name);
 
