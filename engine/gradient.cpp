@@ -179,15 +179,6 @@ internal::FitSums WeightMaskAndSumFour(const EdgePass& p) { return WeightMaskAnd
 __attribute__((target("avx2"))) internal::FitSums WeightMaskAndSumEight(const EdgePass& p) {
   return WeightMaskAndSumRows<internal::F8>(p);
 }
-
-bool HaveEightLanes() {
-#if defined(MIRVO_PORTABLE_PATHS_ONLY)
-  static const bool have = false;  // to test the four-lane code on any machine
-#else
-  static const bool have = __builtin_cpu_supports("avx2");
-#endif
-  return have;
-}
 #endif
 
 }  // namespace
@@ -211,7 +202,7 @@ internal::FitSums MirvoHybrid::WeightMaskAndSum() {
                       WX.data.data(),
                       WY.data.data()};
 #if defined(__x86_64__)
-  if (HaveEightLanes()) return WeightMaskAndSumEight(p);
+  if (internal::HaveEightLanes()) return WeightMaskAndSumEight(p);
 #endif
   return WeightMaskAndSumFour(p);
 }

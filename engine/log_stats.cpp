@@ -188,15 +188,6 @@ __attribute__((target("avx2"))) void CellPassEight(const StatsCell* cells, float
     CellStep<internal::F8>(words + kCellWords * c, lo, hi, s, u + c, v + c, flags + c);
   }
 }
-
-bool HaveEightLanes() {
-#if defined(MIRVO_PORTABLE_PATHS_ONLY)
-  static const bool have = false;  // to test the four-lane code on any machine
-#else
-  static const bool have = __builtin_cpu_supports("avx2");
-#endif
-  return have;
-}
 #endif
 
 template <typename T>
@@ -235,7 +226,7 @@ errCode LogStats::Init(const Stats& stats, float min_level_thd, float max_level_
     CellPassNegativeRatio(stats.cells, lo, hi, s, u, v, both);
   } else if (internal::VectorMathPath() != 0) {
 #if defined(__x86_64__)
-    if (HaveEightLanes()) {
+    if (internal::HaveEightLanes()) {
       CellPassEight(stats.cells, lo, hi, s, u, v, both);
     } else {
       CellPass<false>(stats.cells, lo, hi, s, u, v, both);

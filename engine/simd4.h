@@ -226,5 +226,18 @@ MIRVO_INLINE void Transpose8(const F8& r0, const F8& r1, const F8& r2, const F8&
 #undef MIRVO_INLINE
 #pragma GCC diagnostic pop
 
+#if defined(__x86_64__)
+// Whether the eight-lane (AVX2) forms of the engine's loops may run; decided
+// once for the whole engine.
+inline bool HaveEightLanes() {
+#if defined(MIRVO_PORTABLE_PATHS_ONLY)
+  static const bool have = false;  // to test the four-lane code on any machine
+#else
+  static const bool have = __builtin_cpu_supports("avx2");
+#endif
+  return have;
+}
+#endif
+
 }  // namespace internal
 }  // namespace mirvo
