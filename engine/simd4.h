@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "core/cpu_features.h"
+
 // Four-lane float vectors in the compilers' generic vector extension, for the
 // few loops that interleave vector work with a serial chain (which the
 // compiler does not vectorise by itself). Every operation is the IEEE scalar
@@ -225,19 +227,6 @@ MIRVO_INLINE void Transpose8(const F8& r0, const F8& r1, const F8& r2, const F8&
 #undef MIRVO_SHUFFLE8
 #undef MIRVO_INLINE
 #pragma GCC diagnostic pop
-
-#if defined(__x86_64__)
-// Whether the eight-lane (AVX2) forms of the engine's loops may run; decided
-// once for the whole engine.
-inline bool HaveEightLanes() {
-#if defined(MIRVO_PORTABLE_PATHS_ONLY)
-  static const bool have = false;  // to test the four-lane code on any machine
-#else
-  static const bool have = __builtin_cpu_supports("avx2");
-#endif
-  return have;
-}
-#endif
 
 }  // namespace internal
 }  // namespace mirvo

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cmath>
 #include <cstring>
+#include <random>
 #include <vector>
 
 #include "core/stats.h"
@@ -133,6 +135,89 @@ TEST(StatsFromRaw, FullSensorAndTooSmallFrames) {
   ASSERT_EQ(stats.CreateFromRaw(raw, {0, 0, 0, 0}, 32, 24), kOk);
   const StatsCell zero{};
   for (int i = 0; i < 768; ++i) ASSERT_EQ(std::memcmp(&stats.cells[i], &zero, sizeof zero), 0);
+}
+
+// Per-sample statistics exactly as the statistics block defines them, for
+// comparison with the library's vectorised loops.
+void ReferenceStats(const BayerRaw& raw, const uint16_t (&levels)[4], int cols, int rows, Stats* out) {
+  out->ConfigureStatsSize(cols, rows);
+  out->InitBlacklevel(levels);
+  const int cw = raw.half_width_ / cols, ch = raw.half_height_ / rows;
+  const int x0 = (raw.half_width_ - cw * cols) / 2, y0 = (raw.half_height_ - ch * rows) / 2;
+  const uint32_t shift = static_cast<uint32_t>(14 - raw.bit_depth_) & 31u;
+  for (int cr = 0; cr < rows; ++cr) {
+    for (int cc = 0; cc < cols; ++cc) {
+      StatsCell& cell = out->cells[cr * cols + cc];
+      for (int y = y0 + cr * ch; y < y0 + (cr + 1) * ch; ++y) {
+        for (int x = x0 + cc * cw; x < x0 + (cc + 1) * cw; ++x) {
+          const size_t i = static_cast<size_t>(y) * raw.half_width_ + x;
+          const uint16_t in[4] = {raw.plane_b_[i], raw.plane_gr_[i], raw.plane_gb_[i], raw.plane_r_[i]};
+          uint16_t v[4];
+          for (int k = 0; k < 4; ++k) v[k] = static_cast<uint16_t>((static_cast<uint32_t>(in[k]) << shift) & 0xFFFFu);
+          out->SubtractBlacklevel(v);  // index-wise pairing: B with 0 ... R with 3
+          const Channel channel[4] = {B, Gr, Gb, R};
+          for (int k = 0; k < 4; ++k) {
+            cell.sum[channel[k]] += v[k];
+            if (in[k] >= 16384) ++cell.sat_cnt[channel[k]];
+          }
+        }
+      }
+      for (int k = 0; k < 4; ++k) cell.cnt[k] = static_cast<uint16_t>(cw * ch);
+    }
+  }
+}
+
+// Odd cell widths (vector tails, the last one at the very end of a plane),
+// every shift including the ones that leave nothing, levels at and above the
+// top of the range (infinite and negative gains), saturated samples.
+TEST(StatsFromRaw, MatchesPerSampleDefinitionOnRandomFrames) {
+  std::mt19937 rng(7);
+  auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+  const int depths[] = {8, 10, 12, 14, 15, 16, 0, 20, 31, -3};
+  const uint16_t odd_levels[] = {0, 1, 16382, 16383, 16384, 40000, 65535};
+  for (int trial = 0; trial < 200; ++trial) {
+    SCOPED_TRACE(trial);
+    BayerRaw raw;
+    const int cols = pick(1, 12), rows = pick(1, 6);
+    FillRaw(raw, cols * pick(1, 40) + pick(0, 9), rows * pick(1, 5) + pick(0, 3), depths[pick(0, 9)], 0);
+    const int mode = pick(0, 2);  // full 16 bits, within the depth, around the level
+    for (uint16_t* plane : {raw.plane_r_, raw.plane_gr_, raw.plane_gb_, raw.plane_b_}) {
+      for (int i = 0; i < raw.half_width_ * raw.half_height_; ++i) {
+        plane[i] = static_cast<uint16_t>(mode == 0 ? pick(0, 65535) : mode == 1 ? pick(0, 1023) : pick(0, 300));
+      }
+    }
+    uint16_t levels[4];
+    for (uint16_t& l : levels) l = pick(0, 3) == 0 ? odd_levels[pick(0, 6)] : static_cast<uint16_t>(pick(0, 1024));
+
+    Stats got, want;
+    ASSERT_EQ(got.CreateFromRaw(raw, levels, cols, rows), kOk);
+    ReferenceStats(raw, levels, cols, rows, &want);
+    for (int i = 0; i < cols * rows; ++i) {
+      SCOPED_TRACE(i);
+      ASSERT_EQ(std::memcmp(&got.cells[i], &want.cells[i], sizeof(StatsCell)), 0)
+          << got.cells[i].sum[R] << " vs " << want.cells[i].sum[R];
+    }
+  }
+}
+
+// Gains no finite arithmetic can use still give a defined sample: an infinite
+// product saturates the 16-bit store, NaN gives 0.
+TEST(StatsBlacklevel, DegenerateGainsGiveDefinedSamples) {
+  Stats stats;
+  stats.ConfigureStatsSize(1, 1);
+  stats.InitBlacklevel({16383, 16383, 0, 0});
+  EXPECT_EQ(stats.black_level_gain[0], INFINITY);
+  uint16_t samples[4] = {20000, 16383, 0, 0};
+  stats.SubtractBlacklevel(samples);
+  EXPECT_EQ(samples[0], 0xFFFF);
+  EXPECT_EQ(samples[1], 0);
+
+  stats.bit_depth = 0;  // a maximum of 0: gains 0 / 0 and 0 / -5
+  stats.InitBlacklevel({0, 5, 0, 0});
+  uint16_t more[4] = {100, 100, 0, 0};
+  stats.SubtractBlacklevel(more);
+  EXPECT_EQ(more[0], 0);
+  EXPECT_EQ(more[1], 0);
 }
 
 // A 192 x 128 RGGB excerpt of a real 14-bit frame (see tests/data/README.md):
