@@ -114,6 +114,48 @@ TEST(BayerRaw, Raw10RowsArePaddedToEightBytes) {
   std::fclose(file);
 }
 
+// Frames of arbitrary bytes and widths (groups cut by the width, odd
+// widths, odd heights) reach the planes exactly as the row reader's pixels
+// split by the pattern table would.
+TEST(BayerRaw, Raw10FramesOfAnyWidthSplitLikeTheRowReader) {
+  TempDir dir;
+  uint32_t seed = 1;
+  auto next = [&] { return (seed = seed * 1664525u + 1013904223u) >> 24; };
+  const char* patterns[] = {"RGGB", "GRBG", "BGGR", "GBRG"};
+  // Quad position (top-left, top-right, bottom-left, bottom-right) of R, Gr, Gb, B per pattern.
+  const int where[4][4] = {{0, 1, 2, 3}, {1, 0, 3, 2}, {3, 1, 2, 0}, {2, 0, 3, 1}};
+  int trial = 0;
+  for (int width : {2, 3, 4, 6, 7, 8, 10, 14, 18, 22, 100, 102}) {
+    for (int height : {1, 2, 3, 6}) {
+      SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
+      std::string bytes(static_cast<size_t>(height) * (width * 2 + 16), '\0');
+      for (char& c : bytes) c = static_cast<char>(next());
+      const std::string path = dir.File("f" + std::to_string(trial++) + ".raw10");
+      WriteFile(path, bytes);
+
+      std::vector<uint16_t> pixels(static_cast<size_t>(width) * height);
+      FILE* file = std::fopen(path.c_str(), "rb");
+      ASSERT_NE(file, nullptr);
+      ASSERT_EQ(ReadRaw10Mipi(file, height, width, pixels.data()), 0);
+      std::fclose(file);
+
+      const int p = trial % 4;
+      BayerRaw raw;
+      ASSERT_EQ(raw.ReadRawImage(path.c_str(), width, height, 10, patterns[p], true), kOk);
+      const uint16_t* planes[4] = {raw.plane_r_, raw.plane_gr_, raw.plane_gb_, raw.plane_b_};
+      for (int c = 0; c < 4; ++c) {
+        const int dy = where[p][c] / 2, dx = where[p][c] % 2;
+        for (int k = 0; k < height / 2; ++k) {
+          for (int j = 0; j < width / 2; ++j) {
+            ASSERT_EQ(planes[c][k * (width / 2) + j], pixels[(2 * k + dy) * width + 2 * j + dx])
+                << c << " " << k << " " << j;
+          }
+        }
+      }
+    }
+  }
+}
+
 TEST(BayerRaw, ReadFailuresLeavePlanesAlone) {
   TempDir dir;
   WriteFile(dir.File("f.raw"), U16Bytes({1, 2, 3, 4, 5, 6, 7, 8}));

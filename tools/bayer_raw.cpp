@@ -51,6 +51,58 @@ void UnpackRaw10Groups(const uint8_t* src, int groups, int width, uint16_t* dst)
   }
 }
 
+// Unpacks one RAW10 row straight into two plane rows: even pixels to `left`,
+// odd ones to `right`. Each group gives one pair to each side, built in the
+// halves of a 32-bit word (little-endian, so the low half is the lower
+// column): the high bytes b0, b2 (or b1, b3) masked into place, and the low
+// bits of the fifth byte copied 12 bits up so that pixel 2's (or 3's) two bits
+// land at bit 16. A last group that is cut by the width gives its first pair
+// only, as the row-then-split order would; the pixel after it has no partner.
+// `src` must have 3 readable bytes after the row's last group.
+void UnpackRaw10RowToPlanes(const uint8_t* src, int width, uint16_t* __restrict left, uint16_t* __restrict right) {
+  const int full = width / 4;
+  for (int g = 0; g < full; ++g) {
+    uint64_t w;
+    std::memcpy(&w, src + 5 * g, sizeof w);
+    const uint32_t high = static_cast<uint32_t>(w);
+    const uint32_t low = static_cast<uint32_t>(w >> 32) & 0xFFu;
+    const uint32_t spread = low | (low << 12);
+    const uint32_t even = ((high & 0x00FF00FFu) << 2) | (spread & 0x00030003u);
+    const uint32_t odd = (((high >> 8) & 0x00FF00FFu) << 2) | ((spread >> 2) & 0x00030003u);
+    std::memcpy(left + 2 * g, &even, sizeof even);
+    std::memcpy(right + 2 * g, &odd, sizeof odd);
+  }
+  if (width % 4 >= 2) {
+    const uint8_t* b = src + 5 * full;
+    left[2 * full] = static_cast<uint16_t>((b[0] << 2) | (b[4] & 3u));
+    right[2 * full] = static_cast<uint16_t>((b[1] << 2) | ((b[4] >> 2) & 3u));
+  }
+}
+
+// A packed RAW10 frame read in one go into a buffer kept per thread between
+// calls, with slack for the word-wise unpacking of the last group.
+struct PackedFrame {
+  const uint8_t* bytes;
+  size_t got;        // bytes that arrived
+  size_t row_bytes;  // groups and padding of one row
+  size_t group_bytes;
+  int groups;
+};
+
+PackedFrame ReadPackedFrame(FILE* file, int height, int width) {
+  const int groups = width > 0 ? (width + 3) / 4 : 0;
+  const size_t group_bytes = static_cast<size_t>(groups) * 5;
+  const size_t row_bytes = group_bytes + static_cast<size_t>(Raw10RowPadding(width));
+  const size_t total = row_bytes * static_cast<size_t>(height);
+  thread_local std::vector<uint8_t> packed;
+  if (packed.size() < total + 8) {
+    packed.clear();
+    packed.shrink_to_fit();
+    packed.resize(total + 8);
+  }
+  return {packed.data(), std::fread(packed.data(), 1, total, file), row_bytes, group_bytes, groups};
+}
+
 }  // namespace
 
 BayerRaw::~BayerRaw() {
@@ -68,30 +120,19 @@ int ReadUnpackedRaw(FILE* file, int height, int width, uint16_t* dst) {
 
 int ReadRaw10Mipi(FILE* file, int height, int width, uint16_t* dst) {
   if (height < 1) return 0;
-  const int groups = width > 0 ? (width + 3) / 4 : 0;
-  const size_t group_bytes = static_cast<size_t>(groups) * 5;
-  const size_t row_bytes = group_bytes + static_cast<size_t>(Raw10RowPadding(width));
-  const size_t total = row_bytes * static_cast<size_t>(height);
-  // The whole packed frame in one read (kept per thread between calls), plus
-  // slack for the word-wise unpacking of the last group.
-  thread_local std::vector<uint8_t> packed;
-  if (packed.size() < total + 8) {
-    packed.clear();
-    packed.shrink_to_fit();
-    packed.resize(total + 8);
-  }
-  const size_t got = std::fread(packed.data(), 1, total, file);
+  const PackedFrame frame = ReadPackedFrame(file, height, width);
   for (int y = 0; y < height; ++y) {
-    const size_t begin = static_cast<size_t>(y) * row_bytes;
+    const size_t begin = static_cast<size_t>(y) * frame.row_bytes;
     uint16_t* out = dst + static_cast<size_t>(y) * static_cast<size_t>(width);
-    if (got < begin + row_bytes) {
+    if (frame.got < begin + frame.row_bytes) {
       // A short file still unpacks the groups of its last row that did
       // arrive, as a group-by-group reader would have before failing.
-      const size_t part = got - begin;
-      UnpackRaw10Groups(packed.data() + begin, static_cast<int>(part < group_bytes ? part / 5 : groups), width, out);
+      const size_t part = frame.got - begin;
+      UnpackRaw10Groups(frame.bytes + begin, static_cast<int>(part < frame.group_bytes ? part / 5 : frame.groups),
+                        width, out);
       return -100;
     }
-    UnpackRaw10Groups(packed.data() + begin, groups, width, out);
+    UnpackRaw10Groups(frame.bytes + begin, frame.groups, width, out);
   }
   return 0;
 }
@@ -100,20 +141,31 @@ errCode BayerRaw::ReadRawImage(const char* path, int width, int height, int bit_
   FILE* file = std::fopen(path, "rb");
   if (file == nullptr) return kFileError;
 
+  // The whole frame arrives before any plane changes, so a failed read
+  // leaves the planes as they were. An unpacked frame goes to a staging
+  // frame; a packed one stays packed and is unpacked straight into the
+  // planes, which saves a round trip of the full-size frame through memory.
   const size_t count = width > 0 && height > 0 ? static_cast<size_t>(width) * static_cast<size_t>(height) : 0;
   // Staging frame, kept per thread between calls: a sequence of frames of one
   // size then reads at memory speed instead of faulting in fresh pages each
   // time. Never zero-filled since it is read over.
   thread_local std::vector<uint16_t> staging;
-  if (staging.size() < (count > 0 ? count : 1)) {
+  if (!mipi && staging.size() < (count > 0 ? count : 1)) {
     staging.clear();
     staging.shrink_to_fit();
     staging.resize(count > 0 ? count : 1);
   }
-  uint16_t* const frame = staging.data();
-  const int read = mipi ? ReadRaw10Mipi(file, height, width, frame) : ReadUnpackedRaw(file, height, width, frame);
+  const uint16_t* const frame = staging.data();
+  PackedFrame packed = {nullptr, 0, 0, 0, 0};
+  bool complete = true;
+  if (!mipi) {
+    complete = ReadUnpackedRaw(file, height, width, staging.data()) == 0;
+  } else if (height >= 1) {
+    packed = ReadPackedFrame(file, height, width);
+    complete = packed.got == packed.row_bytes * static_cast<size_t>(height);
+  }
   std::fclose(file);
-  if (read != 0) return kFileError;
+  if (!complete) return kFileError;
 
   // The half sizes change before the pattern is checked; on an unknown
   // pattern the planes keep their old contents and sizes.
@@ -149,9 +201,15 @@ errCode BayerRaw::ReadRawImage(const char* path, int width, int height, int bit_
 
   for (int k = 0; k < half_height_; ++k) {
     const size_t offset = static_cast<size_t>(k) * static_cast<size_t>(half_width_);
-    const uint16_t* top = frame + static_cast<size_t>(2 * k) * static_cast<size_t>(width);
-    SplitRowPair(top, top + width, half_width_, *quad[0] + offset, *quad[1] + offset, *quad[2] + offset,
-                 *quad[3] + offset);
+    if (mipi) {
+      const uint8_t* top = packed.bytes + static_cast<size_t>(2 * k) * packed.row_bytes;
+      UnpackRaw10RowToPlanes(top, width, *quad[0] + offset, *quad[1] + offset);
+      UnpackRaw10RowToPlanes(top + packed.row_bytes, width, *quad[2] + offset, *quad[3] + offset);
+    } else {
+      const uint16_t* top = frame + static_cast<size_t>(2 * k) * static_cast<size_t>(width);
+      SplitRowPair(top, top + width, half_width_, *quad[0] + offset, *quad[1] + offset, *quad[2] + offset,
+                   *quad[3] + offset);
+    }
   }
   return kOk;
 }
