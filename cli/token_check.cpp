@@ -1,7 +1,6 @@
 #include "token_check.h"
 
 #include <cctype>
-#include <cerrno>
 #include <cmath>
 #include <cstdlib>
 
@@ -9,8 +8,6 @@
 
 namespace mirvo_cli {
 namespace {
-
-constexpr const char* kSpace = " \t\n\r\f\v";
 
 // Walks text the way the library's stream readers do: whole lines, or
 // tokens separated by white space.
@@ -41,12 +38,16 @@ class TextCursor {
   }
 
  private:
+  // White space as the C locale's isspace: " \t\n\v\f\r".
+  static bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
   size_t Find(std::string* token) const {
     token->clear();
-    const size_t b = s_.find_first_not_of(kSpace, pos_);
-    if (b == std::string::npos) return s_.size();
-    size_t e = s_.find_first_of(kSpace, b);
-    if (e == std::string::npos) e = s_.size();
+    const size_t n = s_.size();
+    size_t b = pos_;
+    while (b < n && IsSpace(s_[b])) ++b;
+    size_t e = b;
+    while (e < n && !IsSpace(s_[e])) ++e;
     token->assign(s_, b, e - b);
     return e;
   }
@@ -120,17 +121,28 @@ std::string TuningValues(TextCursor& in, const std::string& section, int count, 
   return "";
 }
 
-// Hexadecimal digits, optionally behind "0x" and before separators such as a comma.
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// Hexadecimal digits, optionally behind "0x" and before separators such as a
+// comma. A value beyond 64 bits reads as the largest one, as strtoull gives.
 bool ParseHexToken(const std::string& t, unsigned long long* value) {
-  size_t i = t.compare(0, 2, "0x") == 0 || t.compare(0, 2, "0X") == 0 ? 2 : 0;
+  size_t i = t.size() >= 2 && t[0] == '0' && (t[1] == 'x' || t[1] == 'X') ? 2 : 0;
   const size_t digits = i;
-  while (i < t.size() && std::isxdigit(static_cast<unsigned char>(t[i]))) ++i;
+  unsigned long long v = 0;
+  bool overflow = false;
+  for (int d; i < t.size() && (d = HexDigit(t[i])) >= 0; ++i) {
+    overflow |= v > (~0ull >> 4);
+    v = v << 4 | static_cast<unsigned>(d);
+  }
   if (i == digits) return false;
   for (size_t j = i; j < t.size(); ++j)
     if (std::isalnum(static_cast<unsigned char>(t[j])) || t[j] == '.') return false;
-  errno = 0;
-  *value = std::strtoull(t.substr(digits, i - digits).c_str(), nullptr, 16);
-  if (errno == ERANGE) *value = ~0ull;
+  *value = overflow ? ~0ull : v;
   return true;
 }
 

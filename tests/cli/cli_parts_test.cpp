@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 #include <thread>
 
@@ -27,6 +28,8 @@
 #include "shading_metric.h"
 #include "table_summary.h"
 #include "test_support.h"
+#include "token_check.h"
+#include "tools/stats_text_format.h"
 
 namespace {
 
@@ -149,6 +152,37 @@ TEST(RawOptions, Crop) {
 }
 
 // --- atomic outputs ---
+
+// A dump whose value k of every section is `value(k)`, separated by `gap`.
+std::string DumpText(const std::function<std::string(int)>& value, const std::string& gap = "\t") {
+  std::string text = "\n******** Stats ********\n";
+  for (const mirvo::StatsTextSection& section : mirvo::kStatsTextSections) {
+    text += mirvo::StatsTextMarker(section) + " =\n";
+    for (int k = 0; k < mirvo::kStatsTextValues; ++k) text += value(k) + gap;
+    text += "\n";
+  }
+  return text;
+}
+
+TEST(TokenCheck, StatsDumpValuesAndRanges) {
+  EXPECT_EQ(StatsTextProblem(DumpText([](int k) { return "0x" + std::to_string(k % 10); })), "");
+  // Every white space the stream readers skip; upper-case digits and prefix; a comma behind.
+  EXPECT_EQ(StatsTextProblem(DumpText([](int) { return "0XfFfF,"; }, " \v\f\r")), "");
+  // Leading zeros do not make a value large; 17 significant digits do.
+  EXPECT_EQ(StatsTextProblem(DumpText([](int) { return "0x00000000000000000000ffff"; })), "");
+  const std::string too_big = StatsTextProblem(DumpText([](int k) { return k == 5 ? "10000000000000000" : "1"; }));
+  EXPECT_EQ(too_big, "*r_sum[768]: value 6 \"10000000000000000\" is out of range for a 32-bit sum");
+  EXPECT_NE(StatsTextProblem(DumpText([](int) { return "0x100000000"; })).find("32-bit sum"), std::string::npos);
+  // 0x10000 fits a sum but not a count.
+  EXPECT_EQ(StatsTextProblem(DumpText([](int) { return "0x10000"; })),
+            "*r_cnt[768]: value 1 \"0x10000\" is out of range for a 16-bit count");
+  for (const char* bad : {"0x", "0xg", "12g", "1.5", "-1", "x12"}) {
+    SCOPED_TRACE(bad);
+    EXPECT_NE(StatsTextProblem(DumpText([&](int k) { return k == 767 ? bad : "1"; })).find("value 768"),
+              std::string::npos);
+  }
+  EXPECT_NE(StatsTextProblem(DumpText([](int) { return "1"; }) + "1\n").find("more than 768"), std::string::npos);
+}
 
 TEST(AtomicOutput, ReplacesOnlyOnCommit) {
   SetDurableWrites(true);
