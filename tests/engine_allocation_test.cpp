@@ -80,8 +80,7 @@ TEST(EngineAllocation, FramesWithDiagnosticsOffDoNotAllocate) {
   constexpr int kFrames = 4;
   Stats frames[kFrames];
   for (int i = 0; i < kFrames; ++i) MakeFrame(frames[i], i);
-  LscTable base;
-  mirvo_test::FillTable(base, 1.25f);
+  LscTable base = mirvo_test::UniformTable(1.25f);
   for (int c = 0; c < 17; ++c) base.r_gain[3][c] = 1.0f + 0.02f * static_cast<float>(c);
   LscTable out;
 

@@ -272,10 +272,7 @@ TEST_F(IntegrationStage, MissingConfigurationIsLoggedAndChangesNothing) {
   engine_.pconfig_params_ = nullptr;
   mirvo_test::LogCapture log;
   engine_.IntegrateGradientResidue();
-  ASSERT_EQ(log.lines().size(), 1u);
-  EXPECT_EQ(log.lines()[0].priority, ANDROID_LOG_ERROR);
-  EXPECT_EQ(log.lines()[0].tag, "MirvoCore");
-  EXPECT_EQ(log.lines()[0].message, "Mirvo is not configured. pconfig_params_ is nullptr");
+  EXPECT_EQ(mirvo_test::LogText(log), "E/MirvoCore: Mirvo is not configured. pconfig_params_ is nullptr\n");
   for (float v : engine_.log_tint_u.data) ASSERT_EQ(v, 3.0f);
 }
 

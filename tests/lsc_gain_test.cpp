@@ -9,6 +9,7 @@
 #include "core/lsc_table.h"
 #include "io/lsc_table_file.h"
 #include "resample/lsc_gain.h"
+#include "support/engine_scene.h"
 #include "support/test_support.h"
 
 namespace {
@@ -31,18 +32,7 @@ using mirvo_test::DataPath;
 using mirvo_test::LogCapture;
 using mirvo_test::ReadFile;
 using mirvo_test::TempDir;
-
-LscTable Uniform(float r, float gr, float gb, float b) {
-  LscTable t;
-  for (int i = 0; i < 13; ++i)
-    for (int j = 0; j < 17; ++j) {
-      t.r_gain[i][j] = r;
-      t.gr_gain[i][j] = gr;
-      t.gb_gain[i][j] = gb;
-      t.b_gain[i][j] = b;
-    }
-  return t;
-}
+using mirvo_test::UniformTable;
 
 std::string Repeat(const std::string& s, int n) {
   std::string out;
@@ -69,7 +59,7 @@ TEST(LscGain, StartsAsUnitRatios) {
 
 TEST(LscGain, FlatTableGivesZeroLogsAndNeutralDumps) {
   LscGain gain;
-  gain.Init(Uniform(1, 1, 1, 1));
+  gain.Init(UniformTable(1, 1, 1, 1));
   ExpectEvery(gain.lsc_log_RG_gain, 0.0f);
   ExpectEvery(gain.lsc_log_BG_gain, 0.0f);
 
@@ -86,7 +76,7 @@ TEST(LscGain, FlatTableGivesZeroLogsAndNeutralDumps) {
 
 TEST(LscGain, DoubleRedGivesLogTwoAndSaturatedCode) {
   LscGain gain;
-  gain.Init(Uniform(2, 1, 1, 0.25f));
+  gain.Init(UniformTable(2, 1, 1, 0.25f));
   ExpectEvery(gain.lsc_log_RG_gain, logf(2.0f));
   ExpectEvery(gain.lsc_log_BG_gain, logf(0.25f));
   EXPECT_NEAR(gain.lsc_log_RG_gain(0, 0), 0.693147f, 1e-6f);
@@ -109,7 +99,7 @@ TEST(LscGain, DoubleRedGivesLogTwoAndSaturatedCode) {
 }
 
 TEST(LscGain, NodeWithoutGreenContributesZeroRatio) {
-  LscTable t = Uniform(1, 1, 1, 1);
+  LscTable t = UniformTable(1, 1, 1, 1);
   t.gb_gain[6][8] = -1.0f;  // g = 0 at node (6, 8)
   LscGain gain;
   gain.Init(t);
@@ -131,7 +121,7 @@ TEST(LscGain, NodeWithoutGreenContributesZeroRatio) {
 
 TEST(LscGain, NoGreenAnywhereGivesMinusInfinity) {
   LscGain gain;
-  gain.Init(Uniform(1, 0, 0, 1));
+  gain.Init(UniformTable(1, 0, 0, 1));
   ExpectEvery(gain.lsc_log_RG_gain, -INFINITY);
   TempDir dir;
   ASSERT_EQ(gain.Save(dir.File("g.txt").c_str()), kOk);
@@ -158,7 +148,7 @@ TEST(LscGain, InitFromFileMatchesInitFromTable) {
 TEST(LscGain, FailuresKeepGridsAndStaySilent) {
   LogCapture log;
   LscGain gain;
-  gain.Init(Uniform(2, 1, 1, 1));
+  gain.Init(UniformTable(2, 1, 1, 1));
   TempDir dir;
   const std::string missing = dir.File("no/such/file");
   EXPECT_EQ(gain.Init(missing.c_str()), kFileError);
@@ -176,7 +166,7 @@ TEST(LscGain, InitFromTableDoesNotAllocate) {
   LscGain gain;
   const long before = g_allocations.load();
   gain.Init(t);
-  gain.Init(Uniform(1, 1, 1, 1));
+  gain.Init(UniformTable(1, 1, 1, 1));
   EXPECT_EQ(g_allocations.load(), before);
 }
 

@@ -25,16 +25,6 @@ class OverrideMapTest : public ::testing::Test {
     return updater.Update();
   }
 
-  std::vector<std::string> Warnings() const {
-    std::vector<std::string> out;
-    for (const auto& l : log_.lines()) {
-      EXPECT_EQ(l.priority, ANDROID_LOG_WARN);
-      EXPECT_EQ(l.tag, "MirvoCore");
-      out.push_back(l.message);
-    }
-    return out;
-  }
-
   mirvo_test::TempDir dir_;
   mirvo_test::LogCapture log_;
   TuningParams tuning_;
@@ -71,7 +61,7 @@ TEST_F(OverrideMapTest, AppliesTrimmedKeyValueLines) {
   EXPECT_FALSE(debug_.debug_enable);
   EXPECT_EQ(debug_.override_mode, 0);
   EXPECT_EQ(tuning_.min_level_thd, 0.001f);
-  EXPECT_TRUE(Warnings().empty());
+  EXPECT_EQ(mirvo_test::LogText(log_), "");
 }
 
 TEST_F(OverrideMapTest, UndecodedValuesAreZeroedAndWarnedInKeyOrder) {
@@ -84,9 +74,10 @@ TEST_F(OverrideMapTest, UndecodedValuesAreZeroedAndWarnedInKeyOrder) {
   EXPECT_EQ(tuning_.limit_thd, 0.0f);
   EXPECT_EQ(tuning_.enable_temporal_filter, 0);
   EXPECT_EQ(tuning_.max_level_thd, 0.5f);
-  EXPECT_EQ(Warnings(), (std::vector<std::string>{"Parameter: enable_temporal_filter = on is not decoded",
-                                                  "Parameter: limit_thd = limit_thd is not decoded",
-                                                  "Parameter: smooth_thd = abc is not decoded"}));
+  EXPECT_EQ(mirvo_test::LogText(log_),
+            "W/MirvoCore: Parameter: enable_temporal_filter = on is not decoded\n"
+            "W/MirvoCore: Parameter: limit_thd = limit_thd is not decoded\n"
+            "W/MirvoCore: Parameter: smooth_thd = abc is not decoded\n");
 }
 
 TEST_F(OverrideMapTest, IntegerFieldsTruncateAndSaturate) {

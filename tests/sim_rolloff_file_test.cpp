@@ -4,6 +4,7 @@
 
 #include "core/lsc_table.h"
 #include "io/sim_rolloff_file.h"
+#include "support/engine_scene.h"
 #include "support/test_support.h"
 
 namespace mirvo {
@@ -11,6 +12,7 @@ namespace {
 
 using mirvo_test::ReadFile;
 using mirvo_test::TempDir;
+using mirvo_test::UniformTable;
 
 const char kHeader[] =
     "// Rolloff Table\n"
@@ -32,18 +34,6 @@ const char kHeader[] =
     "Y_DELTA_ACCUM = 786432\n"
     "\n";
 
-LscTable Uniform(float r, float gr, float gb, float b) {
-  LscTable t;
-  for (int i = 0; i < 13; ++i)
-    for (int j = 0; j < 17; ++j) {
-      t.r_gain[i][j] = r;
-      t.gr_gain[i][j] = gr;
-      t.gb_gain[i][j] = gb;
-      t.b_gain[i][j] = b;
-    }
-  return t;
-}
-
 std::string ValuesLine(const std::string& v) {
   std::string line = v;
   for (int i = 1; i < 221; ++i) line += ", " + v;
@@ -52,7 +42,7 @@ std::string ValuesLine(const std::string& v) {
 
 TEST(SimRolloffFile, WritesPlanesRGrBGbAfterFixedGeometry) {
   TempDir dir;
-  ASSERT_EQ(LscTableSaveTovanSimFile(dir.File("r.txt").c_str(), Uniform(1.0f, 1.5f, 2.0f, 0.5f)), kOk);
+  ASSERT_EQ(LscTableSaveTovanSimFile(dir.File("r.txt").c_str(), UniformTable(1.0f, 1.5f, 2.0f, 0.5f)), kOk);
   const std::string text = ReadFile(dir.File("r.txt"));
   EXPECT_EQ(text, std::string(kHeader) + "MESH_TABLE_R = \n" + ValuesLine("1024") + "\nMESH_TABLE_GR = \n" +
                       ValuesLine("1536") + "\nMESH_TABLE_B = \n" + ValuesLine("512") + "\nMESH_TABLE_GB = \n" +
@@ -63,7 +53,7 @@ TEST(SimRolloffFile, WritesPlanesRGrBGbAfterFixedGeometry) {
 }
 
 TEST(SimRolloffFile, RoundsHalfUpThenTruncatesTowardZero) {
-  LscTable t = Uniform(1, 1, 1, 1);
+  LscTable t = UniformTable(1, 1, 1, 1);
   t.r_gain[0][0] = 0.99951f;  // 1023.498...
   t.r_gain[0][1] = 0.99952f;  // 1023.508...
   t.r_gain[0][2] = -0.001f;   // -1.024 + 0.5 truncates to 0
@@ -82,7 +72,7 @@ TEST(SimRolloffFile, RoundsHalfUpThenTruncatesTowardZero) {
 
 TEST(SimRolloffFile, BadPathsFail) {
   TempDir dir;
-  const LscTable t = Uniform(1, 1, 1, 1);
+  const LscTable t = UniformTable(1, 1, 1, 1);
   EXPECT_EQ(LscTableSaveTovanSimFile(nullptr, t), kFileError);
   EXPECT_EQ(LscTableSaveTovanSimFile(dir.File("no/such/r.txt").c_str(), t), kFileError);
 }

@@ -118,10 +118,7 @@ TEST_F(TintFit, ProjectionLineIsLoggedOnlyWithDiagnostics) {
   debug_.debug_enable = true;
   mirvo_test::LogCapture log;
   engine_.FitLearnedTintProfile();
-  ASSERT_EQ(log.lines().size(), 1u);
-  EXPECT_EQ(log.lines()[0].priority, ANDROID_LOG_DEBUG);
-  EXPECT_EQ(log.lines()[0].tag, "MirvoCore");
-  EXPECT_EQ(log.lines()[0].message, "PrjU=+0.500000; PrjV=-0.250000; temporal_update_gain_=1.000000");
+  EXPECT_EQ(mirvo_test::LogText(log), "D/MirvoCore: PrjU=+0.500000; PrjV=-0.250000; temporal_update_gain_=1.000000\n");
 }
 
 TEST_F(TintFit, TemporalGainRisesWithTheJointJump) {

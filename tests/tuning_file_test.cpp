@@ -15,8 +15,8 @@
 namespace mirvo {
 namespace {
 
-using mirvo_test::MutateText;
 using mirvo_test::LogCapture;
+using mirvo_test::MutateText;
 using mirvo_test::ReadFile;
 using mirvo_test::TempDir;
 using mirvo_test::WriteFile;
@@ -143,10 +143,7 @@ TEST(TuningFile, FailuresLogAndKeepWhatWasRead) {
   Replace(text, "  0.03\n", "  smooth\n");
   WriteFile(dir.File("t.h"), text);
   EXPECT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kFileError);
-  ASSERT_EQ(log.lines().size(), 1u);
-  EXPECT_EQ(log.lines()[0].priority, ANDROID_LOG_ERROR);
-  EXPECT_EQ(log.lines()[0].tag, "MirvoCore");
-  EXPECT_EQ(log.lines()[0].message, "Line:   smooth is not decoded");
+  EXPECT_EQ(mirvo_test::LogText(log), "E/MirvoCore: Line:   smooth is not decoded\n");
   EXPECT_EQ(params.tuning.sat_ratio_thd, 0.5f);
   EXPECT_EQ(params.tuning.smooth_thd, 0.0f);
   uint32_t untouched;

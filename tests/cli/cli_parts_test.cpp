@@ -17,6 +17,7 @@
 #include "colormap.h"
 #include "demo_scene.h"
 #include "diag_dump.h"
+#include "engine_scene.h"
 #include "font.h"
 #include "frame_source.h"
 #include "heatmap.h"
@@ -510,14 +511,7 @@ TEST(TableSummary, FalloffOfAPlane) {
   EXPECT_EQ(s.max, 4.0);
   EXPECT_EQ(s.corner_mean, 2.5);
   EXPECT_DOUBLE_EQ(s.corner_falloff, 40.0);
-  mirvo::LscTable t;
-  for (int r = 0; r < 13; ++r)
-    for (int c = 0; c < 17; ++c) {
-      t.r_gain[r][c] = 3.0f;
-      t.gr_gain[r][c] = t.gb_gain[r][c] = 1.5f;
-      t.b_gain[r][c] = 1.5f;
-    }
-  const std::string text = TableSummary(t);
+  const std::string text = TableSummary(mirvo_test::UniformTable(3.0f, 1.5f, 1.5f, 1.5f));
   EXPECT_NE(text.find("R/G      2.00000   2.00000"), std::string::npos) << text;
   EXPECT_NE(text.find("B/G      1.00000"), std::string::npos) << text;
 }

@@ -27,16 +27,20 @@ inline void MakeGreyStats(mirvo::Stats& stats, uint32_t mean, uint16_t cnt) {
   for (int i = 0; i < 24 * 32; ++i) SetCell(stats.cells[i], mean, mean, mean, cnt);
 }
 
-inline void FillTable(mirvo::LscTable& table, float value) {
-  for (int r = 0; r < 13; ++r) {
-    for (int c = 0; c < 17; ++c) {
-      table.r_gain[r][c] = value;
-      table.gr_gain[r][c] = value;
-      table.gb_gain[r][c] = value;
-      table.b_gain[r][c] = value;
+// A table whose four planes are each one constant gain.
+inline mirvo::LscTable UniformTable(float r, float gr, float gb, float b) {
+  mirvo::LscTable table;
+  for (int i = 0; i < 13; ++i) {
+    for (int j = 0; j < 17; ++j) {
+      table.r_gain[i][j] = r;
+      table.gr_gain[i][j] = gr;
+      table.gb_gain[i][j] = gb;
+      table.b_gain[i][j] = b;
     }
   }
+  return table;
 }
+inline mirvo::LscTable UniformTable(float gain) { return UniformTable(gain, gain, gain, gain); }
 
 // Default tuning and an all-zero learned profile, so the profile fit is a
 // no-op and the integration sees the weighted gradients themselves.

@@ -36,6 +36,16 @@ LogCapture::~LogCapture() {
 const std::vector<LogLine>& LogCapture::lines() const { return Captured(); }
 void LogCapture::clear() { Captured().clear(); }
 
+std::string LogText(const LogCapture& log) {
+  std::string text;
+  for (const LogLine& line : log.lines()) {
+    const char* letters = "??VDIWEF";
+    const char letter = line.priority >= 0 && line.priority < 8 ? letters[line.priority] : '?';
+    text += std::string(1, letter) + "/" + line.tag + ": " + line.message + "\n";
+  }
+  return text;
+}
+
 TempDir::TempDir() {
   std::string tmpl = (std::filesystem::temp_directory_path() / "mirvo_test_XXXXXX").string();
   if (!mkdtemp(tmpl.data())) throw std::runtime_error("mkdtemp failed");

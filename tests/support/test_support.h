@@ -24,6 +24,9 @@ class LogCapture {
   void clear();
 };
 
+// The captured lines as logcat shows them, one per line: "E/MirvoCore: text".
+std::string LogText(const LogCapture& log);
+
 // A fresh empty directory under the system temp dir, removed with its
 // contents on destruction.
 class TempDir {
