@@ -3,8 +3,11 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 
@@ -69,6 +72,8 @@ void WriteFile(const std::string& path, const std::string& content) {
   out << content;
 }
 
+namespace {
+
 std::string MutateText(const std::string& good, std::mt19937& rng, int n, const std::string& edits, int max_erase) {
   std::string text = good;
   const size_t pos = rng() % text.size();
@@ -84,6 +89,40 @@ std::string MutateText(const std::string& good, std::mt19937& rng, int n, const 
       break;
   }
   return text;
+}
+
+}  // namespace
+
+int CountAcceptedMutations(const std::string& good, unsigned seed, int count, const std::string& edits, int max_erase,
+                           const std::function<bool(const char* path, std::string* why)>& validate,
+                           const std::function<bool(const char* path)>& load) {
+  TempDir dir;
+  const std::string path = dir.File("mutated");
+  std::mt19937 rng(seed);
+  int accepted = 0;
+  for (int n = 0; n < count; ++n) {
+    WriteFile(path, MutateText(good, rng, n, edits, max_erase));
+    std::string why;
+    const bool valid = validate(path.c_str(), &why);
+    bool loads = false;
+    {
+      LogCapture quiet;
+      testing::internal::CaptureStderr();
+      try {
+        loads = load(path.c_str());
+      } catch (const std::exception&) {
+      }
+      testing::internal::GetCapturedStderr();
+    }
+    if (valid != loads) {
+      ADD_FAILURE() << "mutation " << n << ": validator " << (valid ? "accepts" : "rejects") << ", loader "
+                    << (loads ? "loads" : "fails") << ": " << why;
+      return accepted;
+    }
+    EXPECT_EQ(why.find('\n'), std::string::npos) << why;
+    accepted += valid;
+  }
+  return accepted;
 }
 
 std::string DataPath(const std::string& name) { return std::string(MIRVO_TEST_DATA_DIR) + "/" + name; }

@@ -2,7 +2,7 @@
 
 #include <android/log.h>
 
-#include <random>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -42,11 +42,14 @@ class TempDir {
 
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);
-// The n-th of a series of damaged copies of a good file, for checking that a
-// validator accepts exactly what its loader loads: cycles through a cut at a
-// random place, one byte replaced by one of `edits`, and up to `max_erase`
-// bytes removed.
-std::string MutateText(const std::string& good, std::mt19937& rng, int n, const std::string& edits, int max_erase);
+// Checks that a validator accepts exactly what its loader loads, on `count`
+// damaged copies of a good file: in turn a cut at a random place, one byte
+// replaced by one of `edits`, and up to `max_erase` bytes removed. A loader
+// that returns false or throws has not loaded. Fails the test at the first
+// disagreement or multi-line reason; returns how many copies were accepted.
+int CountAcceptedMutations(const std::string& good, unsigned seed, int count, const std::string& edits, int max_erase,
+                           const std::function<bool(const char* path, std::string* why)>& validate,
+                           const std::function<bool(const char* path)>& load);
 
 // Directory with the small checked-in test inputs.
 std::string DataPath(const std::string& name);
