@@ -20,12 +20,13 @@ class GradientTest : public ::testing::Test {
     engine_.SetMirvoDebugParams(debug_);
   }
 
-  // u and v planes that are 0 left of column `col` and step by du, dv there.
-  void HorizontalStep(int col, float du, float dv) {
+  // u and v planes that are 0 before column (or row) 16 and step by du, dv there.
+  void Step(bool vertical, float du, float dv) {
     for (int r = 0; r < 24; ++r) {
       for (int c = 0; c < 32; ++c) {
-        engine_.log_stats_.log_u_input[r][c] = c >= col ? du : 0.0f;
-        engine_.log_stats_.log_v_input[r][c] = c >= col ? dv : 0.0f;
+        const bool past = (vertical ? r : c) >= 16;
+        engine_.log_stats_.log_u_input[r][c] = past ? du : 0.0f;
+        engine_.log_stats_.log_v_input[r][c] = past ? dv : 0.0f;
       }
     }
   }
@@ -34,14 +35,6 @@ class GradientTest : public ::testing::Test {
   MirvoDebugParams debug_;
   MirvoHybrid engine_;
 };
-
-TEST_F(GradientTest, FlatPlanesGiveZeroGradientsAndFullWeights) {
-  engine_.EstimateGradient();  // the constructor's planes of 1.0
-  for (const Matrix<float>* g : {&engine_.GradH_UX, &engine_.GradH_UY, &engine_.GradH_VX, &engine_.GradH_VY})
-    for (float x : g->data) ASSERT_EQ(x, 0.0f);
-  for (float w : engine_.WX.data) ASSERT_EQ(w, 1.0f);
-  for (float w : engine_.WY.data) ASSERT_EQ(w, 1.0f);
-}
 
 TEST_F(GradientTest, DifferencesAreRightMinusLeftAndLowerMinusUpper) {
   for (int r = 0; r < 24; ++r) {
@@ -56,13 +49,14 @@ TEST_F(GradientTest, DifferencesAreRightMinusLeftAndLowerMinusUpper) {
   for (float x : engine_.GradH_VX.data) ASSERT_EQ(x, -0.00390625f);
   for (float x : engine_.GradH_VY.data) ASSERT_EQ(x, 0.0f);
   for (float w : engine_.WX.data) ASSERT_EQ(w, 1.0f);
+  for (float w : engine_.WY.data) ASSERT_EQ(w, 1.0f);
 }
 
 // Joint step s against smooth_thd 0.25: weight and gradient factor.
 TEST_F(GradientTest, WeightRampOverTheJointStep) {
   struct Case {
-    float du, dv;  // step across the edge between columns 15 and 16
-    float weight;  // WX at that edge
+    float du, dv;  // step across the edges before column 16
+    float weight;  // WX at those edges
     float ux, vx;  // gradients after weighting
   } cases[] = {
       {0.5f, 0.0f, 1.0f, 0.5f, 0.0f},            // 2x: full weight
@@ -71,34 +65,25 @@ TEST_F(GradientTest, WeightRampOverTheJointStep) {
       {0.0625f, -1.0f, 0.0005f, 0.0f, -0.0f},    // a large v step removes u too
       {-0.375f, 0.25f, 0.5f, -0.1875f, 0.125f},  // magnitudes, not signs, add up
   };
+  // The same step across vertical edges (between rows 15 and 16) must give the same.
   for (const Case& k : cases) {
-    HorizontalStep(16, k.du, k.dv);
-    engine_.EstimateGradient();
-    SCOPED_TRACE(testing::Message() << "du=" << k.du << " dv=" << k.dv);
-    for (int r = 0; r < 24; ++r) {
-      ASSERT_EQ(engine_.WX[r][15], k.weight);
-      ASSERT_EQ(engine_.GradH_UX[r][15], k.ux);
-      ASSERT_EQ(engine_.GradH_VX[r][15], k.vx);
-      ASSERT_EQ(engine_.WX[r][14], 1.0f);
-      ASSERT_EQ(engine_.GradH_UX[r][16], 0.0f);
+    for (bool vertical : {false, true}) {
+      Step(vertical, k.du, k.dv);
+      engine_.EstimateGradient();
+      SCOPED_TRACE(testing::Message() << "du=" << k.du << " dv=" << k.dv << (vertical ? " vertical" : ""));
+      const Matrix<float>& w = vertical ? engine_.WY : engine_.WX;
+      const Matrix<float>& u = vertical ? engine_.GradH_UY : engine_.GradH_UX;
+      const Matrix<float>& v = vertical ? engine_.GradH_VY : engine_.GradH_VX;
+      for (int i = 0; i < (vertical ? 32 : 24); ++i) {
+        auto at = [&](const Matrix<float>& m, int across) { return vertical ? m(across, i) : m(i, across); };
+        ASSERT_EQ(at(w, 15), k.weight);
+        ASSERT_EQ(at(u, 15), k.ux);
+        ASSERT_EQ(at(v, 15), k.vx);
+        ASSERT_EQ(at(w, 14), 1.0f);
+        ASSERT_EQ(at(u, 16), 0.0f);
+      }
+      for (float x : (vertical ? engine_.WX : engine_.WY).data) ASSERT_EQ(x, 1.0f);
     }
-    for (float w : engine_.WY.data) ASSERT_EQ(w, 1.0f);
-  }
-}
-
-TEST_F(GradientTest, VerticalEdgesUseTheSameRamp) {
-  for (int r = 0; r < 24; ++r) {
-    for (int c = 0; c < 32; ++c) {
-      engine_.log_stats_.log_u_input[r][c] = r >= 10 ? 0.5f : 0.0f;
-      engine_.log_stats_.log_v_input[r][c] = r >= 10 ? 0.125f : 0.0f;
-    }
-  }
-  engine_.EstimateGradient();
-  for (int c = 0; c < 32; ++c) {
-    EXPECT_EQ(engine_.WY[9][c], 0.5f);
-    EXPECT_EQ(engine_.GradH_UY[9][c], 0.25f);
-    EXPECT_EQ(engine_.GradH_VY[9][c], 0.0625f);
-    EXPECT_EQ(engine_.WY[10][c], 1.0f);
   }
 }
 
@@ -106,7 +91,7 @@ TEST_F(GradientTest, VerticalEdgesUseTheSameRamp) {
 // minimum and maximum fold both into range (a NaN operand yields the other).
 TEST_F(GradientTest, ZeroSmoothThresholdFoldsNonFiniteRampIntoRange) {
   params_.tuning.smooth_thd = 0.0f;
-  HorizontalStep(16, 0.01f, 0.0f);
+  Step(false, 0.01f, 0.0f);
   engine_.EstimateGradient();
   EXPECT_EQ(engine_.WX[3][14], 1.0f);
   EXPECT_EQ(engine_.GradH_UX[3][14], 0.0f);

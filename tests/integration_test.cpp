@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <initializer_list>
 #include <tuple>
 #include <vector>
 
@@ -21,7 +20,7 @@ struct LatticeCase {
 };
 
 // Every entry of m is zero except those listed.
-void ExpectOnly(const Matrix<float>& m, std::initializer_list<std::tuple<int, int, float>> nonzero) {
+void ExpectOnly(const Matrix<float>& m, const std::vector<std::tuple<int, int, float>>& nonzero) {
   Matrix<float> expected(m.cols, m.rows);
   for (const auto& [r, c, v] : nonzero) expected(r, c) = v;
   for (int r = 0; r < m.rows; ++r)
@@ -39,50 +38,48 @@ TEST(LatticeConversion, ConstantFieldGivesTwiceTheStepEverywhere) {
   for (float v : t.ly.data) ASSERT_EQ(v, -1.0f);
 }
 
-TEST(LatticeConversion, HorizontalSpikesAndPaddedBorders) {
-  LatticeCase t;
-  // Interior row 3 (second of pair k=1), column 0 repeated by the padding.
-  t.gx(3, 0) = 1.0f;
-  // Row 0, last column repeated; lattice row 0 is doubled.
-  t.gx(0, 30) = 1.0f;
-  t.Run();
-  ExpectOnly(t.lx, {{1, 0, -0.375f}, {2, 0, 1.125f}, {0, 15, 2.25f}, {1, 15, -0.375f}});
-  ExpectOnly(t.ly, {});
-}
-
-TEST(LatticeConversion, VerticalDifferencesUseTheAsymmetricOddColumnTerm) {
-  LatticeCase t;
-  // Odd column 5 only enters the one-sided term: 3 x centre + below.
-  t.gy(4, 5) = 1.0f;
-  t.Run();
-  ExpectOnly(t.ly, {{2, 2, -0.375f}, {2, 3, 1.125f}});
-
-  LatticeCase below;
-  // Same column one row lower: weight 1 as the "below" sample of pair k=2.
-  below.gy(5, 5) = 1.0f;
-  below.Run();
-  ExpectOnly(below.ly, {{2, 2, -0.125f}, {2, 3, 0.375f}});
-
-  LatticeCase above;
-  // One row higher: a symmetric [1 2 1] would see it from pair k=2, the
-  // one-sided term does not; it lands in pair k=1 as a "below" sample.
-  above.gy(3, 5) = 1.0f;
-  above.Run();
-  ExpectOnly(above.ly, {{1, 2, -0.125f}, {1, 3, 0.375f}});
-  ExpectOnly(above.lx, {});
-}
-
-TEST(LatticeConversion, EvenColumnsUseTheSymmetricTermWithPaddedFirstRow) {
-  LatticeCase t;
-  t.gy(4, 6) = 1.0f;
-  t.Run();
-  ExpectOnly(t.ly, {{2, 3, 0.75f}, {2, 4, -0.25f}});
-
-  LatticeCase border;
-  // gy row 0 appears twice in the padded copy; lattice column 0 is doubled.
-  border.gy(0, 0) = 1.0f;
-  border.Run();
-  ExpectOnly(border.ly, {{0, 0, 2.25f}, {0, 1, -0.375f}});
+// A unit spike in one 24 x 32 difference grid against the only lattice
+// entries it may reach.
+TEST(LatticeConversion, SpikesLandWhereTheStencilsAndPaddingPutThem) {
+  using Entries = std::vector<std::tuple<int, int, float>>;
+  struct Case {
+    const char* what;
+    bool in_gy;
+    int r, c;
+    Entries lx, ly;
+  } const cases[] = {
+      {"interior row 3 (second of pair k=1), column 0 repeated by the padding",
+       false,
+       3,
+       0,
+       {{1, 0, -0.375f}, {2, 0, 1.125f}},
+       {}},
+      {"row 0, last column repeated; lattice row 0 is doubled", false, 0, 30, {{0, 15, 2.25f}, {1, 15, -0.375f}}, {}},
+      {"odd column 5 only enters the one-sided term: 3 x centre + below",
+       true,
+       4,
+       5,
+       {},
+       {{2, 2, -0.375f}, {2, 3, 1.125f}}},
+      {"one row lower: weight 1 as the below sample of pair k=2", true, 5, 5, {}, {{2, 2, -0.125f}, {2, 3, 0.375f}}},
+      // A symmetric [1 2 1] would see it from pair k=2; the one-sided term does not.
+      {"one row higher: lands in pair k=1 as a below sample", true, 3, 5, {}, {{1, 2, -0.125f}, {1, 3, 0.375f}}},
+      {"even columns use the symmetric term", true, 4, 6, {}, {{2, 3, 0.75f}, {2, 4, -0.25f}}},
+      {"gy row 0 appears twice in the padded copy; lattice column 0 is doubled",
+       true,
+       0,
+       0,
+       {},
+       {{0, 0, 2.25f}, {0, 1, -0.375f}}},
+  };
+  for (const Case& k : cases) {
+    SCOPED_TRACE(k.what);
+    LatticeCase t;
+    (k.in_gy ? t.gy : t.gx)(k.r, k.c) = 1.0f;
+    t.Run();
+    ExpectOnly(t.lx, k.lx);
+    ExpectOnly(t.ly, k.ly);
+  }
 }
 
 struct Lattice {
@@ -162,29 +159,9 @@ class IntegrationStage : public ::testing::Test {
   MirvoHybrid engine_;
 };
 
-TEST_F(IntegrationStage, ConstantStepGivesRampCentredOnMiddleColumn) {
-  engine_.GradL_UX.data.assign(engine_.GradL_UX.data.size(), 0.25f);
-  engine_.GradL_VY.data.assign(engine_.GradL_VY.data.size(), -0.5f);
-  engine_.IntegratorSum();
-  for (int r = 0; r < 13; ++r) {
-    for (int c = 0; c < 17; ++c) {
-      ASSERT_EQ(engine_.log_tint_u(r, c), 0.25f * static_cast<float>(c - 8));
-      ASSERT_EQ(engine_.log_tint_v(r, c), -0.5f * static_cast<float>(r - 6));
-    }
-  }
-}
-
-TEST_F(IntegrationStage, ZeroDifferencesGiveZeroTintWhateverWasThere) {
-  engine_.log_tint_u.data.assign(221, 3.0f);
-  engine_.log_tint_v.data.assign(221, -3.0f);
-  engine_.IntegrateGradientResidue();
-  for (int i = 0; i < 221; ++i) {
-    ASSERT_EQ(engine_.log_tint_u.data[i], 0.0f);
-    ASSERT_EQ(engine_.log_tint_v.data[i], 0.0f);
-  }
-}
-
-TEST_F(IntegrationStage, ProfileIsAddedBackScaledByProjections) {
+// Constant steps integrate to ramps through the middle node, over whatever
+// the tint grids held; the profile is added back scaled by the projections.
+TEST_F(IntegrationStage, RampsFromTheMiddleNodePlusTheScaledProfile) {
   for (int r = 0; r < 13; ++r) {
     for (int c = 0; c < 17; ++c) {
       params_.learned_tint_profile.BUL[r][c] = 0.125f * static_cast<float>(r * 17 + c);
@@ -192,13 +169,16 @@ TEST_F(IntegrationStage, ProfileIsAddedBackScaledByProjections) {
     }
   }
   engine_.GradL_UX.data.assign(engine_.GradL_UX.data.size(), 0.25f);
+  engine_.GradL_VY.data.assign(engine_.GradL_VY.data.size(), -0.5f);
+  engine_.log_tint_u.data.assign(221, 3.0f);
+  engine_.log_tint_v.data.assign(221, -3.0f);
   engine_.prj_u_ = 2.0f;
   engine_.prj_v_ = 0.5f;
   engine_.IntegrateGradientResidue();
   for (int r = 0; r < 13; ++r) {
     for (int c = 0; c < 17; ++c) {
       ASSERT_EQ(engine_.log_tint_u(r, c), 0.25f * static_cast<float>(r * 17 + c) + 0.25f * static_cast<float>(c - 8));
-      ASSERT_EQ(engine_.log_tint_v(r, c), -0.5f);
+      ASSERT_EQ(engine_.log_tint_v(r, c), -0.5f + -0.5f * static_cast<float>(r - 6));
     }
   }
 }
