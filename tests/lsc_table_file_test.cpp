@@ -175,46 +175,26 @@ TEST(LscTableHeaderFile, TruncatedGbPlaneReportsEndOfFile) {
   EXPECT_EQ(why, "plane GB: expected 221 numbers, found 59");
 }
 
-TEST(LscTableHeaderFile, ValidatorRejectsWhatWouldHangTheLoader) {
+// Broken markers and plane sizes, several of which would hang the loader.
+TEST(LscTableHeaderFile, ValidatorNamesMarkerAndCountFaults) {
   TempDir dir;
   ASSERT_EQ(LscTableSaveHeaderFile(dir.File("full.h").c_str(), PatternTable()), kOk);
   const std::string full = ReadFile(dir.File("full.h"));
-  const std::string r_block_end = "1.13600f\n},\n";
+  const size_t gr = full.find("/* GR Gain */"), gb = full.find("/* GB Gain */"), b = full.find("/* B Gain */");
   struct Case {
     std::string text;
     std::string why;
-  } cases[] = {
+  } const cases[] = {
       {Replace(full, "/* GB Gain */\n", ""), "missing marker \"/* GB Gain */\""},
       {Replace(full, "/* R Gain */\n", "/* R Gain */\r\n"),
        "marker \"/* R Gain */\" only found with extra blanks or a carriage return"},
       {Replace(full, "/* B Gain */\n", "/*  B Gain */\n"), "missing marker \"/* B Gain */\""},
       // "}," on the last row line: the two skipped lines swallow the marker.
-      {Replace(full, r_block_end, "1.13600f },\n"), "marker \"/* GR Gain */\" not found after plane R"},
+      {Replace(full, "1.13600f\n},\n", "1.13600f },\n"), "marker \"/* GR Gain */\" not found after plane R"},
       {"", "missing marker \"/* R Gain */\""},
-  };
-  // Swap the Gr and Gb blocks for a real out-of-order case.
-  const size_t gr = full.find("/* GR Gain */"), gb = full.find("/* GB Gain */"), b = full.find("/* B Gain */");
-  const std::string swapped = full.substr(0, gr) + full.substr(gb, b - gb) + full.substr(gr, gb - gr) + full.substr(b);
-  for (const Case& c : cases) {
-    WriteFile(dir.File("bad.h"), c.text);
-    std::string why;
-    EXPECT_EQ(ValidateWithin10s(dir.File("bad.h"), &why), kFileError);
-    EXPECT_EQ(why, c.why);
-  }
-  WriteFile(dir.File("bad.h"), swapped);
-  std::string why;
-  EXPECT_EQ(ValidateWithin10s(dir.File("bad.h"), &why), kFileError);
-  EXPECT_EQ(why, "marker \"/* GB Gain */\" not found after plane GR");
-}
-
-TEST(LscTableHeaderFile, ValidatorCountsNumbersPerPlane) {
-  TempDir dir;
-  ASSERT_EQ(LscTableSaveHeaderFile(dir.File("full.h").c_str(), PatternTable()), kOk);
-  const std::string full = ReadFile(dir.File("full.h"));
-  struct Case {
-    std::string text;
-    std::string why;
-  } cases[] = {
+      // The Gr and Gb blocks swapped.
+      {full.substr(0, gr) + full.substr(gb, b - gb) + full.substr(gr, gb - gr) + full.substr(b),
+       "marker \"/* GB Gain */\" not found after plane GR"},
       // A Gr plane of one row runs into its own "}," line.
       {DropGrRowsAfterFirst(full), "plane GR: expected 221 numbers, found 17 before \"},\""},
       // Without the "{" line the first row is skipped instead.
@@ -223,6 +203,7 @@ TEST(LscTableHeaderFile, ValidatorCountsNumbersPerPlane) {
       {Replace(full, "1.00400f", "x1.004f"), "plane R: expected 221 numbers, found 4 before \"x1.004f,\""},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
     WriteFile(dir.File("bad.h"), c.text);
     std::string why;
     EXPECT_EQ(ValidateWithin10s(dir.File("bad.h"), &why), kFileError);

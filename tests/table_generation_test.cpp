@@ -136,8 +136,9 @@ TEST_F(EngineTest, DiagnosticsRecordEveryStage) {
   engine_.SetLscBaseTable(base);
   engine_.GenerateDlscTable();
 
-  std::set<std::string> floats, ushorts, scalars;
+  std::set<std::string> floats, uints, ushorts, scalars;
   for (const auto& kv : engine_.state_.float_matrices()) floats.insert(kv.first);
+  for (const auto& kv : engine_.state_.uint_matrices()) uints.insert(kv.first);
   for (const auto& kv : engine_.state_.ushort_matrices()) ushorts.insert(kv.first);
   for (const auto& kv : engine_.state_.scalars()) scalars.insert(kv.first);
   EXPECT_EQ(floats, (std::set<std::string>{"base_table_R[13][17]",
@@ -164,6 +165,8 @@ TEST_F(EngineTest, DiagnosticsRecordEveryStage) {
                                            "output_table_Gr[13][17]",
                                            "output_table_Gb[13][17]",
                                            "output_table_B[13][17]"}));
+  EXPECT_EQ(uints, (std::set<std::string>{"lin_stat_sum_R[24][32]", "lin_stat_sum_Gr[24][32]",
+                                          "lin_stat_sum_Gb[24][32]", "lin_stat_sum_B[24][32]"}));
   EXPECT_EQ(ushorts,
             (std::set<std::string>{"is_reliable_dx_[24][32]", "is_reliable_dy_[24][32]", "lin_stat_sat_cnt_R[24][32]",
                                    "lin_stat_sat_cnt_Gr[24][32]", "lin_stat_sat_cnt_Gb[24][32]",

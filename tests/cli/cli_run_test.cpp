@@ -133,7 +133,9 @@ TEST_F(CliRun, StatsDumpsReproduceTheLibrarysTables) {
   const Result r = RunMirvo(
       out_, "run --base " + In("base.h") + " --stats" + FrameList(in_.path(), "stats", ".txt") + " --out-dir " + Out());
   ASSERT_EQ(r.status, 0) << r.err;
+  // No progress line without a terminal, just the summary.
   EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.out, "3 frames, tables in " + Out() + "\n");
   std::vector<mirvo::Stats> frames = LoadDumps(in_.path());
   ExpectTables(DriveCore(Direct(), frames, In("base.h"), out_), Out());
   // The temporal filter ran across the frames: later tables differ.
@@ -196,14 +198,9 @@ TEST_F(CliRun, DebugWritesTheLibrarysDumps) {
   std::vector<mirvo::Stats> frames = LoadDumps(in_.path());
   const Expected e = DriveCore(d, frames, In("base.h"), out_);
   ExpectTables(e, Out());
-  for (int k = 0; k < mirvo_cli_test::kFrames; ++k) {
-    const std::string dump = ReadFile(Frame(Out(), "diag", k, ".txt"));
-    EXPECT_EQ(dump, e.dumps[k]) << "frame " << k;
-    for (const char* key : {"prj_u=\n", "prj_v=\n", "smooth_thd=\n", "\nGradH_UX[24][31]=\n", "\nWY[23][32]=\n",
-                            "\nlog_tint_u[13][17]=\n", "\nlinear_tint_v[13][17]=\n", "\noutput_table_B[13][17]=\n",
-                            "\nbase_table_R[13][17]=\n", "\nlin_stat_sum_R[24][32]=\n", "\nis_reliable_dx_[24][32]=\n"})
-      EXPECT_NE(dump.find(key), std::string::npos) << key;
-  }
+  // Which keys a dump holds is pinned by EngineTest.DiagnosticsRecordEveryStage.
+  for (int k = 0; k < mirvo_cli_test::kFrames; ++k)
+    EXPECT_EQ(ReadFile(Frame(Out(), "diag", k, ".txt")), e.dumps[k]) << "frame " << k;
 }
 
 TEST_F(CliRun, ZeroCountsAndNonFiniteGainsAreReportedOncePerFrame) {
@@ -240,14 +237,6 @@ TEST_F(CliRun, PngPicturesOfTintAndTable) {
   EXPECT_GT(w, 2u * 17 * 20);  // two lattices, enlarged
   ASSERT_TRUE(PngSize(Frame(Out(), "table", 0, ".png"), &w, &h));
   EXPECT_GT(h, 2u * 13 * 20);  // two rows of planes
-}
-
-TEST_F(CliRun, ProgressStaysQuietWithoutATerminal) {
-  const Result r = RunMirvo(
-      out_, "run --base " + In("base.h") + " --stats" + FrameList(in_.path(), "stats", ".txt") + " --out-dir " + Out());
-  ASSERT_EQ(r.status, 0);
-  EXPECT_EQ(r.err.find("fps"), std::string::npos);
-  EXPECT_EQ(r.out, "3 frames, tables in " + Out() + "\n");
 }
 
 }  // namespace
