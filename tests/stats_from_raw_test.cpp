@@ -53,76 +53,19 @@ TEST(StatsBlacklevel, RemovesLevelAndStretchesToFullRange) {
   EXPECT_EQ(stats.black_level_gain[1], 1.0f);
 }
 
-TEST(StatsFromRaw, ShiftsTo14BitsAndPairsLevelsCrosswise) {
-  BayerRaw raw;
-  FillRaw(raw, 64, 48, 10, 0);
-  std::fill(raw.plane_r_, raw.plane_r_ + 64 * 48, 1023);
-  std::fill(raw.plane_gr_, raw.plane_gr_ + 64 * 48, 64);
-  std::fill(raw.plane_gb_, raw.plane_gb_ + 64 * 48, 4);
-  Stats stats;
-  ASSERT_EQ(stats.CreateFromRaw(raw, {64, 64, 64, 64}, 32, 24), kOk);
-  EXPECT_EQ(stats.bit_depth, 14);
-  EXPECT_EQ(stats.black_level[3], 64);
-  for (int i = 0; i < 768; ++i) {
-    const StatsCell& cell = stats.cells[i];
-    ASSERT_EQ(cell.sum[R], 4u * 16368u);
-    ASSERT_EQ(cell.sum[Gr], 4u * 964u);
-    ASSERT_EQ(cell.sum[Gb], 0u);
-    ASSERT_EQ(cell.sum[B], 0u);
-    for (int c = 0; c < 4; ++c) ASSERT_EQ(cell.cnt[c], 4);
-    for (int c = 0; c < 4; ++c) ASSERT_EQ(cell.sat_cnt[c], 0);  // 10 bits never saturate
-  }
-
-  // B takes level 0 and R level 3, unlike SubtractBlacklevel.
-  FillRaw(raw, 64, 48, 14, 100);
-  ASSERT_EQ(stats.CreateFromRaw(raw, {10, 20, 30, 40}, 32, 24), kOk);
-  EXPECT_EQ(stats.cells[0].sum[B], 4u * 90u);
-  EXPECT_EQ(stats.cells[0].sum[Gr], 4u * 80u);
-  EXPECT_EQ(stats.cells[0].sum[Gb], 4u * 70u);
-  EXPECT_EQ(stats.cells[0].sum[R], 4u * 60u);
-}
-
-TEST(StatsFromRaw, GridIsCentredAndSaturationUsesUnshiftedSample) {
-  BayerRaw raw;
-  // Planes 100 x 50: cells of 3 x 2 starting at column 2, row 1.
-  FillRaw(raw, 100, 50, 14, 1000);
-  for (int y = 1; y < 49; ++y) {
-    for (int x = 2; x < 98; ++x) {
-      raw.plane_r_[y * 100 + x] = 1;
-      raw.plane_gr_[y * 100 + x] = 2;
-      raw.plane_gb_[y * 100 + x] = 3;
-      raw.plane_b_[y * 100 + x] = 4;
-    }
-  }
-  raw.plane_r_[1 * 100 + 2] = 16384;     // first sample of cell 0: saturated
-  raw.plane_b_[48 * 100 + 97] = 0xFFFF;  // last sample of the last cell
-  Stats stats;
-  ASSERT_EQ(stats.CreateFromRaw(raw, {0, 0, 0, 0}, 32, 24), kOk);
-  for (int i = 0; i < 768; ++i) {
-    SCOPED_TRACE(i);
-    const StatsCell& cell = stats.cells[i];
-    ASSERT_EQ(cell.sum[R], i == 0 ? 5u + 16384u : 6u);
-    ASSERT_EQ(cell.sum[Gr], 12u);
-    ASSERT_EQ(cell.sum[Gb], 18u);
-    ASSERT_EQ(cell.sum[B], i == 767 ? 20u + 0xFFFFu : 24u);
-    ASSERT_EQ(cell.sat_cnt[R], i == 0 ? 1 : 0);
-    ASSERT_EQ(cell.sat_cnt[B], i == 767 ? 1 : 0);
-    ASSERT_EQ(cell.cnt[Gb], 6);
-  }
-
-  // 16383 at 14 bits is not saturated.
-  FillRaw(raw, 64, 48, 14, 16383);
-  ASSERT_EQ(stats.CreateFromRaw(raw, {0, 0, 0, 0}, 32, 24), kOk);
-  EXPECT_EQ(stats.cells[5].sat_cnt[Gr], 0);
-  EXPECT_EQ(stats.cells[5].sum[Gr], 4u * 16383u);
-}
-
+// How samples are shifted, paired with levels (crosswise: B with level 0, R
+// with level 3), gridded (centred) and counted as saturated (before the
+// shift) is pinned against the per-sample definition by
+// MatchesPerSampleDefinitionOnRandomFrames below; these are the sizes it
+// does not reach.
 TEST(StatsFromRaw, FullSensorAndTooSmallFrames) {
   BayerRaw raw;
   FillRaw(raw, 2016, 1512, 12, 1000);
   Stats stats;
   const auto start = std::chrono::steady_clock::now();
   ASSERT_EQ(stats.CreateFromRaw(raw, {256, 256, 256, 256}, 32, 24), kOk);
+  EXPECT_EQ(stats.bit_depth, 14);  // whatever the raw's depth
+  EXPECT_EQ(stats.black_level[3], 256);
   const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
   RecordProperty("create_from_raw_12mp_ms", std::to_string(ms));
   // 4000 - 256 = 3744 stretched by 16383 / 16127 is 3803.43; rounded, 3803 per sample.
