@@ -96,6 +96,10 @@ TEST(TuningFile, NumbersAndDecoration) {
       {"braces and commas", "{0, 1,", "{0.5, 1,", 3, 0.5f, 16.0f},
       {"closing brace", " 16},", " 0.25},", 3, 0.0f, 0.25f},
       {"hex and exponent", "{0, 1,", "{0x1p-2, 1,", 3, 0.25f, 16.0f},
+      // A section line may stand behind comment characters.
+      {"bare section line", "/* [TuningParams] */", "[TuningParams]", 3, 0.0f, 16.0f},
+      {"behind a star", "/* [TuningParams] */", " * [TuningParams]", 3, 0.0f, 16.0f},
+      {"behind slashes, text after", "/* [TuningParams] */", "//[TuningParams] of the module", 3, 0.0f, 16.0f},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -116,17 +120,6 @@ TEST(TuningFile, NumbersAndDecoration) {
   MirvoParams params;
   EXPECT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kOk);
   EXPECT_EQ(params.learned_tint_profile.BgVHXY[1479], -1479.0f);
-}
-
-TEST(TuningFile, SectionLineMayStandBehindCommentChars) {
-  TempDir dir;
-  for (const char* header : {"[TuningParams]", " * [TuningParams]", "//[TuningParams] of the module"}) {
-    std::string text = TuningText();
-    Replace(text, "/* [TuningParams] */", header);
-    WriteFile(dir.File("t.h"), text);
-    MirvoParams params;
-    EXPECT_EQ(LoadTuningHeaderFile(dir.File("t.h").c_str(), params), kOk) << header;
-  }
 }
 
 TEST(TuningFile, FailuresLogAndKeepWhatWasRead) {
