@@ -6,19 +6,14 @@
 
 #include "engine/gradient_steps.h"
 #include "engine/mirvo_hybrid.h"
-#include "tests/support/engine_scene.h"
+#include "tests/support/engine_fixture.h"
 
 namespace mirvo {
 namespace {
 
-class GradientTest : public ::testing::Test {
+class GradientTest : public mirvo_test::EngineFixture {
  protected:
-  GradientTest() {
-    mirvo_test::MakePlainParams(params_);
-    params_.tuning.smooth_thd = 0.25f;  // exact in binary, so the ramp values are exact
-    engine_.SetMirvoParams(params_);
-    engine_.SetMirvoDebugParams(debug_);
-  }
+  GradientTest() { params_.tuning.smooth_thd = 0.25f; }  // exact in binary, so the ramp values are exact
 
   // u and v planes that are 0 before column (or row) 16 and step by du, dv there.
   void Step(bool vertical, float du, float dv) {
@@ -30,10 +25,6 @@ class GradientTest : public ::testing::Test {
       }
     }
   }
-
-  MirvoParams params_;
-  MirvoDebugParams debug_;
-  MirvoHybrid engine_;
 };
 
 TEST_F(GradientTest, DifferencesAreRightMinusLeftAndLowerMinusUpper) {

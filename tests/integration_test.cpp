@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <tuple>
 #include <vector>
 
 #include "engine/filters.h"
 #include "engine/mirvo_hybrid.h"
+#include "tests/support/engine_fixture.h"
 #include "tests/support/test_support.h"
 
 namespace mirvo {
@@ -133,16 +133,10 @@ TEST(GaussFilter, SmoothsInteriorFullyBordersOneWayAndKeepsCorners) {
                 });
 }
 
-class IntegrationStage : public ::testing::Test {
+class IntegrationStage : public mirvo_test::EngineFixture {
  protected:
-  void SetUp() override {
-    std::memset(&params_, 0, sizeof params_);
-    InitMirvoParams(params_);
-    std::memset(&params_.learned_tint_profile, 0, sizeof params_.learned_tint_profile);
-    params_.tuning.filter_input_stats = 0;
+  IntegrationStage() {
     params_.tuning.enable_temporal_filter = 0;
-    engine_.SetMirvoParams(params_);
-    engine_.SetMirvoDebugParams(debug_);
     engine_.prj_u_ = 0.0f;
     engine_.prj_v_ = 0.0f;
   }
@@ -153,10 +147,6 @@ class IntegrationStage : public ::testing::Test {
     for (int r = 0; r < 13; ++r) engine_.GradL_UX(r, 7) = 1.0f;
     for (int c = 0; c < 17; ++c) engine_.GradL_VY(5, c) = -2.0f;
   }
-
-  MirvoParams params_;
-  MirvoDebugParams debug_;
-  MirvoHybrid engine_;
 };
 
 // Constant steps integrate to ramps through the middle node, over whatever

@@ -5,7 +5,7 @@
 
 #include "engine/log_stats.h"
 #include "engine/mirvo_hybrid.h"
-#include "tests/support/engine_scene.h"
+#include "tests/support/engine_fixture.h"
 
 namespace mirvo {
 namespace {
@@ -124,17 +124,7 @@ TEST(LogStatsInit, FillerColumnAndCrossCopiedFillerRow) {
   EXPECT_EQ(ls.is_reliable_dy_[23][31], 0);
 }
 
-class SetStatsTest : public ::testing::Test {
- protected:
-  SetStatsTest() {
-    mirvo_test::MakePlainParams(params_);
-    engine_.SetMirvoParams(params_);
-    engine_.SetMirvoDebugParams(debug_);
-  }
-  MirvoParams params_;
-  MirvoDebugParams debug_;
-  MirvoHybrid engine_;
-};
+using SetStatsTest = mirvo_test::EngineFixture;
 
 TEST_F(SetStatsTest, RejectedGridKeepsStateButIsRecorded) {
   Stats good;

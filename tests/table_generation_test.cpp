@@ -8,7 +8,7 @@
 
 #include "engine/mirvo_hybrid.h"
 #include "io/lsc_table_file.h"
-#include "tests/support/engine_scene.h"
+#include "tests/support/engine_fixture.h"
 #include "tests/support/test_support.h"
 
 namespace mirvo {
@@ -16,14 +16,8 @@ namespace {
 
 using mirvo_test::UniformTable;
 
-class EngineTest : public ::testing::Test {
+class EngineTest : public mirvo_test::EngineFixture {
  protected:
-  EngineTest() {
-    mirvo_test::MakePlainParams(params_);
-    engine_.SetMirvoParams(params_);
-    engine_.SetMirvoDebugParams(debug_);
-  }
-
   // Base table and a linear tint of 1 everywhere, as LogToLinear leaves it.
   void MergeFlatTint(const LscTable& base) {
     engine_.base_table_ = base;
@@ -31,10 +25,6 @@ class EngineTest : public ::testing::Test {
     std::fill(engine_.log_tint_v.data.begin(), engine_.log_tint_v.data.end(), 1.0f);
     engine_.MergeTintBaseTables();
   }
-
-  MirvoParams params_;
-  MirvoDebugParams debug_;
-  MirvoHybrid engine_;
 };
 
 TEST_F(EngineTest, FreshEngineState) {

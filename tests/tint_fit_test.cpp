@@ -1,26 +1,21 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <string>
 
 #include "engine/mirvo_hybrid.h"
+#include "tests/support/engine_fixture.h"
 #include "tests/support/test_support.h"
 
 namespace mirvo {
 namespace {
 
-class TintFit : public ::testing::Test {
+class TintFit : public mirvo_test::EngineFixture {
  protected:
-  void SetUp() override {
-    std::memset(&params_, 0, sizeof params_);
-    InitMirvoParams(params_);
-    std::memset(&params_.learned_tint_profile, 0, sizeof params_.learned_tint_profile);
+  TintFit() {
     params_.tuning.enable_temporal_filter = 0;
     params_.tuning.prj_delta_thd = 1.0f;
     params_.tuning.tint_update_gain = 1.0f;
-    engine_.SetMirvoParams(params_);
-    engine_.SetMirvoDebugParams(debug_);
   }
 
   // Horizontal edges first, then vertical ones, as in the flat edge vectors.
@@ -34,10 +29,6 @@ class TintFit : public ::testing::Test {
   void SetWeights(float w) {
     for (int i = 0; i < kNumEdges; ++i) Weight(i) = w;
   }
-
-  MirvoParams params_;
-  MirvoDebugParams debug_;
-  MirvoHybrid engine_;
 };
 
 TEST_F(TintFit, GradientsProportionalToProfileProjectToTheFactor) {
