@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "core/crop_info.h"
 #include "core/matrix.h"
@@ -33,19 +34,7 @@ TEST(Records, StatsMoveTransfersOwnership) {
   EXPECT_EQ(a.cells, nullptr);
 }
 
-TEST(Records, ByteMatrixWidensWithoutScaling) {
-  unsigned char flags[24][32] = {};
-  flags[0][1] = 1;
-  flags[23][31] = 255;
-  Matrix<unsigned short> m(flags);
-  EXPECT_EQ(m.cols, 32);
-  EXPECT_EQ(m.rows, 24);
-  EXPECT_EQ(m(0, 0), 0);
-  EXPECT_EQ(m(0, 1), 1);
-  EXPECT_EQ(m(23, 31), 255);
-}
-
-TEST(Records, FloatMatrixFromPlaneCopiesRowMajor) {
+TEST(Records, MatrixFromArrayCopiesRowMajorAndWidensWithoutScaling) {
   float plane[13][17];
   for (int r = 0; r < 13; ++r)
     for (int c = 0; c < 17; ++c) plane[r][c] = r * 100.0f + c;
@@ -55,6 +44,19 @@ TEST(Records, FloatMatrixFromPlaneCopiesRowMajor) {
   ASSERT_EQ(m.data.size(), 221u);
   EXPECT_EQ(m.data[1 * 17 + 2], 102.0f);
   EXPECT_EQ(m.data[220], 1216.0f);
+
+  unsigned char flags[24][32] = {};
+  flags[0][1] = 1;
+  flags[23][31] = 255;
+  Matrix<unsigned short> wide(flags);
+  EXPECT_EQ(wide.cols, 32);
+  EXPECT_EQ(wide.rows, 24);
+  EXPECT_EQ(wide.data, [] {
+    std::vector<unsigned short> v(768);
+    v[1] = 1;
+    v[767] = 255;
+    return v;
+  }());
 }
 
 TEST(Records, InitMirvoParamsSetsDefaultsAndKeepsProfile) {
