@@ -57,45 +57,41 @@ TEST(LscGain, StartsAsUnitRatios) {
   ExpectEvery(gain.lsc_log_BG_gain, 0.0f);
 }
 
-TEST(LscGain, FlatTableGivesZeroLogsAndNeutralDumps) {
-  LscGain gain;
-  gain.Init(UniformTable(1, 1, 1, 1));
-  ExpectEvery(gain.lsc_log_RG_gain, 0.0f);
-  ExpectEvery(gain.lsc_log_BG_gain, 0.0f);
+// Constant ratios: the same log in every cell, the ratios in the text dump,
+// and in the raw dump (B G / G R: blue rows first, red on odd columns of odd
+// rows) codes of 512 per unit ratio, saturating at 1023.
+TEST(LscGain, ConstantRatiosGiveConstantLogsAndDumps) {
+  struct Case {
+    LscTable table;
+    float rg, bg;
+    const char *rg_text, *bg_text;
+    int r_code, b_code;
+  } const cases[] = {
+      {UniformTable(1, 1, 1, 1), 1.0f, 1.0f, "1 ", "1 ", 512, 512},
+      {UniformTable(2, 1, 1, 0.25f), 2.0f, 0.25f, "2 ", "0.25 ", 1023, 128},  // 1024 saturates
+  };
+  for (const Case& k : cases) {
+    SCOPED_TRACE(k.rg_text);
+    LscGain gain;
+    gain.Init(k.table);
+    ExpectEvery(gain.lsc_log_RG_gain, logf(k.rg));
+    ExpectEvery(gain.lsc_log_BG_gain, logf(k.bg));
 
-  TempDir dir;
-  ASSERT_EQ(gain.Save(dir.File("g.txt").c_str()), kOk);
-  const std::string ones = Repeat(Repeat("1 ", 32) + "\n", 24);
-  EXPECT_EQ(ReadFile(dir.File("g.txt")), "gain_rg:\n" + ones + "gain_bg:\n" + ones);
-  ASSERT_EQ(gain.SaveAsRaw(dir.File("g.raw").c_str()), kOk);
-  const std::string raw = ReadFile(dir.File("g.raw"));
-  ASSERT_EQ(raw.size(), 6144u);
-  for (int r = 0; r < 48; ++r)
-    for (int c = 0; c < 64; ++c) ASSERT_EQ(Sample(raw, r, c), 512) << r << "," << c;
-}
-
-TEST(LscGain, DoubleRedGivesLogTwoAndSaturatedCode) {
-  LscGain gain;
-  gain.Init(UniformTable(2, 1, 1, 0.25f));
-  ExpectEvery(gain.lsc_log_RG_gain, logf(2.0f));
-  ExpectEvery(gain.lsc_log_BG_gain, logf(0.25f));
-  EXPECT_NEAR(gain.lsc_log_RG_gain(0, 0), 0.693147f, 1e-6f);
-
-  TempDir dir;
-  ASSERT_EQ(gain.Save(dir.File("g.txt").c_str()), kOk);
-  EXPECT_EQ(ReadFile(dir.File("g.txt")),
-            "gain_rg:\n" + Repeat(Repeat("2 ", 32) + "\n", 24) + "gain_bg:\n" + Repeat(Repeat("0.25 ", 32) + "\n", 24));
-  // B G / G R: blue rows first, red on odd columns of odd rows.
-  ASSERT_EQ(gain.SaveAsRaw(dir.File("g.raw").c_str()), kOk);
-  const std::string raw = ReadFile(dir.File("g.raw"));
-  ASSERT_EQ(raw.size(), 6144u);
-  for (int r = 0; r < 48; r += 2)
-    for (int c = 0; c < 64; c += 2) {
-      ASSERT_EQ(Sample(raw, r, c), 128);  // 0.25 * 512
-      ASSERT_EQ(Sample(raw, r, c + 1), 512);
-      ASSERT_EQ(Sample(raw, r + 1, c), 512);
-      ASSERT_EQ(Sample(raw, r + 1, c + 1), 1023);  // 1024 saturates
-    }
+    TempDir dir;
+    ASSERT_EQ(gain.Save(dir.File("g.txt").c_str()), kOk);
+    EXPECT_EQ(ReadFile(dir.File("g.txt")), "gain_rg:\n" + Repeat(Repeat(k.rg_text, 32) + "\n", 24) + "gain_bg:\n" +
+                                               Repeat(Repeat(k.bg_text, 32) + "\n", 24));
+    ASSERT_EQ(gain.SaveAsRaw(dir.File("g.raw").c_str()), kOk);
+    const std::string raw = ReadFile(dir.File("g.raw"));
+    ASSERT_EQ(raw.size(), 6144u);
+    for (int r = 0; r < 48; r += 2)
+      for (int c = 0; c < 64; c += 2) {
+        ASSERT_EQ(Sample(raw, r, c), k.b_code);
+        ASSERT_EQ(Sample(raw, r, c + 1), 512);
+        ASSERT_EQ(Sample(raw, r + 1, c), 512);
+        ASSERT_EQ(Sample(raw, r + 1, c + 1), k.r_code);
+      }
+  }
 }
 
 TEST(LscGain, NodeWithoutGreenContributesZeroRatio) {
