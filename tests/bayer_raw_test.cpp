@@ -70,18 +70,6 @@ TEST(BayerRaw, PatternsAssignQuadPositionsToPlanes) {
   }
 }
 
-TEST(BayerRaw, Raw10GroupUnpacksLowBitsInPixelOrder) {
-  TempDir dir;
-  // Width 4: payload 5 bytes, padded with 3 to a multiple of 8.
-  WriteFile(dir.File("f.raw10"), std::string("\xFF\x00\x80\x01\xE4\x00\x00\x00", 8));
-  FILE* file = std::fopen(dir.File("f.raw10").c_str(), "rb");
-  ASSERT_NE(file, nullptr);
-  uint16_t pixels[4] = {};
-  EXPECT_EQ(ReadRaw10Mipi(file, 1, 4, pixels), 0);
-  std::fclose(file);
-  EXPECT_EQ(std::vector<uint16_t>(pixels, pixels + 4), (std::vector<uint16_t>{1020, 1, 514, 7}));
-}
-
 TEST(BayerRaw, Raw10RowsArePaddedToEightBytes) {
   TempDir dir;
   // Width 12: payload 15 bytes and 1 byte of padding per row.
