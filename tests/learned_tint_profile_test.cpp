@@ -81,9 +81,8 @@ TEST_F(ProfileFile, ShortFileIsNotDetected) {
   EXPECT_EQ(profile_.BUL[0][2], 3.0f);
   EXPECT_EQ(profile_.BgVHXY[0], -1.0f);
   EXPECT_EQ(Load(""), kOk);
-}
 
-TEST_F(ProfileFile, MissingFileLeavesProfileUntouched) {
+  // A missing file is noticed and leaves the profile untouched.
   const LearnedTintProfile before = profile_;
   EXPECT_EQ(LoadLearnedTintProfile(dir_.File("absent.txt").c_str(), profile_), kFileError);
   EXPECT_EQ(std::memcmp(&before, &profile_, sizeof before), 0);

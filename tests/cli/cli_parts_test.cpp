@@ -342,12 +342,11 @@ TEST(DiagDump, ScalarsNumberGridsAndByteGrids) {
   EXPECT_TRUE(d.grids[2].bytes);
   EXPECT_EQ(d.grids[2].values, (std::vector<double>{1, 0, 10, 32}));
   EXPECT_EQ(d.grids[3].values, (std::vector<double>{1}));
-}
 
-TEST(DiagDump, OnlyGridsStartsWithAnEmptyLine) {
-  const DiagDump d = ParseDiagDump("\ng[1][1]=\n3\n", "d.txt");
-  EXPECT_TRUE(d.scalars.empty());
-  ASSERT_EQ(d.grids.size(), 1u);
+  // A dump of grids only starts with an empty line.
+  const DiagDump grids = ParseDiagDump("\ng[1][1]=\n3\n", "d.txt");
+  EXPECT_TRUE(grids.scalars.empty());
+  ASSERT_EQ(grids.grids.size(), 1u);
   EXPECT_TRUE(ParseDiagDump("", "d.txt").grids.empty());
 }
 
