@@ -28,7 +28,8 @@ class FrameSource {
   FrameSource& operator=(const FrameSource&) = delete;
 
   // The next frame, in order. Blocks until it is ready; rethrows the error
-  // its preparation raised (later frames are then abandoned).
+  // its preparation raised. Later frames are then abandoned: taking one
+  // throws rather than waiting for it.
   mirvo::Stats Take();
 
   // Number of worker threads to use by default: one per core.

@@ -126,12 +126,23 @@ TEST(RawOptions, RejectsImpossibleFrames) {
   for (const std::vector<std::string>& bad : {std::vector<std::string>{"--black-level", "1,2"},
                                               {"--black-level", "16383"},
                                               {"--grid", "32"},
-                                              {"--grid", "60x24"},
-                                              {"--mipi", "--bits", "12"}}) {
+                                              {"--grid", "60x24"}}) {
     EXPECT_THROW(Raw(bad), UsageError) << bad[0] << " " << bad[1];
   }
   std::vector<OptionSpec> specs;
   AddRawOptionSpecs(&specs);
+  // RAW10 needs 10 bits and whole groups of 4 pixels per row.
+  for (const char* bits_width : {"12x100", "10x102"}) {
+    const std::string bw = bits_width;
+    const std::vector<std::string> argv = {"--width",       bw.substr(3), "--height", "50",    "--bits",
+                                           bw.substr(0, 2), "--pattern",  "RGGB",     "--mipi"};
+    try {
+      ParseRawOptions(Args("s", specs, argv));
+      ADD_FAILURE() << bits_width;
+    } catch (const UsageError& e) {
+      EXPECT_NE(std::string(e.what()).find("--mipi:"), std::string::npos) << e.what();
+    }
+  }
   EXPECT_THROW(
       ParseRawOptions(Args("s", specs, {"--width", "101", "--height", "50", "--bits", "10", "--pattern", "RGGB"})),
       UsageError);
@@ -408,6 +419,8 @@ TEST(FrameSource, ErrorsArriveWithTheirFrame) {
     EXPECT_STREQ(e.what(), "frame3.raw: broken");
     EXPECT_EQ(e.exit_status(), 1);
   }
+  // Frames after the failed one are abandoned; asking for one does not hang.
+  for (int i = 0; i < 2; ++i) EXPECT_THROW(source.Take(), CliError);
 }
 
 TEST(FrameSource, UnexpectedExceptionsBecomeOneLine) {
