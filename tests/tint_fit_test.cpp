@@ -168,8 +168,15 @@ TEST_F(TintFit, LogTintBecomesLinearGainOfMeanOne) {
   }
   EXPECT_TRUE(engine_.state_.scalars().empty());
 
-  // A positive log tint lowers the gain; the mean is 1 again.
+  // With diagnostics, a zero tint records gains of exactly 1.
   debug_.debug_enable = true;
+  engine_.log_tint_u.data.assign(221, 0.0f);
+  engine_.log_tint_v.data.assign(221, 0.0f);
+  engine_.LogToLinear();
+  EXPECT_EQ(engine_.state_.scalars().at("red_gain"), 1.0f);
+  EXPECT_EQ(engine_.state_.scalars().at("blue_gain"), 1.0f);
+
+  // A positive log tint lowers the gain; the mean is 1 again.
   engine_.log_tint_u.data.assign(221, 0.0f);
   engine_.log_tint_v.data.assign(221, 0.0f);
   const float ln2 = std::log(2.0f);
