@@ -68,11 +68,12 @@ void FrameSource::Work() {
 mirvo::Stats FrameSource::Take() {
   std::unique_lock<std::mutex> lock(mutex_);
   if (next_take_ >= count_) throw DataError("internal error: no more frames");
-  Slot& slot = slots_[next_take_];
-  // After a failure the workers stop, so a frame not yet prepared never will be.
-  ready_.wait(lock, [this, &slot] { return slot.state != State::kPending || stop_; });
-  if (slot.state == State::kPending)
+  // After a failure the workers stop: a frame not yet prepared never will be,
+  // so every later frame is refused, prepared or not.
+  if (stop_)
     throw DataError("internal error: frame " + std::to_string(next_take_) + " abandoned after an earlier failure");
+  Slot& slot = slots_[next_take_];
+  ready_.wait(lock, [&slot] { return slot.state != State::kPending; });
   ++next_take_;
   if (slot.state == State::kFailed) {
     stop_ = true;
