@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "core/mirvo_params.h"
-#include "engine/simd4.h"
+#include "core/simd4.h"
 
 // Per-row building blocks of the gradient stage and the profile fit. They
 // work on 32 lanes at a time (one row of cells); a horizontal row has only 31

@@ -2,9 +2,9 @@
 #include <cstring>
 
 #include "core/log_tag.h"
+#include "core/simd4.h"
 #include "engine/filters.h"
 #include "engine/mirvo_hybrid.h"
-#include "engine/simd4.h"
 
 namespace mirvo {
 

@@ -3,10 +3,10 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/simd4.h"
+#include "core/vector_math.h"
 #include "engine/gradient_steps.h"
 #include "engine/mirvo_hybrid.h"
-#include "engine/simd4.h"
-#include "engine/vector_math.h"
 
 // The eight-lane cell pass below passes its vectors only between
 // always-inlined helpers inside the AVX2 function, never across an ABI

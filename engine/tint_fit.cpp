@@ -2,10 +2,10 @@
 #include <cmath>
 
 #include "core/log_tag.h"
+#include "core/simd4.h"
+#include "core/vector_math.h"
 #include "engine/edge_kernels.h"
 #include "engine/mirvo_hybrid.h"
-#include "engine/simd4.h"
-#include "engine/vector_math.h"
 
 namespace mirvo {
 

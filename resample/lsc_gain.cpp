@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <fstream>
 
-#include "engine/simd4.h"
-#include "engine/vector_math.h"
+#include "core/simd4.h"
+#include "core/vector_math.h"
 #include "io/lsc_table_file.h"
 #include "resample/bicubic.h"
 

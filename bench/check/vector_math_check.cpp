@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "engine/vector_math.h"
+#include "core/vector_math.h"
 
 namespace {
 

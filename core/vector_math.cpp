@@ -1,4 +1,4 @@
-#include "engine/vector_math.h"
+#include "core/vector_math.h"
 
 #include <cmath>
 #include <cstring>
