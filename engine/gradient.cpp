@@ -3,6 +3,7 @@
 
 #include "engine/edge_kernels.h"
 #include "engine/gradient_steps.h"
+#include "engine/grid_kernels.h"
 #include "engine/mirvo_hybrid.h"
 
 // The eight-lane pass below passes its vectors only between always-inlined
@@ -17,7 +18,7 @@ namespace {
 constexpr int kRows = 24;
 constexpr int kCols = 32;
 
-bool IsShape(const Matrix<float>& m, int cols, int rows) { return m.cols == cols && m.rows == rows; }
+using internal::IsShape;
 
 // Any other shape of the grids (only a caller reshaping the public members
 // can make one) takes the element-by-element path below.

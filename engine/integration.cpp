@@ -4,15 +4,12 @@
 #include "core/log_tag.h"
 #include "core/simd4.h"
 #include "engine/filters.h"
+#include "engine/grid_kernels.h"
 #include "engine/mirvo_hybrid.h"
 
 namespace mirvo {
 
-namespace {
-
-bool IsShape(const Matrix<float>& m, int cols, int rows) { return m.cols == cols && m.rows == rows; }
-
-}  // namespace
+using internal::IsShape;
 
 namespace internal {
 

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "engine/grid_kernels.h"
 #include "io/lsc_table_file.h"
 
 namespace mirvo {
@@ -75,27 +76,9 @@ int MirvoHybrid::LoadLscBaseTable(const char* path) {
   return 0;
 }
 
-namespace {
-
-// Separate buffers, which the compiler cannot know: say so, so it vectorises.
-void AddRun(float* __restrict x, const float* __restrict g) {
-  for (int i = 0; i < 768; ++i) x[i] += g[i];
-}
-
-void AddGain(Matrix<float>& log_input, const Matrix<float>& gain) {
-  const int n = log_input.rows * log_input.cols;
-  if (n == 768 && gain.size() == 768) {
-    AddRun(log_input.data.data(), gain.data.data());
-    return;
-  }
-  for (int i = 0; i < n; ++i) log_input.data[i] += gain.data[i];
-}
-
-}  // namespace
-
 void MirvoHybrid::ApplyLscBaseTable() {
-  AddGain(log_stats_.log_u_input, lsc_gain_.lsc_log_RG_gain);
-  AddGain(log_stats_.log_v_input, lsc_gain_.lsc_log_BG_gain);
+  internal::AddLogGains(lsc_gain_.lsc_log_RG_gain, log_stats_.log_u_input);
+  internal::AddLogGains(lsc_gain_.lsc_log_BG_gain, log_stats_.log_v_input);
 }
 
 LscTable* MirvoHybrid::GetMirvoTable() { return &mirvo_table_; }

@@ -4,25 +4,12 @@
 
 #include "core/log_tag.h"
 #include "engine/gradient_steps.h"
+#include "engine/grid_kernels.h"
 #include "engine/mirvo_hybrid.h"
 
 namespace mirvo {
 
 namespace {
-
-template <int N>
-void AddRun(const float* __restrict gain, float* __restrict log_input) {
-  for (int i = 0; i < N; ++i) log_input[i] = gain[i] + log_input[i];
-}
-
-void AddInPlace(const Matrix<float>& gain, Matrix<float>& log_input) {
-  const int n = log_input.rows * log_input.cols;
-  if (n == 768 && gain.size() == 768) {
-    AddRun<768>(gain.data.data(), log_input.data.data());
-    return;
-  }
-  for (int i = 0; i < n; ++i) log_input.data[i] = gain.data[i] + log_input.data[i];
-}
 
 constexpr int kNodes = 13 * 17;
 constexpr int kMainNodes = kNodes / 4 * 4;  // whole four-lane steps; the last node apart
@@ -72,16 +59,6 @@ float MinOfPlane(const float* __restrict x, float m) {
   return m;
 }
 
-template <int kBegin, int kEnd>
-void DividePlane(float* __restrict x, float m) {
-  for (int i = kBegin; i < kEnd; ++i) x[i] = x[i] / m;
-}
-
-void DividePlane(float* x, float m) {
-  DividePlane<0, kMainNodes>(x, m);
-  DividePlane<kMainNodes, kNodes>(x, m);
-}
-
 }  // namespace
 
 void MirvoHybrid::GenerateDlscTable() {
@@ -112,8 +89,8 @@ void MirvoHybrid::GenerateDlscTable() {
 
   // The statistics arrive without the base table's shading; put it back so
   // the estimate is the residual tint of the corrected image.
-  AddInPlace(lsc_gain_.lsc_log_RG_gain, log_u);
-  AddInPlace(lsc_gain_.lsc_log_BG_gain, log_v);
+  internal::AddLogGains(lsc_gain_.lsc_log_RG_gain, log_u);
+  internal::AddLogGains(lsc_gain_.lsc_log_BG_gain, log_v);
   if (debug) {
     state_.Set("log_stats_U[24][32]", log_u);
     state_.Set("log_stats_V[24][32]", log_v);
@@ -198,10 +175,10 @@ void MirvoHybrid::MergeTintBaseTables() {
   // Lift the smallest gain to exactly 1, but never amplify a table more than
   // tenfold; both bounds are exclusive.
   if (m > 0.1f && m < 1.0f) {
-    DividePlane(&out.r_gain[0][0], m);
-    DividePlane(&out.gr_gain[0][0], m);
-    DividePlane(&out.gb_gain[0][0], m);
-    DividePlane(&out.b_gain[0][0], m);
+    internal::DivideAll<kNodes>(&out.r_gain[0][0], m);
+    internal::DivideAll<kNodes>(&out.gr_gain[0][0], m);
+    internal::DivideAll<kNodes>(&out.gb_gain[0][0], m);
+    internal::DivideAll<kNodes>(&out.b_gain[0][0], m);
   }
   if (pdebug_params_->debug_enable) {
     state_.Set("output_table_R[13][17]", Matrix<float>(out.r_gain));

@@ -5,6 +5,7 @@
 #include "core/simd4.h"
 #include "core/vector_math.h"
 #include "engine/edge_kernels.h"
+#include "engine/grid_kernels.h"
 #include "engine/mirvo_hybrid.h"
 
 namespace mirvo {
@@ -93,18 +94,6 @@ Sums LinearTint(float* __restrict u, float* __restrict v) {
     s.v += v[i];
   }
   return s;
-}
-
-template <int kBegin, int kEnd>
-void Divide(float* __restrict x, float d) {
-  for (int i = kBegin; i < kEnd; ++i) x[i] = x[i] / d;
-}
-
-// Whole four-lane steps (vectorised), then the rest.
-template <int N>
-void DivideAll(float* x, float d) {
-  Divide<0, N / 4 * 4>(x, d);
-  Divide<N / 4 * 4, N>(x, d);
 }
 
 }  // namespace
@@ -222,8 +211,8 @@ void MirvoHybrid::LogToLinear() {
     m = LinearTintAnyShape(scale);
   }
   if (log_tint_u.size() == 221 && log_tint_v.size() == 221) {
-    DivideAll<221>(log_tint_u.data.data(), m.u);
-    DivideAll<221>(log_tint_v.data.data(), m.v);
+    internal::DivideAll<221>(log_tint_u.data.data(), m.u);
+    internal::DivideAll<221>(log_tint_v.data.data(), m.v);
   } else {
     for (float& x : log_tint_u.data) x /= m.u;
     for (float& x : log_tint_v.data) x /= m.v;
