@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "io/tuning_text.h"
 #include "tools/stats_text_format.h"
 
 namespace mirvo_cli {
@@ -79,23 +80,6 @@ bool IsValueLine(const std::string& line) {
   return !(std::isalnum(next) || next == '.' || next == '_');
 }
 
-// As the tuning reader finds its sections: the name behind blanks,
-// asterisks and slashes only.
-bool LineCarries(const std::string& line, const std::string& name) {
-  size_t pos = line.find_first_not_of(" */");
-  if (pos == std::string::npos) pos = line.empty() ? 0 : line.size() - 1;
-  return line.compare(pos, name.size(), name) == 0;
-}
-
-// The tuning reader's trimming of initialiser-list decoration.
-std::string ValueOf(const std::string& token) {
-  const size_t first = token.find_first_not_of("{ ");
-  if (first == std::string::npos) return std::string();
-  const size_t last = token.find_last_not_of(" },");
-  if (last == std::string::npos || last < first) return std::string();
-  return token.substr(first, last - first + 1);
-}
-
 std::string Count(int n, const char* what) { return std::to_string(n) + " " + what; }
 
 // `count` values of a tuning grid or block; blocks skip tokens that trim to
@@ -106,7 +90,7 @@ std::string TuningValues(TextCursor& in, const std::string& section, int count, 
   int stored = 0;
   while (stored < count) {
     if (!in.Token(&token)) return section + ": file ends after " + Count(stored, "values");
-    const std::string value = ValueOf(token);
+    const std::string value = mirvo::internal::GetValueStr(token);
     if (value.empty() && skip_empty) continue;
     if (!IsFloatToken(value))
       return section + ": value " + std::to_string(stored + 1) + " " + QuoteToken(token) + " is not a finite number";
@@ -189,7 +173,7 @@ std::string TuningTextProblem(const std::string& text) {
   std::string line;
   auto move_to = [&](const char* name) {
     while (in.Line(&line))
-      if (LineCarries(line, name)) return true;
+      if (mirvo::internal::LineCarries(line, name)) return true;
     return false;
   };
   auto missing = [](const char* name) { return std::string("section ") + name + " not found"; };

@@ -12,9 +12,32 @@
 
 #include "core/log_tag.h"
 #include "io/default_tuning.h"
+#include "io/tuning_text.h"
 
 namespace mirvo {
+
+namespace internal {
+
+bool LineCarries(const std::string& line, const std::string& name) {
+  size_t pos = line.find_first_not_of(" */");
+  if (pos == std::string::npos) pos = line.empty() ? 0 : line.size() - 1;
+  return line.compare(pos, name.size(), name) == 0;
+}
+
+std::string GetValueStr(const std::string& token) {
+  const size_t first = token.find_first_not_of("{ ");
+  if (first == std::string::npos) return std::string();
+  const size_t last = token.find_last_not_of(" },");
+  if (last == std::string::npos || last < first) return std::string();
+  return token.substr(first, last - first + 1);
+}
+
+}  // namespace internal
+
 namespace {
+
+using internal::GetValueStr;
+using internal::LineCarries;
 
 // Field order of TuningParams, as the nine value lines of the file hold them.
 constexpr const char* kTuningFieldNames[9] = {
@@ -65,14 +88,6 @@ int CheckErrorBits(std::ifstream& file) {
   return 0;
 }
 
-// True if `line` carries `name` behind blanks, asterisks and slashes only, as
-// on a C comment line. Tabs are not skipped.
-bool LineCarries(const std::string& line, const std::string& name) {
-  size_t pos = line.find_first_not_of(" */");
-  if (pos == std::string::npos) pos = line.empty() ? 0 : line.size() - 1;
-  return line.compare(pos, name.size(), name) == 0;
-}
-
 // Reads lines up to and including the one carrying `name`. 0 found; -1 when
 // the stream runs out (the file is then closed).
 int MoveToLine(std::ifstream& file, const std::string& name) {
@@ -99,16 +114,6 @@ int GetNumberFromLine(const std::string& line, T* out) {
     return kInvalidInput;
   }
   return 0;
-}
-
-// Strips initialiser-list decoration. Tokens made only of closing braces and
-// commas come out empty.
-std::string GetValueStr(const std::string& token) {
-  const size_t first = token.find_first_not_of("{ ");
-  if (first == std::string::npos) return std::string();
-  const size_t last = token.find_last_not_of(" },");
-  if (last == std::string::npos || last < first) return std::string();
-  return token.substr(first, last - first + 1);
 }
 
 // A 13 x 17 grid: exactly 221 tokens. std::stof throws on a token that holds
