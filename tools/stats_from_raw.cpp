@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/cpu_features.h"
+#include "core/simd4.h"
 #include "core/stats.h"
 #include "tools/bayer_raw.h"
 
@@ -60,22 +61,16 @@ struct Segment {
   uint32_t any;
 };
 
-// The compilers' generic vectors of four lanes (SSE2, NEON) and eight (AVX2).
-template <int kLanes>
-struct Lanes;
+// Raw samples for the lanes of a float vector of the shared vector helpers.
+template <typename V>
+struct SampleVector;
 template <>
-struct Lanes<4> {
-  typedef uint16_t U16 __attribute__((vector_size(8)));
-  typedef int32_t I32 __attribute__((vector_size(16)));
-  typedef uint32_t U32 __attribute__((vector_size(16)));
-  typedef float F32 __attribute__((vector_size(16)));
+struct SampleVector<internal::F4> {
+  typedef uint16_t Type __attribute__((vector_size(8)));
 };
 template <>
-struct Lanes<8> {
-  typedef uint16_t U16 __attribute__((vector_size(16)));
-  typedef int32_t I32 __attribute__((vector_size(32)));
-  typedef uint32_t U32 __attribute__((vector_size(32)));
-  typedef float F32 __attribute__((vector_size(32)));
+struct SampleVector<internal::F8> {
+  typedef uint16_t Type __attribute__((vector_size(16)));
 };
 
 // SumSegment a vector at a time: every lane does the scalar float operations
@@ -84,13 +79,13 @@ struct Lanes<8> {
 // `row` (to the end of the plane), so a short last vector reads past x_end
 // only where samples exist, and masks them out. Always inlined, so each width
 // is compiled for the target of its caller.
-template <int kLanes>
+template <typename F32V>
 __attribute__((always_inline)) inline Segment SumSegmentLanes(const uint16_t* row, int x_begin, int x_end, size_t room,
                                                               const Removal& ch) {
-  typedef typename Lanes<kLanes>::U16 U16V;
-  typedef typename Lanes<kLanes>::I32 I32V;
-  typedef typename Lanes<kLanes>::U32 U32V;
-  typedef typename Lanes<kLanes>::F32 F32V;
+  typedef typename SampleVector<F32V>::Type U16V;
+  typedef typename internal::VectorTraits<F32V>::Int I32V;
+  typedef typename internal::VectorTraits<F32V>::Unsigned U32V;
+  constexpr int kLanes = internal::VectorTraits<F32V>::kLanes;
   const int32_t level = ch.level;
   const int shift = static_cast<int>(ch.shift);
   const float gain = ch.gain;
@@ -133,7 +128,7 @@ __attribute__((always_inline)) inline Segment SumSegmentLanes(const uint16_t* ro
 #if defined(__x86_64__)
 __attribute__((target("avx2"))) Segment SumSegmentEight(const uint16_t* row, int x_begin, int x_end, size_t room,
                                                         const Removal& ch) {
-  return SumSegmentLanes<8>(row, x_begin, x_end, room, ch);
+  return SumSegmentLanes<internal::F8>(row, x_begin, x_end, room, ch);
 }
 #endif
 
@@ -146,7 +141,7 @@ Segment SumSegment(const uint16_t* row, int x_begin, int x_end, size_t room, con
 #if defined(__x86_64__)
   if (internal::HaveEightLanes()) return SumSegmentEight(row, x_begin, x_end, room, ch);
 #endif
-  return SumSegmentLanes<4>(row, x_begin, x_end, room, ch);
+  return SumSegmentLanes<internal::F4>(row, x_begin, x_end, room, ch);
 }
 
 }  // namespace
