@@ -1,5 +1,9 @@
 #pragma once
 
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+
 namespace mirvo_bench {
 
 // Floors measured in the same run, in seconds per call:
@@ -12,5 +16,16 @@ double MathFloorSeconds(int logf_calls, int expf_calls);
 double CellPassSeconds();
 // and a plain read of a 12 MP frame's samples (sum of all of them).
 double RawReadSeconds();
+
+// Runs body once per iteration and reports its mean time over the floor as
+// the counter "x_floor".
+template <typename Body>
+void Measure(benchmark::State& state, double floor_seconds, Body&& body) {
+  const auto start = std::chrono::steady_clock::now();
+  for (auto _ : state) body();
+  const double per_iter =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / state.iterations();
+  state.counters["x_floor"] = per_iter / floor_seconds;
+}
 
 }  // namespace mirvo_bench

@@ -6,7 +6,6 @@
 // for the others.
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 
 #include "baselines.h"
 #include "bench_fixtures.h"
@@ -40,16 +39,6 @@ struct EngineFixture {
     core.GetOutputLscTable(&out);
   }
 };
-
-// Runs body once per iteration and reports its mean time over the floor.
-template <typename Body>
-void Measure(benchmark::State& state, double floor_seconds, Body&& body) {
-  const auto start = std::chrono::steady_clock::now();
-  for (auto _ : state) body();
-  const double per_iter =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / state.iterations();
-  state.counters["x_floor"] = per_iter / floor_seconds;
-}
 
 void BM_Frame(benchmark::State& state) {
   const bool debug = state.range(0) != 0;
