@@ -8,32 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "cli_error.h"
-#include "commands.h"
-#include "log_sink.h"
+#include "base/cli_error.h"
+#include "base/log_sink.h"
+#include "commands/commands.h"
 
 namespace mirvo_cli {
 namespace {
-
-const char kUsage[] =
-    "usage: mirvo <command> [options]\n"
-    "\n"
-    "Estimates residual colour shading from camera statistics and writes corrected\n"
-    "lens shading tables, driving the library as the camera stack does.\n"
-    "\n"
-    "commands:\n"
-    "  demo    run the engine on a synthetic capture sequence (no input files needed)\n"
-    "  run     run the engine over statistics dumps or raw frames\n"
-    "  stats   build the statistics dump of one raw frame\n"
-    "  table   summarise an LSC table header file, export or draw it\n"
-    "  view    draw every grid of a diagnostic dump as a heatmap\n"
-    "\n"
-    "options:\n"
-    "  -h, --help     show this help (mirvo <command> --help for a command)\n"
-    "  --version      show the version\n"
-    "  -v, --verbose  also show the library's debug log lines\n"
-    "\n"
-    "exit status: 0 success, 1 bad input data or unwritable output, 2 usage error\n";
 
 int Dispatch(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
@@ -42,7 +22,7 @@ int Dispatch(int argc, char** argv) {
   while (!args.empty() && !args[0].empty() && args[0][0] == '-') {
     const std::string opt = args[0];
     if (opt == "--help" || opt == "-h") {
-      std::fputs(kUsage, stdout);
+      std::fputs(UsageText().c_str(), stdout);
       return kExitOk;
     }
     if (opt == "--version") {
@@ -57,21 +37,17 @@ int Dispatch(int argc, char** argv) {
     throw UsageError("mirvo: unknown option " + opt + " (see mirvo --help)");
   }
   if (args.empty()) {
-    std::fputs(kUsage, stderr);
+    std::fputs(UsageText().c_str(), stderr);
     return kExitUsageError;
   }
   InstallLogSink(verbose);
   const std::string command = args[0];
   args.erase(args.begin());
-  if (command == "demo") return CommandDemo(args);
-  if (command == "run") return CommandRun(args);
-  if (command == "stats") return CommandStats(args);
-  if (command == "table") return CommandTable(args);
-  if (command == "view") return CommandView(args);
   if (command == "help") {
-    std::fputs(kUsage, stdout);
+    std::fputs(UsageText().c_str(), stdout);
     return kExitOk;
   }
+  if (const Command* c = FindCommand(command)) return RunCommand(*c, args);
   throw UsageError("mirvo: unknown command '" + command + "' (see mirvo --help)");
 }
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "core/stats.h"
-#include "demo_scene.h"
+#include "demo/demo_scene.h"
 #include "io/default_tuning.h"
 #include "io/lsc_table_file.h"
 #include "io/tuning_file.h"

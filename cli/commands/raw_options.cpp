@@ -1,0 +1,91 @@
+#include "commands/raw_options.h"
+
+#include <cmath>
+
+namespace mirvo_cli {
+namespace {
+
+bool KnownPattern(const std::string& p) { return p == "RGGB" || p == "GRBG" || p == "BGGR" || p == "GBRG"; }
+
+}  // namespace
+
+void AddRawOptionSpecs(std::vector<OptionSpec>* specs) {
+  for (const char* name : {"--width", "--height", "--bits", "--pattern", "--black-level", "--grid"})
+    specs->push_back({name, OptionKind::kValue});
+  specs->push_back({"--mipi", OptionKind::kFlag});
+}
+
+RawOptions ParseRawOptions(const Args& args) {
+  RawOptions raw;
+  // Planes are half the frame in each direction, so both sides must be even.
+  raw.width = static_cast<int>(args.RequireInt("--width", 2, 65534));
+  raw.height = static_cast<int>(args.RequireInt("--height", 2, 65534));
+  if (raw.width % 2 || raw.height % 2) args.Fail("--width and --height must be even");
+  if (static_cast<uint64_t>(raw.width) * raw.height > (1ull << 28))
+    args.Fail("frame of " + std::to_string(raw.width) + "x" + std::to_string(raw.height) + " pixels is too large");
+  // Samples are scaled up to 14 bits by a left shift, so deeper raws cannot be taken.
+  raw.bits = static_cast<int>(args.RequireInt("--bits", 1, 14));
+  raw.pattern = args.Require("--pattern");
+  if (!KnownPattern(raw.pattern))
+    args.Fail("--pattern: unknown Bayer pattern '" + raw.pattern + "' (RGGB, GRBG, BGGR or GBRG)");
+  raw.mipi = args.Has("--mipi");
+  if (raw.mipi) {
+    if (raw.width % 4) args.Fail("--mipi: RAW10 rows hold groups of 4 pixels, --width must be a multiple of 4");
+    if (raw.bits != 10) args.Fail("--mipi: RAW10 samples have 10 bits, --bits must be 10");
+  }
+  if (args.Has("--black-level")) {
+    const std::vector<std::string> parts = SplitCommas(args.Get("--black-level"));
+    if (parts.size() != 1 && parts.size() != 4) args.Fail("--black-level: give one value or four (a,b,c,d)");
+    for (size_t i = 0; i < 4; ++i) {
+      long v = 0;
+      const std::string& text = parts[parts.size() == 1 ? 0 : i];
+      if (!ParseLong(text, &v) || v < 0 || v > 16382)
+        args.Fail("--black-level: '" + text + "' is not a level from 0 to 16382 (14-bit units)");
+      raw.black_level[i] = static_cast<uint16_t>(v);
+    }
+  }
+  if (args.Has("--grid")) {
+    const std::string g = args.Get("--grid");
+    const size_t x = g.find('x');
+    long cols = 0, rows = 0;
+    if (x == std::string::npos || !ParseLong(g.substr(0, x), &cols) || !ParseLong(g.substr(x + 1), &rows) || cols < 1 ||
+        rows < 1 || cols > 1024 || rows > 1024)
+      args.Fail("--grid: '" + g + "' is not COLSxROWS (for example 32x24)");
+    raw.grid_cols = static_cast<int>(cols);
+    raw.grid_rows = static_cast<int>(rows);
+  }
+  const long cell_w = raw.width / 2 / raw.grid_cols;
+  const long cell_h = raw.height / 2 / raw.grid_rows;
+  if (cell_w < 1 || cell_h < 1) args.Fail("--grid: the frame is too small for this many cells");
+  // Counts are 16-bit and sums 32-bit per cell.
+  if (cell_w * cell_h > 65535)
+    args.Fail("--grid: cells of " + std::to_string(cell_w * cell_h) +
+              " samples overflow the 16-bit counts; use a finer grid");
+  return raw;
+}
+
+uint64_t RawFileSize(const RawOptions& raw) {
+  if (!raw.mipi) return static_cast<uint64_t>(raw.width) * raw.height * 2;
+  const uint64_t payload = static_cast<uint64_t>(raw.width) * 5 / 4;
+  const uint64_t pad = payload % 8 ? 8 - payload % 8 : 0;
+  return (payload + pad) * raw.height;
+}
+
+mirvo::CropInfo ParseCrop(const Args& args, const std::string& text) {
+  const std::vector<std::string> parts = SplitCommas(text);
+  double v[6];
+  if (parts.size() != 6) args.Fail("--crop: give six numbers in_w,in_h,offs_x,offs_y,out_w,out_h");
+  for (int i = 0; i < 6; ++i)
+    if (!ParseDouble(parts[i], &v[i])) args.Fail("--crop: '" + parts[i] + "' is not a number");
+  if (v[0] <= 0 || v[1] <= 0 || v[4] <= 0 || v[5] <= 0) args.Fail("--crop: sizes must be positive");
+  mirvo::CropInfo crop;
+  crop.in_w = static_cast<float>(v[0]);
+  crop.in_h = static_cast<float>(v[1]);
+  crop.offs_x = static_cast<float>(v[2]);
+  crop.offs_y = static_cast<float>(v[3]);
+  crop.out_w = static_cast<float>(v[4]);
+  crop.out_h = static_cast<float>(v[5]);
+  return crop;
+}
+
+}  // namespace mirvo_cli

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "commands/args.h"
+#include "core/crop_info.h"
+
+namespace mirvo_cli {
+
+// How to read raw Bayer frames and build their statistics.
+struct RawOptions {
+  int width = 0;
+  int height = 0;
+  int bits = 0;
+  std::string pattern;
+  bool mipi = false;
+  uint16_t black_level[4] = {0, 0, 0, 0};  // 14-bit units, as the statistics builder takes them
+  int grid_cols = 32;
+  int grid_rows = 24;
+};
+
+// Reads --width --height --bits --pattern [--mipi] [--black-level] [--grid]
+// and checks them against each other. Throws UsageError.
+RawOptions ParseRawOptions(const Args& args);
+
+// Bytes a frame of these dimensions occupies in its file layout.
+uint64_t RawFileSize(const RawOptions& raw);
+
+// "in_w,in_h,offs_x,offs_y,out_w,out_h". Throws UsageError.
+mirvo::CropInfo ParseCrop(const Args& args, const std::string& text);
+
+// Option specs shared by the commands that read raw frames.
+void AddRawOptionSpecs(std::vector<OptionSpec>* specs);
+
+}  // namespace mirvo_cli

@@ -1,0 +1,54 @@
+#include <cstdio>
+
+#include "base/cli_error.h"
+#include "commands/args.h"
+#include "commands/commands.h"
+
+namespace mirvo_cli {
+
+const std::vector<const Command*>& Commands() {
+  static const std::vector<const Command*> commands = {&kCommandDemo, &kCommandRun, &kCommandStats, &kCommandTable,
+                                                       &kCommandView};
+  return commands;
+}
+
+const Command* FindCommand(const std::string& name) {
+  for (const Command* c : Commands()) {
+    if (name == c->name) return c;
+  }
+  return nullptr;
+}
+
+std::string UsageText() {
+  std::string text =
+      "usage: mirvo <command> [options]\n"
+      "\n"
+      "Estimates residual colour shading from camera statistics and writes corrected\n"
+      "lens shading tables, driving the library as the camera stack does.\n"
+      "\n"
+      "commands:\n";
+  for (const Command* c : Commands()) {
+    std::string name = c->name;
+    name.resize(8, ' ');
+    text += "  " + name + c->summary + "\n";
+  }
+  text +=
+      "\n"
+      "options:\n"
+      "  -h, --help     show this help (mirvo <command> --help for a command)\n"
+      "  --version      show the version\n"
+      "  -v, --verbose  also show the library's debug log lines\n"
+      "\n"
+      "exit status: 0 success, 1 bad input data or unwritable output, 2 usage error\n";
+  return text;
+}
+
+int RunCommand(const Command& command, const std::vector<std::string>& args) {
+  if (WantsHelp(args)) {
+    std::fputs(command.help, stdout);
+    return kExitOk;
+  }
+  return command.run(args);
+}
+
+}  // namespace mirvo_cli

@@ -1,0 +1,128 @@
+#include <cstdio>
+#include <memory>
+
+#include "base/cli_error.h"
+#include "checks/input_check.h"
+#include "commands/args.h"
+#include "commands/commands.h"
+#include "commands/raw_options.h"
+#include "files/atomic_file.h"
+#include "io/default_tuning.h"
+#include "pipeline/engine_session.h"
+#include "pipeline/frame_source.h"
+#include "pipeline/progress.h"
+
+namespace mirvo_cli {
+namespace {
+
+const char kHelp[] =
+    "usage: mirvo run --base FILE [--tuning FILE]\n"
+    "                 (--stats FILE... | --raw FILE... --width W --height H --bits B --pattern P\n"
+    "                  [--mipi] [--black-level a,b,c,d] [--grid COLSxROWS])\n"
+    "                 [--crop in_w,in_h,offs_x,offs_y,out_w,out_h] [--override FILE]\n"
+    "                 [--debug] [--png] [--jobs N] [--no-sync] --out-dir DIR\n"
+    "\n"
+    "Runs the engine over a sequence of frames, in the order given, with one engine\n"
+    "instance, so the temporal filter runs across them. For frame k (from 000) it\n"
+    "writes DIR/table_k.h, the corrected LSC table.\n"
+    "\n"
+    "inputs:\n"
+    "  --base FILE        LSC table header file the ISP uses (the base table)\n"
+    "  --tuning FILE      tuning header file (default: the built-in tuning)\n"
+    "  --stats FILE...    statistics text dumps, one per frame\n"
+    "  --raw FILE...      raw Bayer frames, one per frame, decoded ahead in parallel\n"
+    "  --width W, --height H  frame size in pixels (even)\n"
+    "  --bits B           bits per sample, 1 to 14\n"
+    "  --pattern P        RGGB, GRBG, BGGR or GBRG\n"
+    "  --mipi             frames are MIPI RAW10 packed (else unpacked 16-bit little-endian)\n"
+    "  --black-level L    black levels in 14-bit units, one value or a,b,c,d (default 0)\n"
+    "  --grid COLSxROWS   statistics grid (default and only value the engine takes: 32x24)\n"
+    "  --crop ...         sensor crop in pixels (default 4032,3024,0,0,4032,3024)\n"
+    "  --override FILE    override map file (key=value lines) applied to the tuning\n"
+    "\n"
+    "outputs:\n"
+    "  --out-dir DIR      output directory (created if missing)\n"
+    "  --debug            also write DIR/diag_k.txt, the diagnostic dump of every frame\n"
+    "  --png              also write DIR/tint_k.png and DIR/table_k.png\n"
+    "  --jobs N           threads decoding frames ahead (default: one per core)\n"
+    "  --no-sync          do not wait for each output to reach the disk (faster)\n"
+    "\n"
+    "Outputs appear complete or not at all. Progress is shown on a terminal.\n";
+
+int Run(const std::vector<std::string>& argv) {
+  std::vector<OptionSpec> specs = {
+      {"--base", OptionKind::kValue}, {"--tuning", OptionKind::kValue}, {"--stats", OptionKind::kList},
+      {"--raw", OptionKind::kList},   {"--crop", OptionKind::kValue},   {"--override", OptionKind::kValue},
+      {"--debug", OptionKind::kFlag}, {"--png", OptionKind::kFlag},     {"--out-dir", OptionKind::kValue},
+      {"--jobs", OptionKind::kValue}, {"--no-sync", OptionKind::kFlag}};
+  AddRawOptionSpecs(&specs);
+  const Args args("run", specs, argv);
+  if (!args.positional().empty()) args.Fail("unexpected argument '" + args.positional()[0] + "'");
+  const bool use_raw = args.Has("--raw");
+  if (use_raw == args.Has("--stats")) args.Fail("give either --stats FILE... or --raw FILE...");
+  RawOptions raw;
+  if (use_raw) {
+    raw = ParseRawOptions(args);
+    if (raw.grid_cols != 32 || raw.grid_rows != 24) args.Fail("--grid: the engine takes only 32x24 statistics");
+  } else {
+    for (const char* name : {"--width", "--height", "--bits", "--pattern", "--mipi", "--black-level", "--grid"})
+      if (args.Has(name)) args.Fail(std::string(name) + " applies to --raw frames only");
+  }
+  const std::string base_path = args.Require("--base");
+  SessionOptions options;
+  options.out_dir = args.Require("--out-dir");
+  options.debug = args.Has("--debug");
+  options.png = args.Has("--png");
+  options.override_path = args.Get("--override");
+  if (args.Has("--crop")) {
+    options.has_crop = true;
+    options.crop = ParseCrop(args, args.Get("--crop"));
+  }
+  const int jobs = static_cast<int>(args.GetInt("--jobs", FrameSource::DefaultWorkers(), 1, 64));
+  SetDurableWrites(!args.Has("--no-sync"));
+  const std::vector<std::string>& frames = use_raw ? args.List("--raw") : args.List("--stats");
+
+  // Inputs first, so a bad file fails the run before any output is touched.
+  const mirvo::LscTable base = LoadTableFile(base_path);
+  auto params = std::make_unique<mirvo::MirvoParams>(mirvo::DefaultMirvoParams());
+  if (args.Has("--tuning")) LoadTuningFile(args.Get("--tuning"), params.get());
+  if (!options.override_path.empty()) CheckOverrideFile(options.override_path);
+  for (const std::string& f : frames) {
+    if (use_raw)
+      CheckRawFile(f, raw);
+    else
+      CheckStatsFile(f);
+  }
+  MakeDirectories(options.out_dir);
+
+  // Outputs are written behind the engine, by twice as many threads as cores
+  // since syncing mostly waits on the disk. Declared first, so that on an
+  // error the frames already run still get their complete files.
+  OutputQueue outputs(2 * FrameSource::DefaultWorkers(), 64);
+  EngineSession session(*params, options, &outputs);
+  FrameSource source(
+      frames.size(),
+      [&](size_t i, mirvo::Stats* stats) {
+        if (use_raw)
+          StatsFromRawFile(frames[i], raw, stats);
+        else
+          LoadStatsFile(frames[i], stats);
+      },
+      jobs, static_cast<size_t>(jobs) * 2 + 2);
+  Progress progress(static_cast<int>(frames.size()));
+  for (size_t k = 0; k < frames.size(); ++k) {
+    const mirvo::Stats stats = source.Take();
+    session.RunFrame(static_cast<int>(k), stats, base, frames[k]);
+    progress.Update(static_cast<int>(k + 1));
+  }
+  outputs.Finish();
+  progress.Clear();
+  std::printf("%zu frame%s, tables in %s\n", frames.size(), frames.size() == 1 ? "" : "s", options.out_dir.c_str());
+  return kExitOk;
+}
+
+}  // namespace
+
+const Command kCommandRun = {"run", "run the engine over statistics dumps or raw frames", kHelp, Run};
+
+}  // namespace mirvo_cli

@@ -1,0 +1,49 @@
+#include <cstdio>
+
+#include "base/cli_error.h"
+#include "checks/input_check.h"
+#include "commands/args.h"
+#include "commands/commands.h"
+#include "commands/raw_options.h"
+#include "files/output_files.h"
+
+namespace mirvo_cli {
+namespace {
+
+const char kHelp[] =
+    "usage: mirvo stats --raw FILE --width W --height H --bits B --pattern P [--mipi]\n"
+    "                   [--black-level a,b,c,d] [--grid COLSxROWS] --out FILE [--mean-image FILE]\n"
+    "\n"
+    "Builds the statistics of one raw Bayer frame as the camera's statistics block\n"
+    "would and writes them as a statistics text dump (the input of mirvo run --stats).\n"
+    "\n"
+    "  --raw FILE         raw frame, unpacked 16-bit little-endian or, with --mipi, RAW10\n"
+    "  --width W, --height H  frame size in pixels (even)\n"
+    "  --bits B           bits per sample, 1 to 14\n"
+    "  --pattern P        RGGB, GRBG, BGGR or GBRG\n"
+    "  --black-level L    black levels in 14-bit units, one value or a,b,c,d (default 0)\n"
+    "  --grid COLSxROWS   statistics grid (default 32x24)\n"
+    "  --out FILE         the statistics text dump\n"
+    "  --mean-image FILE  also the per-cell channel means as a tiny BGGR raw frame\n";
+
+int Run(const std::vector<std::string>& argv) {
+  std::vector<OptionSpec> specs = {
+      {"--raw", OptionKind::kValue}, {"--out", OptionKind::kValue}, {"--mean-image", OptionKind::kValue}};
+  AddRawOptionSpecs(&specs);
+  const Args args("stats", specs, argv);
+  if (!args.positional().empty()) args.Fail("unexpected argument '" + args.positional()[0] + "'");
+  const std::string raw_path = args.Require("--raw");
+  const RawOptions raw = ParseRawOptions(args);
+  const std::string out = args.Require("--out");
+  mirvo::Stats stats;
+  StatsFromRawFile(raw_path, raw, &stats);
+  WriteStatsDump(out, stats);
+  if (args.Has("--mean-image")) WriteMeanImage(args.Get("--mean-image"), stats);
+  return kExitOk;
+}
+
+}  // namespace
+
+const Command kCommandStats = {"stats", "build the statistics dump of one raw frame", kHelp, Run};
+
+}  // namespace mirvo_cli

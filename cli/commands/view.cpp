@@ -1,0 +1,64 @@
+#include <cctype>
+#include <cstdio>
+#include <map>
+
+#include "base/cli_error.h"
+#include "checks/diag_dump.h"
+#include "checks/input_check.h"
+#include "commands/args.h"
+#include "commands/commands.h"
+#include "files/atomic_file.h"
+#include "render/heatmap.h"
+#include "render/png_writer.h"
+
+namespace mirvo_cli {
+namespace {
+
+const char kHelp[] =
+    "usage: mirvo view DIAG.txt --out-dir DIR\n"
+    "\n"
+    "Draws every grid of a diagnostic dump (as mirvo run --debug writes them) as a\n"
+    "heatmap PNG in DIR, named after the grid (GradH_UX.png for GradH_UX[24][31]),\n"
+    "with the key as title and a colour scale of its value range. Prints the dump's\n"
+    "scalars.\n";
+
+// File name for a grid: its name with anything unusual replaced.
+std::string PictureName(const std::string& name, std::map<std::string, int>* used) {
+  std::string out;
+  for (char c : name) out += (std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-') ? c : '_';
+  if (out.empty()) out = "grid";
+  const int n = ++(*used)[out];
+  if (n > 1) out += "_" + std::to_string(n);
+  return out + ".png";
+}
+
+int Run(const std::vector<std::string>& argv) {
+  const Args args("view", {{"--out-dir", OptionKind::kValue}}, argv);
+  if (args.positional().size() != 1) args.Fail("give exactly one diagnostic dump (see mirvo view --help)");
+  const std::string path = args.positional()[0];
+  const std::string out_dir = args.Require("--out-dir");
+  const std::string content = ReadInputFile(path, "a diagnostic dump", kMaxDiagBytes);
+  const DiagDump dump = ParseDiagDump(content, path);
+  if (dump.grids.empty() && dump.scalars.empty()) throw DataError(path + ": empty diagnostic dump");
+
+  for (const auto& [key, value] : dump.scalars) std::printf("%s = %s\n", key.c_str(), FormatValue(value).c_str());
+  MakeDirectories(out_dir);
+  std::map<std::string, int> used;
+  for (const DiagGrid& grid : dump.grids) {
+    GridView view;
+    view.title = grid.key;
+    view.rows = grid.rows;
+    view.cols = grid.cols;
+    view.values = grid.values;
+    const std::string file = out_dir + "/" + PictureName(grid.name, &used);
+    WritePng(RenderHeatmap(view, AutoCellSize(grid.rows, grid.cols)), file);
+  }
+  std::printf("%zu picture%s in %s\n", dump.grids.size(), dump.grids.size() == 1 ? "" : "s", out_dir.c_str());
+  return kExitOk;
+}
+
+}  // namespace
+
+const Command kCommandView = {"view", "draw every grid of a diagnostic dump as a heatmap", kHelp, Run};
+
+}  // namespace mirvo_cli

@@ -1,0 +1,90 @@
+#include "pipeline/engine_session.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "base/cli_error.h"
+#include "files/output_files.h"
+#include "pipeline/progress.h"
+#include "render/pictures.h"
+#include "render/png_writer.h"
+
+namespace mirvo_cli {
+
+int CountZeroCountCells(const mirvo::Stats& stats) {
+  int n = 0;
+  if (!stats.cells) return 0;
+  for (int i = 0; i < stats.cols * stats.rows; ++i) {
+    const mirvo::StatsCell& cell = stats.cells[i];
+    if (cell.cnt[0] == 0 || cell.cnt[1] == 0 || cell.cnt[2] == 0 || cell.cnt[3] == 0) ++n;
+  }
+  return n;
+}
+
+int CountNonFiniteGains(const mirvo::LscTable& table) {
+  const float* g = &table.r_gain[0][0];
+  int n = 0;
+  for (size_t i = 0; i < sizeof(table) / sizeof(float); ++i) n += !std::isfinite(g[i]);
+  return n;
+}
+
+EngineSession::EngineSession(const mirvo::MirvoParams& params, const SessionOptions& options, OutputQueue* outputs)
+    : options_(options), outputs_(outputs) {
+  core_.LoadMirvoParams(params);
+  // LoadMirvoParams resets the debug record and the crop, so both follow it.
+  if (options_.debug) core_.GetMutableDebugParams()->debug_enable = true;
+  if (options_.has_crop) core_.SetSensorCrop(options_.crop);
+  if (!options_.override_path.empty()) {
+    // Override mode 2 with our own path; applied now, so it also holds
+    // without --debug (Execute consults the map only while debugging).
+    core_.SetOverrideMapPath(options_.override_path);
+    core_.GetMutableDebugParams()->override_mode = 2;
+    if (!core_.LoadOverrideMap()) throw DataError(options_.override_path + ": cannot apply override map");
+  }
+}
+
+void EngineSession::RunFrame(int k, const mirvo::Stats& stats, const mirvo::LscTable& base, const std::string& source) {
+  const int zero = CountZeroCountCells(stats);
+  if (zero > 0) {
+    ClearProgressLine();
+    std::fprintf(stderr,
+                 "mirvo: warning: frame %d (%s): %d statistics cells have zero counts; their NaN log values reach "
+                 "the projections and stay in the temporal state\n",
+                 k, source.c_str(), zero);
+  }
+  if (!core_.SetStats(stats))
+    throw DataError(source + ": statistics of " + std::to_string(stats.cols) + "x" + std::to_string(stats.rows) +
+                    " cells rejected by the engine (it takes 32x24)");
+  core_.SetInputLscTable(base);
+  core_.Execute();
+  if (!core_.GetOutputLscTable(&output_)) throw DataError(source + ": the engine produced no output table");
+
+  const std::string table_path = FramePath(options_.out_dir, "table", k, ".h");
+  const int bad = CountNonFiniteGains(output_);
+  if (bad > 0) {
+    ClearProgressLine();
+    std::fprintf(stderr,
+                 "mirvo: warning: frame %d (%s): output table %s holds %d gains that are not finite; the camera "
+                 "would program them into hardware\n",
+                 k, source.c_str(), table_path.c_str(), bad);
+  }
+  if (options_.debug) WriteDiagnosticDump(FramePath(options_.out_dir, "diag", k, ".txt"), core_);
+
+  // The rest works on copies, so it can run while the engine takes the next frame.
+  // Nothing of the session is captured: the queue may outlive it.
+  auto write = [k, table_path, png = options_.png, dir = options_.out_dir, table = output_, tint_u = core_.log_tint_u,
+                tint_v = core_.log_tint_v] {
+    WriteTableFile(table_path, table);
+    if (png) {
+      const std::string frame = "frame " + std::to_string(k);
+      WritePng(TintPicture(tint_u, tint_v, frame), FramePath(dir, "tint", k, ".png"));
+      WritePng(TablePicture(table, frame + " output"), FramePath(dir, "table", k, ".png"));
+    }
+  };
+  if (outputs_)
+    outputs_->Submit(std::move(write));
+  else
+    write();
+}
+
+}  // namespace mirvo_cli

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <string>
+
+#include "core/core.h"
+#include "core/crop_info.h"
+#include "core/lsc_table.h"
+#include "core/mirvo_params.h"
+#include "core/stats.h"
+#include "pipeline/output_queue.h"
+
+namespace mirvo_cli {
+
+struct SessionOptions {
+  std::string out_dir;
+  bool debug = false;  // write diag_kkk.txt after every frame
+  bool png = false;    // write tint_kkk.png and table_kkk.png
+  bool has_crop = false;
+  mirvo::CropInfo crop;
+  std::string override_path;  // empty: none; checked by the caller (CheckOverrideFile)
+};
+
+// One Core driven over a sequence of frames exactly as the camera stack
+// drives it (LoadMirvoParams, SetSensorCrop, then per frame SetStats,
+// SetInputLscTable, Execute, GetOutputLscTable), writing each frame's outputs.
+class EngineSession {
+ public:
+  // `params` must outlive the session: the Core keeps a pointer to it.
+  // Tables and pictures are written through `outputs` when given (the
+  // diagnostic dump always at once, since it is the engine's state).
+  EngineSession(const mirvo::MirvoParams& params, const SessionOptions& options, OutputQueue* outputs = nullptr);
+
+  // Runs frame `k` (`source` names its input in messages) and writes
+  // table_kkk.h and, as configured, the dump and pictures. Throws DataError.
+  void RunFrame(int k, const mirvo::Stats& stats, const mirvo::LscTable& base, const std::string& source);
+
+  const mirvo::LscTable& output() const { return output_; }
+  mirvo::Core& core() { return core_; }
+
+ private:
+  SessionOptions options_;
+  OutputQueue* outputs_;
+  mirvo::Core core_;
+  mirvo::LscTable output_{};
+};
+
+// Cells of the grid with a zero count in some channel.
+int CountZeroCountCells(const mirvo::Stats& stats);
+// Gains of the table that are NaN or infinite.
+int CountNonFiniteGains(const mirvo::LscTable& table);
+
+}  // namespace mirvo_cli
