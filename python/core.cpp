@@ -1,0 +1,146 @@
+#include <pybind11/numpy.h>
+
+#include <cmath>
+#include <mutex>
+
+#include "arrays.h"
+#include "bindings.h"
+#include "core/core.h"
+#include "io/default_tuning.h"
+
+namespace mirvo_py {
+namespace {
+
+using mirvo::MirvoParams;
+
+// A Core with the tuning record it points to: the record is declared first so
+// that it outlives the engine, as LoadMirvoParams requires.
+struct PyCore {
+  explicit PyCore(const MirvoParams& tuning) : params(tuning) { core.LoadMirvoParams(params); }
+
+  MirvoParams params;
+  mirvo::Core core;
+  // process() runs without the GIL; a Core takes one thread at a time.
+  std::mutex busy;
+  bool has_frame = false;
+};
+
+py::array_t<float> Process(PyCore& self, const mirvo::Stats& stats, py::handle base_table) {
+  // The table is read in place: a float32 C-ordered array is the LscTable.
+  auto table = CheckedFiniteFloats(base_table, "base_table", {4, 13, 17});
+  const auto* base = reinterpret_cast<const mirvo::LscTable*>(table.data());
+  py::array_t<float> out({4, 13, 17});
+  auto* out_table = reinterpret_cast<mirvo::LscTable*>(out.mutable_data());
+  const char* failed = nullptr;
+  int code = mirvo::kOk;
+  {
+    py::gil_scoped_release unlocked;
+    std::lock_guard<std::mutex> lock(self.busy);
+    // The engine's SetStats, as Core::SetStats calls it, for its status code:
+    // the exception below carries what the facade would have logged.
+    code = self.core.MirvoHybrid::SetStats(stats);
+    if (code != mirvo::kOk) {
+      failed = "SetStats";
+    } else {
+      self.core.SetInputLscTable(*base);
+      self.core.Execute();
+      if (!self.core.GetOutputLscTable(out_table)) failed = "GetOutputLscTable";
+      self.has_frame = true;
+    }
+  }
+  if (failed != nullptr && code != mirvo::kOk) throw std::runtime_error(LibraryFailure(failed, code));
+  if (failed != nullptr) throw std::runtime_error(std::string(failed) + ": mirvo_table = nullptr");
+  return out;
+}
+
+template <typename T>
+void AddGrids(py::dict& out, const std::map<std::string, mirvo::Matrix<T>>& grids) {
+  for (const auto& [key, grid] : grids) out[py::str(key)] = ArrayCopy<T>(grid.data.data(), {grid.rows, grid.cols});
+}
+
+py::dict Diagnostics(PyCore& self) {
+  std::lock_guard<std::mutex> lock(self.busy);
+  const mirvo::MirvoState& state = self.core.state_;
+  py::dict out;
+  for (const auto& [key, value] : state.scalars()) out[py::str(key)] = static_cast<double>(value);
+  AddGrids(out, state.float_matrices());
+  AddGrids(out, state.uint_matrices());
+  AddGrids(out, state.ushort_matrices());
+  AddGrids(out, state.uchar_matrices());
+  return out;
+}
+
+void SetCrop(PyCore& self, double in_w, double in_h, double offs_x, double offs_y, double out_w, double out_h) {
+  const double v[6] = {in_w, in_h, offs_x, offs_y, out_w, out_h};
+  const char* names[6] = {"in_w", "in_h", "offs_x", "offs_y", "out_w", "out_h"};
+  for (int i = 0; i < 6; ++i) {
+    if (!std::isfinite(v[i])) throw py::value_error(std::string(names[i]) + ": expected a finite number");
+    if ((i < 2 || i > 3) && !(v[i] > 0)) throw py::value_error(std::string(names[i]) + ": expected a positive size");
+  }
+  mirvo::CropInfo crop;
+  crop.in_w = static_cast<float>(in_w);
+  crop.in_h = static_cast<float>(in_h);
+  crop.offs_x = static_cast<float>(offs_x);
+  crop.offs_y = static_cast<float>(offs_y);
+  crop.out_w = static_cast<float>(out_w);
+  crop.out_h = static_cast<float>(out_h);
+  std::lock_guard<std::mutex> lock(self.busy);
+  self.core.SetSensorCrop(crop);
+}
+
+}  // namespace
+
+void BindCore(py::module_& m) {
+  py::class_<PyCore> cls(m, "Core",
+                         "The per-frame engine, as the camera stack drives it. Core(tuning) copies the tuning and\n"
+                         "loads it (LoadMirvoParams); then set_sensor_crop when the crop changes, and process() per\n"
+                         "frame. The temporal filter carries state from frame to frame, so use one Core per\n"
+                         "sequence of frames.");
+  cls.def(py::init([](py::object tuning) {
+            if (tuning.is_none()) return std::make_unique<PyCore>(mirvo::DefaultMirvoParams());
+            return std::make_unique<PyCore>(tuning.cast<const MirvoParams&>());
+          }),
+          py::arg("tuning") = py::none(), "Core(tuning=None): None takes the built-in default tuning.");
+  cls.def("set_sensor_crop", &SetCrop, py::arg("in_w"), py::arg("in_h"), py::arg("offs_x"), py::arg("offs_y"),
+          py::arg("out_w"), py::arg("out_h"),
+          "Sets the sensor crop in pixels (full sensor in_w x in_h, crop rectangle at offs_x, offs_y of\n"
+          "out_w x out_h); the learned profile is cropped afresh from the tuning's full-sensor profile.");
+  cls.def("process", &Process, py::arg("stats"), py::arg("base_table"),
+          "Runs one frame: SetStats, SetInputLscTable, Execute, GetOutputLscTable. stats must be on the\n"
+          "24 x 32 grid; base_table is float32 (4, 13, 17) (R, Gr, Gb, B), finite. Returns the output\n"
+          "table, float32 (4, 13, 17). Raises RuntimeError with the operation and errCode when the library\n"
+          "refuses the frame. The GIL is released while the engine runs.");
+  cls.def_property(
+      "debug",
+      [](PyCore& self) {
+        std::lock_guard<std::mutex> lock(self.busy);
+        return self.core.GetMutableDebugParams()->debug_enable;
+      },
+      [](PyCore& self, bool on) {
+        std::lock_guard<std::mutex> lock(self.busy);
+        self.core.GetMutableDebugParams()->debug_enable = on;
+      },
+      "Diagnostics switch: while on, every frame records its intermediate grids for diagnostics().");
+  cls.def("diagnostics", &Diagnostics,
+          "The diagnostic store as a dict: key as the dump names it (\"GradH_UX[24][31]\") to an array of\n"
+          "the grid's shape (float32, uint32, uint16 or uint8 as recorded), scalars (\"prj_u\") to floats.\n"
+          "Empty until a frame ran with debug on.");
+  cls.def_property_readonly(
+      "projections",
+      [](PyCore& self) -> py::object {
+        std::lock_guard<std::mutex> lock(self.busy);
+        if (!self.has_frame) return py::none();
+        return py::make_tuple(static_cast<double>(self.core.prj_u_), static_cast<double>(self.core.prj_v_));
+      },
+      "(prj_u, prj_v): projections of the last frame's tint onto the learned profile; None before a frame.");
+  cls.def_property_readonly(
+      "temporal_update_gain",
+      [](PyCore& self) -> py::object {
+        std::lock_guard<std::mutex> lock(self.busy);
+        if (!self.has_frame) return py::none();
+        return py::float_(static_cast<double>(self.core.temporal_update_gain_));
+      },
+      "Gain of the temporal filter in the last frame; None before a frame.");
+}
+
+}  // namespace mirvo_py

@@ -1,0 +1,122 @@
+"""Dynamic lens shading correction with NumPy arrays (type stubs of the compiled module)."""
+
+from os import PathLike
+from typing import Optional, Sequence, Tuple, Union
+
+import numpy as np
+import numpy.typing as npt
+
+_Path = Union[str, "PathLike[str]"]
+_Levels = Union[int, Sequence[int]]
+
+class Tuning:
+    """The engine's tuning record; Tuning() is a copy of the built-in default."""
+
+    version: Tuple[int, int, int, int]
+    min_level_thd: float
+    max_level_thd: float
+    sat_ratio_thd: float
+    smooth_thd: float
+    limit_thd: float
+    filter_input_stats: int
+    prj_delta_thd: float
+    tint_update_gain: float
+    enable_temporal_filter: int
+    BUL: npt.NDArray[np.float32]
+    """Learned tint u, float32 (13, 17), a view into the record."""
+    BVL: npt.NDArray[np.float32]
+    """Learned tint v, float32 (13, 17), a view into the record."""
+    BgUHXY: npt.NDArray[np.float32]
+    """Learned u gradients, float32 (1480,): 24 x 31 horizontal edges, then 23 x 32 vertical ones."""
+    BgVHXY: npt.NDArray[np.float32]
+    """Learned v gradients, float32 (1480,)."""
+    def __init__(self) -> None: ...
+    def copy(self) -> Tuning: ...
+    def __copy__(self) -> Tuning: ...
+    def __deepcopy__(self, memo: dict) -> Tuning: ...
+
+def default_tuning() -> Tuning:
+    """A copy of the built-in default tuning record."""
+
+def load_tuning(path: _Path) -> Tuning:
+    """Reads a tuning header file; OSError if unreadable, ValueError if it would not load."""
+
+def save_tuning(path: _Path, tuning: Tuning) -> None:
+    """Writes a tuning header file that load_tuning reads back exactly."""
+
+class Stats:
+    """Per-cell Bayer statistics, channels R, Gr, Gb, B; the engine takes a 24 x 32 grid."""
+
+    def __init__(
+        self,
+        sums: npt.ArrayLike,
+        counts: npt.ArrayLike,
+        sat_counts: Optional[npt.ArrayLike] = None,
+        bit_depth: int = 14,
+        black_level: _Levels = (0, 0, 0, 0),
+        black_level_gain: Sequence[float] = (1.0, 1.0, 1.0, 1.0),
+    ) -> None: ...
+    @property
+    def sums(self) -> npt.NDArray[np.uint32]:
+        """uint32 (rows, cols, 4), a writable view into the statistics."""
+    @property
+    def counts(self) -> npt.NDArray[np.uint16]:
+        """uint16 (rows, cols, 4), a writable view into the statistics."""
+    @property
+    def sat_counts(self) -> npt.NDArray[np.uint16]:
+        """uint16 (rows, cols, 4), a writable view into the statistics."""
+    @property
+    def grid(self) -> Tuple[int, int]:
+        """(rows, cols)."""
+    @property
+    def bit_depth(self) -> int: ...
+    @property
+    def black_level(self) -> Tuple[int, int, int, int]: ...
+    @property
+    def black_level_gain(self) -> Tuple[float, float, float, float]: ...
+
+def load_stats(path: _Path) -> Stats:
+    """Reads a statistics text dump (24 x 32 cells, sums and counts)."""
+
+def save_stats(path: _Path, stats: Stats) -> None:
+    """Writes a statistics text dump (sums and counts of a 24 x 32 grid)."""
+
+def read_raw(
+    path: _Path, width: int, height: int, bits: int, pattern: str, mipi: bool = False
+) -> npt.NDArray[np.uint16]:
+    """Reads a headerless raw frame (unpacked 16-bit or RAW10 MIPI) into uint16 (height, width)."""
+
+def stats_from_raw(
+    frame: npt.ArrayLike,
+    pattern: str,
+    bits: int,
+    black_level: _Levels = 0,
+    grid: Tuple[int, int] = (32, 24),
+) -> Stats:
+    """Statistics of a uint16 (height, width) frame; black levels in 14-bit units, grid as (cols, rows)."""
+
+def load_table(path: _Path) -> npt.NDArray[np.float32]:
+    """Reads an LSC table header file into float32 (4, 13, 17), planes R, Gr, Gb, B."""
+
+def save_table(path: _Path, table: npt.ArrayLike) -> None:
+    """Writes float32 (4, 13, 17) as an LSC table header file (5 decimals)."""
+
+class Core:
+    """The per-frame engine: Core(tuning), set_sensor_crop, then process() per frame."""
+
+    debug: bool
+    """Diagnostics switch: while on, frames record their grids for diagnostics()."""
+    def __init__(self, tuning: Optional[Tuning] = None) -> None: ...
+    def set_sensor_crop(
+        self, in_w: float, in_h: float, offs_x: float, offs_y: float, out_w: float, out_h: float
+    ) -> None: ...
+    def process(self, stats: Stats, base_table: npt.ArrayLike) -> npt.NDArray[np.float32]:
+        """One frame: returns the output table float32 (4, 13, 17); RuntimeError if the library refuses it."""
+    def diagnostics(self) -> dict[str, Union[float, npt.NDArray[np.generic]]]:
+        """The diagnostic store: dump key to grid array or scalar."""
+    @property
+    def projections(self) -> Optional[Tuple[float, float]]:
+        """(prj_u, prj_v) of the last frame, None before a frame."""
+    @property
+    def temporal_update_gain(self) -> Optional[float]:
+        """Temporal filter gain of the last frame, None before a frame."""

@@ -1,0 +1,35 @@
+#include <pybind11/pybind11.h>
+
+#include "bindings.h"
+#include "core/error_code.h"
+
+namespace mirvo_py {
+
+std::string FsPath(py::handle path) { return py::module_::import("os").attr("fspath")(path).cast<std::string>(); }
+
+std::string LibraryFailure(const char* operation, int code) {
+  const char* name = code == mirvo::kInvalidInput      ? "kInvalidInput"
+                     : code == mirvo::kFileError       ? "kFileError"
+                     : code == mirvo::kAllocationError ? "kAllocationError"
+                                                       : "unknown";
+  return std::string(operation) + ": errCode = " + std::to_string(code) + " (" + name + ")";
+}
+
+void RaiseFileFailure(const char* operation, int code, const std::string& path) {
+  PyErr_SetObject(PyExc_OSError, py::str(LibraryFailure(operation, code) + ": " + path).ptr());
+  throw py::error_already_set();
+}
+
+}  // namespace mirvo_py
+
+PYBIND11_MODULE(mirvo, m) {
+  m.doc() =
+      "Dynamic lens shading correction with NumPy arrays.\n\n"
+      "The same engine and file formats as libmirvo_core, bit for bit: tuning records, statistics, LSC tables\n"
+      "(float32 arrays of shape (4, 13, 17), planes R, Gr, Gb, B), raw Bayer frames and the per-frame Core.\n"
+      "Arrays are checked: a wrong shape, dtype or layout raises ValueError or TypeError, never crashes.";
+  mirvo_py::BindTuning(m);
+  mirvo_py::BindTables(m);
+  mirvo_py::BindStats(m);
+  mirvo_py::BindCore(m);
+}

@@ -1,0 +1,285 @@
+#include <pybind11/numpy.h>
+#include <pybind11/stl.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "arrays.h"
+#include "bindings.h"
+#include "core/stats.h"
+#include "tools/bayer_raw.h"
+#include "validate.h"
+
+namespace mirvo_py {
+namespace {
+
+using mirvo::Stats;
+using mirvo::StatsCell;
+
+// One value for all four, or a sequence of four, each within [lo, hi].
+std::array<long long, 4> FourInts(py::handle obj, const char* name, long long lo, long long hi) {
+  std::array<long long, 4> v{};
+  const std::string range = " within " + std::to_string(lo) + ".." + std::to_string(hi);
+  if (py::isinstance<py::int_>(obj)) {
+    v.fill(obj.cast<long long>());
+  } else {
+    if (!py::isinstance<py::sequence>(obj) || py::len(obj) != 4)
+      throw py::type_error(std::string(name) + ": expected an int or a sequence of 4 ints" + range);
+    py::sequence seq = py::reinterpret_borrow<py::sequence>(obj);
+    for (size_t i = 0; i < 4; ++i) {
+      if (!py::isinstance<py::int_>(seq[i]) && !py::hasattr(seq[i], "__index__"))
+        throw py::type_error(std::string(name) + ": expected ints, got " + py::repr(seq[i]).cast<std::string>());
+      v[i] = py::int_(seq[i]).cast<long long>();
+    }
+  }
+  for (long long x : v)
+    if (x < lo || x > hi) throw py::value_error(std::string(name) + ": " + std::to_string(x) + " is not" + range);
+  return v;
+}
+
+void CheckPattern(const std::string& pattern) {
+  if (pattern != "RGGB" && pattern != "GRBG" && pattern != "BGGR" && pattern != "GBRG")
+    throw py::value_error("pattern: unknown Bayer pattern '" + pattern + "' (RGGB, GRBG, BGGR or GBRG)");
+}
+
+void CheckRange(const char* name, long long v, long long lo, long long hi) {
+  if (v < lo || v > hi)
+    throw py::value_error(std::string(name) + ": " + std::to_string(v) + " is not within " + std::to_string(lo) + ".." +
+                          std::to_string(hi));
+}
+
+// Cell arrays (rows, cols, 4) are strided views into the interleaved 32-byte
+// cells: edits through them reach the statistics the engine reads.
+template <typename T>
+py::array_t<T> CellView(py::object self, size_t offset) {
+  Stats& s = self.cast<Stats&>();
+  const py::ssize_t cell = sizeof(StatsCell);
+  char* base = reinterpret_cast<char*>(s.cells) + offset;
+  return py::array_t<T>({static_cast<py::ssize_t>(s.rows), static_cast<py::ssize_t>(s.cols), py::ssize_t{4}},
+                        {cell * s.cols, cell, static_cast<py::ssize_t>(sizeof(T))}, reinterpret_cast<T*>(base), self);
+}
+
+std::unique_ptr<Stats> MakeStats(py::handle sums, py::handle counts, py::handle sat_counts, int bit_depth,
+                                 py::handle black_level, py::handle black_level_gain) {
+  // Copied into the cell layout anyway, so any view is taken.
+  auto s = CheckedArray<uint32_t>(sums, "sums", {-1, -1, 4}, false);
+  const py::ssize_t rows = s.shape(0), cols = s.shape(1);
+  if (rows < 1 || cols < 1)
+    throw py::value_error("sums: expected at least one cell, got shape " + ShapeText({rows, cols, 4}));
+  auto c = CheckedArray<uint16_t>(counts, "counts", {rows, cols, 4}, false);
+  py::array_t<uint16_t, py::array::c_style> sat;
+  if (!sat_counts.is_none()) sat = CheckedArray<uint16_t>(sat_counts, "sat_counts", {rows, cols, 4}, false);
+  CheckRange("bit_depth", bit_depth, 1, 16);
+  const auto levels = FourInts(black_level, "black_level", 0, 65535);
+  std::array<double, 4> gains{};
+  {
+    py::sequence seq = py::isinstance<py::sequence>(black_level_gain)
+                           ? py::reinterpret_borrow<py::sequence>(black_level_gain)
+                           : py::sequence();
+    if (!py::isinstance<py::sequence>(black_level_gain) || py::len(seq) != 4)
+      throw py::type_error("black_level_gain: expected a sequence of 4 floats");
+    for (size_t i = 0; i < 4; ++i) {
+      gains[i] = seq[i].cast<double>();
+      if (!std::isfinite(gains[i])) throw py::value_error("black_level_gain: expected finite gains");
+    }
+  }
+  auto stats = std::make_unique<Stats>();
+  stats->ConfigureStatsSize(static_cast<int>(cols), static_cast<int>(rows));
+  stats->bit_depth = bit_depth;
+  for (int i = 0; i < 4; ++i) {
+    stats->black_level[i] = static_cast<uint16_t>(levels[i]);
+    stats->black_level_gain[i] = static_cast<float>(gains[i]);
+  }
+  const uint32_t* ps = s.data();
+  const uint16_t* pc = c.data();
+  const uint16_t* pz = sat_counts.is_none() ? nullptr : sat.data();
+  for (py::ssize_t i = 0; i < rows * cols; ++i) {
+    StatsCell& cell = stats->cells[i];
+    std::memcpy(cell.sum, ps + 4 * i, sizeof cell.sum);
+    std::memcpy(cell.cnt, pc + 4 * i, sizeof cell.cnt);
+    if (pz != nullptr) std::memcpy(cell.sat_cnt, pz + 4 * i, sizeof cell.sat_cnt);
+  }
+  return stats;
+}
+
+uint64_t RawFileBytes(int width, int height, bool mipi) {
+  if (!mipi) return static_cast<uint64_t>(width) * height * 2;
+  const uint64_t payload = static_cast<uint64_t>(width) * 5 / 4;
+  const uint64_t pad = payload % 8 ? 8 - payload % 8 : 0;
+  return (payload + pad) * height;
+}
+
+void CheckFrameSize(int width, int height) {
+  CheckRange("width", width, 2, 65534);
+  CheckRange("height", height, 2, 65534);
+  // Planes are half the frame in each direction.
+  if (width % 2 || height % 2)
+    throw py::value_error("frame of " + std::to_string(width) + "x" + std::to_string(height) +
+                          ": width and height must be even (whole Bayer quads)");
+}
+
+// Plane of each quad position (top-left, top-right, bottom-left, bottom-right),
+// as the library's raw reader assigns them: the top-row green is always Gr.
+void SplitPlanes(const uint16_t* frame, int width, const std::string& pattern, mirvo::BayerRaw& raw) {
+  uint16_t* quad[4];
+  if (pattern == "RGGB") {
+    quad[0] = raw.plane_r_, quad[1] = raw.plane_gr_, quad[2] = raw.plane_gb_, quad[3] = raw.plane_b_;
+  } else if (pattern == "GRBG") {
+    quad[0] = raw.plane_gr_, quad[1] = raw.plane_r_, quad[2] = raw.plane_b_, quad[3] = raw.plane_gb_;
+  } else if (pattern == "BGGR") {
+    quad[0] = raw.plane_b_, quad[1] = raw.plane_gr_, quad[2] = raw.plane_gb_, quad[3] = raw.plane_r_;
+  } else {
+    quad[0] = raw.plane_gr_, quad[1] = raw.plane_b_, quad[2] = raw.plane_r_, quad[3] = raw.plane_gb_;
+  }
+  for (int k = 0; k < raw.half_height_; ++k) {
+    const uint16_t* top = frame + static_cast<size_t>(2 * k) * width;
+    const uint16_t* bottom = top + width;
+    const size_t row = static_cast<size_t>(k) * raw.half_width_;
+    for (int j = 0; j < raw.half_width_; ++j) {
+      quad[0][row + j] = top[2 * j];
+      quad[1][row + j] = top[2 * j + 1];
+      quad[2][row + j] = bottom[2 * j];
+      quad[3][row + j] = bottom[2 * j + 1];
+    }
+  }
+}
+
+}  // namespace
+
+void BindStats(py::module_& m) {
+  py::class_<Stats> cls(m, "Stats",
+                        "Per-cell Bayer statistics of one frame on a grid of rows x cols cells (the engine takes\n"
+                        "24 x 32). Channels are in R, Gr, Gb, B order. sums, counts and sat_counts are writable\n"
+                        "views of shape (rows, cols, 4) into the statistics themselves.");
+  cls.def(py::init(&MakeStats), py::arg("sums"), py::arg("counts"), py::arg("sat_counts") = py::none(),
+          py::arg("bit_depth") = 14, py::arg("black_level") = py::make_tuple(0, 0, 0, 0),
+          py::arg("black_level_gain") = py::make_tuple(1.0, 1.0, 1.0, 1.0),
+          "sums: uint32 (rows, cols, 4); counts, sat_counts: uint16 (rows, cols, 4) (sat_counts default 0).\n"
+          "Other integer dtypes are taken when every value fits; anything else raises TypeError.");
+  cls.def_property_readonly(
+      "sums", [](py::object self) { return CellView<uint32_t>(self, offsetof(StatsCell, sum)); },
+      "uint32 (rows, cols, 4): sum of the pixel values per channel.");
+  cls.def_property_readonly(
+      "counts", [](py::object self) { return CellView<uint16_t>(self, offsetof(StatsCell, cnt)); },
+      "uint16 (rows, cols, 4): pixels summed per channel.");
+  cls.def_property_readonly(
+      "sat_counts", [](py::object self) { return CellView<uint16_t>(self, offsetof(StatsCell, sat_cnt)); },
+      "uint16 (rows, cols, 4): saturated pixels per channel.");
+  cls.def_property_readonly(
+      "grid", [](const Stats& s) { return py::make_tuple(s.rows, s.cols); }, "(rows, cols) of the cell grid.");
+  cls.def_property_readonly("bit_depth", [](const Stats& s) { return s.bit_depth; });
+  cls.def_property_readonly("black_level", [](const Stats& s) {
+    return py::make_tuple(s.black_level[0], s.black_level[1], s.black_level[2], s.black_level[3]);
+  });
+  cls.def_property_readonly("black_level_gain", [](const Stats& s) {
+    return py::make_tuple(s.black_level_gain[0], s.black_level_gain[1], s.black_level_gain[2], s.black_level_gain[3]);
+  });
+  cls.def("__repr__", [](const Stats& s) {
+    return "mirvo.Stats(grid=(" + std::to_string(s.rows) + ", " + std::to_string(s.cols) +
+           "), bit_depth=" + std::to_string(s.bit_depth) + ")";
+  });
+
+  m.def(
+      "load_stats",
+      [](py::handle path_arg) {
+        const std::string path = FsPath(path_arg);
+        ValidateStatsFile(path);
+        auto stats = std::make_unique<Stats>();
+        // The dump carries no black levels: they read as none removed.
+        for (int i = 0; i < 4; ++i) stats->black_level[i] = 0, stats->black_level_gain[i] = 1.0f;
+        if (stats->LoadSimStatsElmrak(path.c_str()) != 0)
+          throw py::value_error(path + ": not a valid statistics dump: the reader refused it");
+        return stats;
+      },
+      py::arg("path"),
+      "Reads a statistics text dump (24 x 32 cells, sums and counts; saturation counts read as 0, black\n"
+      "levels as 0, bit depth 14). OSError when it cannot be read, ValueError when it would not load.");
+  m.def(
+      "save_stats",
+      [](py::handle path_arg, const Stats& stats) {
+        const std::string path = FsPath(path_arg);
+        if (stats.rows != 24 || stats.cols != 32)
+          throw py::value_error("stats: a statistics dump holds 24 x 32 cells, got " + std::to_string(stats.rows) +
+                                " x " + std::to_string(stats.cols));
+        const mirvo::errCode rc = stats.SaveAsText(path.c_str());
+        if (rc != mirvo::kOk) RaiseFileFailure("Stats::SaveAsText", rc, path);
+      },
+      py::arg("path"), py::arg("stats"),
+      "Writes the sums and counts as a statistics text dump (saturation counts and black levels are not\n"
+      "part of the format).");
+  m.def(
+      "read_raw",
+      [](py::handle path_arg, int width, int height, int bits, const std::string& pattern, bool mipi) {
+        const std::string path = FsPath(path_arg);
+        CheckFrameSize(width, height);
+        CheckRange("bits", bits, 1, 16);
+        CheckPattern(pattern);
+        if (mipi && (width % 4 || bits != 10))
+          throw py::value_error("mipi: RAW10 frames have 10 bits and a width that is a multiple of 4, got " +
+                                std::to_string(bits) + " bits and width " + std::to_string(width));
+        ValidateRawFile(
+            path, RawFileBytes(width, height, mipi),
+            std::to_string(width) + "x" + std::to_string(height) + (mipi ? " RAW10 MIPI" : " unpacked 16-bit"));
+        py::array_t<uint16_t> frame({height, width});
+        uint16_t* dst = frame.mutable_data();
+        int rc = mirvo::kFileError;
+        {
+          py::gil_scoped_release unlocked;
+          if (FILE* file = std::fopen(path.c_str(), "rb")) {
+            rc = mipi ? mirvo::ReadRaw10Mipi(file, height, width, dst)
+                      : mirvo::ReadUnpackedRaw(file, height, width, dst);
+            std::fclose(file);
+          }
+        }
+        if (rc != 0) RaiseFileFailure(mipi ? "ReadRaw10Mipi" : "ReadUnpackedRaw", rc, path);
+        return frame;
+      },
+      py::arg("path"), py::arg("width"), py::arg("height"), py::arg("bits"), py::arg("pattern"),
+      py::arg("mipi") = false,
+      "Reads a headerless raw Bayer frame (unpacked little-endian 16-bit, or MIPI RAW10 with mipi=True)\n"
+      "into uint16 (height, width). The file size must match exactly.");
+  m.def(
+      "stats_from_raw",
+      [](py::handle frame_obj, const std::string& pattern, int bits, py::handle black_level, std::array<int, 2> grid) {
+        auto frame = CheckedArray<uint16_t>(frame_obj, "frame", {-1, -1});
+        const int height = static_cast<int>(frame.shape(0)), width = static_cast<int>(frame.shape(1));
+        CheckFrameSize(width, height);
+        CheckPattern(pattern);
+        // Samples are scaled up to 14 bits by a left shift.
+        CheckRange("bits", bits, 1, 14);
+        const auto levels = FourInts(black_level, "black_level", 0, 16382);
+        const int cols = grid[0], rows = grid[1];
+        CheckRange("grid columns", cols, 1, 1024);
+        CheckRange("grid rows", rows, 1, 1024);
+        const long cell_w = width / 2 / cols, cell_h = height / 2 / rows;
+        if (cell_w < 1 || cell_h < 1)
+          throw py::value_error("grid: a frame of " + std::to_string(width) + "x" + std::to_string(height) +
+                                " is too small for " + std::to_string(cols) + "x" + std::to_string(rows) + " cells");
+        if (cell_w * cell_h > 65535)
+          throw py::value_error("grid: cells of " + std::to_string(cell_w * cell_h) +
+                                " samples overflow the 16-bit counts; use a finer grid");
+        uint16_t lv[4];
+        for (int i = 0; i < 4; ++i) lv[i] = static_cast<uint16_t>(levels[i]);
+        auto stats = std::make_unique<Stats>();
+        {
+          py::gil_scoped_release unlocked;
+          mirvo::BayerRaw raw;
+          raw.half_height_ = height / 2;
+          raw.half_width_ = width / 2;
+          raw.bit_depth_ = bits;
+          const size_t plane = static_cast<size_t>(raw.half_height_) * raw.half_width_;
+          for (uint16_t** p : {&raw.plane_r_, &raw.plane_gr_, &raw.plane_gb_, &raw.plane_b_}) *p = new uint16_t[plane];
+          SplitPlanes(frame.data(), width, pattern, raw);
+          stats->CreateFromRaw(raw, lv, cols, rows);
+        }
+        return stats;
+      },
+      py::arg("frame"), py::arg("pattern"), py::arg("bits"), py::arg("black_level") = 0,
+      py::arg("grid") = std::array<int, 2>{32, 24},
+      "Builds statistics from a uint16 (height, width) frame as the camera's statistics block would:\n"
+      "black_level in 14-bit units (one int or four, paired B, Gr, Gb, R), grid as (cols, rows).");
+}
+
+}  // namespace mirvo_py

@@ -1,0 +1,42 @@
+#include <pybind11/numpy.h>
+
+#include "arrays.h"
+#include "bindings.h"
+#include "core/lsc_table.h"
+#include "io/lsc_table_file.h"
+#include "validate.h"
+
+namespace mirvo_py {
+
+void BindTables(py::module_& m) {
+  m.def(
+      "load_table",
+      [](py::handle path_arg) {
+        const std::string path = FsPath(path_arg);
+        ValidateTableFile(path);
+        py::array_t<float> table({4, 13, 17});
+        auto* t = reinterpret_cast<mirvo::LscTable*>(table.mutable_data());
+        if (mirvo::LscTableLoadHeaderFile(path.c_str(), *t) != mirvo::kOk)
+          throw py::value_error(path + ": not a valid LSC table header file: the reader refused it");
+        // "nan" and "inf" read as numbers; no gain table holds them.
+        CheckedFiniteFloats(table, (path + ": LSC table").c_str(), {4, 13, 17});
+        return table;
+      },
+      py::arg("path"),
+      "Reads an LSC table header file into float32 (4, 13, 17), planes R, Gr, Gb, B. Raises OSError when\n"
+      "the file cannot be read, ValueError when it is not a complete table of finite gains.");
+  m.def(
+      "save_table",
+      [](py::handle path_arg, py::handle table) {
+        const std::string path = FsPath(path_arg);
+        auto a = CheckedFiniteFloats(table, "table", {4, 13, 17});
+        const mirvo::errCode rc =
+            mirvo::LscTableSaveHeaderFile(path.c_str(), *reinterpret_cast<const mirvo::LscTable*>(a.data()));
+        if (rc != mirvo::kOk) RaiseFileFailure("LscTableSaveHeaderFile", rc, path);
+      },
+      py::arg("path"), py::arg("table"),
+      "Writes float32 (4, 13, 17) (planes R, Gr, Gb, B) as an LSC table header file. Gains are written\n"
+      "with 5 decimals, so a table read back equals the saved one to 5 decimals.");
+}
+
+}  // namespace mirvo_py
