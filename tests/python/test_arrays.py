@@ -1,0 +1,76 @@
+"""Arrays are checked, not trusted: each class of bad array once, with the
+exception type and the expected and given shape or dtype in its message;
+arrays whose values convert exactly are taken."""
+
+import numpy as np
+import pytest
+
+import mirvo
+from conftest import golden_frame
+
+GOOD_TABLE = np.ones((4, 13, 17), np.float32)
+SUMS = np.ones((24, 32, 4), np.uint32)
+COUNTS = np.ones((24, 32, 4), np.uint16)
+
+
+def process(table):
+    return mirvo.Core().process(golden_frame(0), table)
+
+
+def with_nan():
+    t = GOOD_TABLE.copy()
+    t[2, 3, 4] = np.nan
+    return t
+
+
+BAD = [
+    # (call, exception, message)
+    (lambda: process(np.ones((13, 17), np.float32)), ValueError, r"expected shape \(4, 13, 17\), got \(13, 17\)"),
+    (lambda: process(np.ones((4, 17, 13), np.float32)), ValueError, r"expected shape \(4, 13, 17\), got \(4, 17, 13\)"),
+    (lambda: process(np.full((4, 13, 17), 0.1)), TypeError, "expected dtype float32, got float64 with values"),
+    (lambda: process(np.ones((4, 13, 17), np.complex64)), TypeError, "expected dtype float32, got complex64"),
+    (lambda: process(np.ones((4, 13, 34), np.float32)[:, :, ::2]), ValueError, "expected a C-contiguous array"),
+    (lambda: process(np.asfortranarray(GOOD_TABLE)), ValueError, "expected a C-contiguous array"),
+    (lambda: process(with_nan()), ValueError, r"base_table: expected finite values, got nan at \[2, 3, 4\]"),
+    (lambda: mirvo.Stats(SUMS, COUNTS.astype(np.float32)), TypeError, "counts: expected dtype uint16, got float32"),
+    (lambda: mirvo.Stats(SUMS.astype(np.int64) - 2, COUNTS), TypeError, "sums: expected dtype uint32, got int64 with"),
+    (lambda: mirvo.Stats(SUMS, COUNTS.astype(np.int32) * 70000), TypeError, "counts: expected dtype uint16, got int32"),
+    (lambda: mirvo.Stats(SUMS, COUNTS[:, :31]), ValueError, r"counts: expected shape \(24, 32, 4\), got \(24, 31, 4\)"),
+    (lambda: mirvo.Stats(SUMS[..., 0], COUNTS), ValueError, r"sums: expected shape \(any, any, 4\), got \(24, 32\)"),
+    (lambda: mirvo.Stats(SUMS, COUNTS, black_level=(1, 2, 3)), TypeError, "black_level: expected an int or a sequence"),
+    (lambda: setattr(mirvo.Tuning(), "BUL", np.ones(221, np.float32)), ValueError, r"BUL: expected shape \(13, 17\)"),
+    (lambda: setattr(mirvo.Tuning(), "smooth_thd", float("inf")), ValueError, "smooth_thd: expected a finite number"),
+    (lambda: mirvo.stats_from_raw(np.ones((128, 192), np.float32), "RGGB", 14), TypeError,
+     "frame: expected dtype uint16, got float32"),
+    (lambda: mirvo.stats_from_raw(np.ones((128, 191), np.uint16), "RGGB", 14), ValueError, "must be even"),
+    (lambda: mirvo.stats_from_raw(np.ones((128, 192), np.uint16), "RGGB", 16), ValueError, "bits: 16 is not within 1..14"),
+    (lambda: mirvo.Core().set_sensor_crop(4032, 3024, 0, 0, 0, 3024), ValueError, "out_w: expected a positive size"),
+]
+
+
+@pytest.mark.parametrize("call,error,message", BAD)
+def test_bad_arrays_raise_with_expected_and_given(call, error, message):
+    with pytest.raises(error, match=message):
+        call()
+
+
+def test_values_that_convert_exactly_are_taken():
+    core = mirvo.Core()
+    exact = core.process(golden_frame(0), GOOD_TABLE)
+    # float64 holding float32 numbers, big-endian float32: the same table.
+    np.testing.assert_array_equal(mirvo.Core().process(golden_frame(0), GOOD_TABLE.astype(np.float64)), exact)
+    np.testing.assert_array_equal(mirvo.Core().process(golden_frame(0), GOOD_TABLE.astype(">f4")), exact)
+    # int64 sums and counts that fit, strided views (copied into the cells).
+    s = mirvo.Stats(SUMS.astype(np.int64) * 5, np.ones((24, 64, 4), np.int64)[:, ::2])
+    assert s.sums.dtype == np.uint32 and int(s.sums.sum()) == 5 * SUMS.size
+    assert s.counts.dtype == np.uint16 and s.sat_counts.dtype == np.uint16
+
+
+def test_stats_views_write_through():
+    s = mirvo.Stats(SUMS, COUNTS)
+    s.sums[3, 4, 2] = 123
+    s.sat_counts[0, 0] = 9
+    assert s.sums[3, 4].tolist() == [1, 1, 123, 1] and s.sat_counts[0, 0].tolist() == [9, 9, 9, 9]
+    sums = s.sums
+    del s
+    assert sums[3, 4, 2] == 123  # the view keeps the statistics alive

@@ -1,0 +1,83 @@
+"""The per-frame Core through Python: library failures as RuntimeError with the
+operation and errCode, no reference or memory growth over many frames, the
+GIL released while frames run, and the same statistics as the program."""
+
+import os
+import subprocess
+import sys
+import threading
+import tracemalloc
+
+import numpy as np
+import pytest
+
+import mirvo
+from conftest import RAW_FRAME, golden_frame
+
+
+def test_library_failure_is_runtime_error_with_code_and_operation(base_table):
+    core = mirvo.Core()
+    wrong_grid = mirvo.Stats(np.ones((32, 24, 4), np.uint32), np.ones((32, 24, 4), np.uint16))
+    with pytest.raises(RuntimeError, match=r"^SetStats: errCode = -10 \(kInvalidInput\)$"):
+        core.process(wrong_grid, base_table)
+    assert core.projections is None and core.temporal_update_gain is None
+    core.process(golden_frame(0), base_table)
+    assert core.projections is not None and core.temporal_update_gain is not None
+
+
+def test_diagnostics_only_while_debugging(base_table):
+    core = mirvo.Core()
+    core.process(golden_frame(0), base_table)
+    assert core.diagnostics() == {}
+    core.debug = True
+    core.process(golden_frame(0), base_table)
+    d = core.diagnostics()
+    assert d["GradH_UX[24][31]"].shape == (24, 31) and d["GradH_UX[24][31]"].dtype == np.float32
+    assert d["lin_stat_sum_R[24][32]"].dtype == np.uint32
+    assert isinstance(d["prj_u"], float) and d["prj_u"] == pytest.approx(core.projections[0], abs=0)
+
+
+def test_no_growth_over_ten_thousand_frames(base_table):
+    core = mirvo.Core()
+    stats = golden_frame(1)
+    for _ in range(100):  # warm up caches and lazily created objects
+        core.process(stats, base_table)
+    refs = (sys.getrefcount(stats), sys.getrefcount(base_table), sys.getrefcount(core))
+    tracemalloc.start()
+    before = tracemalloc.take_snapshot()
+    for _ in range(10_000):
+        out = core.process(stats, base_table)
+    after = tracemalloc.take_snapshot()
+    tracemalloc.stop()
+    del out
+    assert (sys.getrefcount(stats), sys.getrefcount(base_table), sys.getrefcount(core)) == refs
+    grown = sum(s.size_diff for s in after.compare_to(before, "filename"))
+    assert grown < 16_384, f"{grown} bytes more after 10,000 frames"
+
+
+def test_frames_run_in_parallel_threads_with_the_results_of_one(base_table):
+    frames = [golden_frame(f) for f in range(3)]
+
+    def run(results, key):
+        core = mirvo.Core()
+        results[key] = [core.process(s, base_table) for s in frames * 20][-1]
+
+    sequential = {}
+    run(sequential, 0)
+    results = {}
+    threads = [threading.Thread(target=run, args=(results, k)) for k in range(4)]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    for k in range(4):
+        np.testing.assert_array_equal(results[k], sequential[0])
+
+
+@pytest.mark.skipif("MIRVO_CLI" not in os.environ, reason="the mirvo program is not built")
+def test_stats_from_raw_equals_the_program(tmp_path, raw_stats):
+    subprocess.run([os.environ["MIRVO_CLI"], "stats", "--raw", str(RAW_FRAME), "--width", "192", "--height", "128",
+                    "--bits", "14", "--pattern", "RGGB", "--black-level", "600", "--out", str(tmp_path / "cli.txt")],
+                   check=True)
+    mirvo.save_stats(tmp_path / "py.txt", raw_stats)
+    assert (tmp_path / "py.txt").read_bytes() == (tmp_path / "cli.txt").read_bytes()
