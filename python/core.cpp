@@ -3,6 +3,7 @@
 #include <cmath>
 #include <mutex>
 
+#include "arg_types.h"
 #include "arrays.h"
 #include "bindings.h"
 #include "core/core.h"
@@ -25,9 +26,9 @@ struct PyCore {
   bool has_frame = false;
 };
 
-py::array_t<float> Process(PyCore& self, const mirvo::Stats& stats, py::handle base_table) {
+py::array_t<float> Process(PyCore& self, const mirvo::Stats& stats, const ArrayLike& base_table) {
   // The table is read in place: a float32 C-ordered array is the LscTable.
-  auto table = CheckedFiniteFloats(base_table, "base_table", {4, 13, 17});
+  auto table = CheckedFiniteFloats(base_table.obj, "base_table", {4, 13, 17});
   const auto* base = reinterpret_cast<const mirvo::LscTable*>(table.data());
   py::array_t<float> out({4, 13, 17});
   auto* out_table = reinterpret_cast<mirvo::LscTable*>(out.mutable_data());

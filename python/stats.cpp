@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "arg_types.h"
 #include "arrays.h"
 #include "bindings.h"
 #include "core/stats.h"
@@ -61,16 +62,16 @@ py::array_t<T> CellView(py::object self, size_t offset) {
                         {cell * s.cols, cell, static_cast<py::ssize_t>(sizeof(T))}, reinterpret_cast<T*>(base), self);
 }
 
-std::unique_ptr<Stats> MakeStats(py::handle sums, py::handle counts, py::handle sat_counts, int bit_depth,
-                                 py::handle black_level, py::handle black_level_gain) {
+std::unique_ptr<Stats> MakeStats(const ArrayLike& sums, const ArrayLike& counts, const ArrayLike& sat_counts,
+                                 int bit_depth, py::object black_level, py::object black_level_gain) {
   // Copied into the cell layout anyway, so any view is taken.
-  auto s = CheckedArray<uint32_t>(sums, "sums", {-1, -1, 4}, false);
+  auto s = CheckedArray<uint32_t>(sums.obj, "sums", {-1, -1, 4}, false);
   const py::ssize_t rows = s.shape(0), cols = s.shape(1);
   if (rows < 1 || cols < 1)
     throw py::value_error("sums: expected at least one cell, got shape " + ShapeText({rows, cols, 4}));
-  auto c = CheckedArray<uint16_t>(counts, "counts", {rows, cols, 4}, false);
+  auto c = CheckedArray<uint16_t>(counts.obj, "counts", {rows, cols, 4}, false);
   py::array_t<uint16_t, py::array::c_style> sat;
-  if (!sat_counts.is_none()) sat = CheckedArray<uint16_t>(sat_counts, "sat_counts", {rows, cols, 4}, false);
+  if (!sat_counts.obj.is_none()) sat = CheckedArray<uint16_t>(sat_counts.obj, "sat_counts", {rows, cols, 4}, false);
   CheckRange("bit_depth", bit_depth, 1, 16);
   const auto levels = FourInts(black_level, "black_level", 0, 65535);
   std::array<double, 4> gains{};
@@ -94,7 +95,7 @@ std::unique_ptr<Stats> MakeStats(py::handle sums, py::handle counts, py::handle 
   }
   const uint32_t* ps = s.data();
   const uint16_t* pc = c.data();
-  const uint16_t* pz = sat_counts.is_none() ? nullptr : sat.data();
+  const uint16_t* pz = sat_counts.obj.is_none() ? nullptr : sat.data();
   for (py::ssize_t i = 0; i < rows * cols; ++i) {
     StatsCell& cell = stats->cells[i];
     std::memcpy(cell.sum, ps + 4 * i, sizeof cell.sum);
@@ -183,8 +184,8 @@ void BindStats(py::module_& m) {
 
   m.def(
       "load_stats",
-      [](py::handle path_arg) {
-        const std::string path = FsPath(path_arg);
+      [](const PathLike& path_arg) {
+        const std::string path = FsPath(path_arg.obj);
         ValidateStatsFile(path);
         auto stats = std::make_unique<Stats>();
         // The dump carries no black levels: they read as none removed.
@@ -198,8 +199,8 @@ void BindStats(py::module_& m) {
       "levels as 0, bit depth 14). OSError when it cannot be read, ValueError when it would not load.");
   m.def(
       "save_stats",
-      [](py::handle path_arg, const Stats& stats) {
-        const std::string path = FsPath(path_arg);
+      [](const PathLike& path_arg, const Stats& stats) {
+        const std::string path = FsPath(path_arg.obj);
         if (stats.rows != 24 || stats.cols != 32)
           throw py::value_error("stats: a statistics dump holds 24 x 32 cells, got " + std::to_string(stats.rows) +
                                 " x " + std::to_string(stats.cols));
@@ -211,8 +212,8 @@ void BindStats(py::module_& m) {
       "part of the format).");
   m.def(
       "read_raw",
-      [](py::handle path_arg, int width, int height, int bits, const std::string& pattern, bool mipi) {
-        const std::string path = FsPath(path_arg);
+      [](const PathLike& path_arg, int width, int height, int bits, const std::string& pattern, bool mipi) {
+        const std::string path = FsPath(path_arg.obj);
         CheckFrameSize(width, height);
         CheckRange("bits", bits, 1, 16);
         CheckPattern(pattern);
@@ -242,8 +243,9 @@ void BindStats(py::module_& m) {
       "into uint16 (height, width). The file size must match exactly.");
   m.def(
       "stats_from_raw",
-      [](py::handle frame_obj, const std::string& pattern, int bits, py::handle black_level, std::array<int, 2> grid) {
-        auto frame = CheckedArray<uint16_t>(frame_obj, "frame", {-1, -1});
+      [](const ArrayLike& frame_obj, const std::string& pattern, int bits, py::object black_level,
+         std::array<int, 2> grid) {
+        auto frame = CheckedArray<uint16_t>(frame_obj.obj, "frame", {-1, -1});
         const int height = static_cast<int>(frame.shape(0)), width = static_cast<int>(frame.shape(1));
         CheckFrameSize(width, height);
         CheckPattern(pattern);

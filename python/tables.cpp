@@ -1,5 +1,6 @@
 #include <pybind11/numpy.h>
 
+#include "arg_types.h"
 #include "arrays.h"
 #include "bindings.h"
 #include "core/lsc_table.h"
@@ -11,8 +12,8 @@ namespace mirvo_py {
 void BindTables(py::module_& m) {
   m.def(
       "load_table",
-      [](py::handle path_arg) {
-        const std::string path = FsPath(path_arg);
+      [](const PathLike& path_arg) {
+        const std::string path = FsPath(path_arg.obj);
         ValidateTableFile(path);
         py::array_t<float> table({4, 13, 17});
         auto* t = reinterpret_cast<mirvo::LscTable*>(table.mutable_data());
@@ -27,9 +28,9 @@ void BindTables(py::module_& m) {
       "the file cannot be read, ValueError when it is not a complete table of finite gains.");
   m.def(
       "save_table",
-      [](py::handle path_arg, py::handle table) {
-        const std::string path = FsPath(path_arg);
-        auto a = CheckedFiniteFloats(table, "table", {4, 13, 17});
+      [](const PathLike& path_arg, const ArrayLike& table) {
+        const std::string path = FsPath(path_arg.obj);
+        auto a = CheckedFiniteFloats(table.obj, "table", {4, 13, 17});
         const mirvo::errCode rc =
             mirvo::LscTableSaveHeaderFile(path.c_str(), *reinterpret_cast<const mirvo::LscTable*>(a.data()));
         if (rc != mirvo::kOk) RaiseFileFailure("LscTableSaveHeaderFile", rc, path);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "arg_types.h"
 #include "arrays.h"
 #include "bindings.h"
 #include "io/default_tuning.h"
@@ -65,8 +66,8 @@ void ProfileField(Cls& cls, const char* name, float (LearnedTintProfile::*field)
         MirvoParams& p = self.cast<MirvoParams&>();
         return py::array_t<float>(shape, &(p.learned_tint_profile.*field)[0], self);
       },
-      [field, shape, name](MirvoParams& p, py::handle value) {
-        auto a = CheckedFiniteFloats(value, name, shape);
+      [field, shape, name](MirvoParams& p, const ArrayLike& value) {
+        auto a = CheckedFiniteFloats(value.obj, name, shape);
         std::memcpy(&(p.learned_tint_profile.*field)[0], a.data(), sizeof(float) * N);
       },
       doc);
@@ -80,8 +81,8 @@ void GridField(Cls& cls, const char* name, float (LearnedTintProfile::*field)[13
         MirvoParams& p = self.cast<MirvoParams&>();
         return py::array_t<float>({13, 17}, &(p.learned_tint_profile.*field)[0][0], self);
       },
-      [field, name](MirvoParams& p, py::handle value) {
-        auto a = CheckedFiniteFloats(value, name, {13, 17});
+      [field, name](MirvoParams& p, const ArrayLike& value) {
+        auto a = CheckedFiniteFloats(value.obj, name, {13, 17});
         std::memcpy(&(p.learned_tint_profile.*field)[0][0], a.data(), sizeof(float) * 13 * 17);
       },
       doc);
@@ -140,8 +141,8 @@ void BindTuning(py::module_& m) {
       "A copy of the built-in default tuning record.");
   m.def(
       "load_tuning",
-      [](py::handle path_arg) {
-        const std::string path = FsPath(path_arg);
+      [](const PathLike& path_arg) {
+        const std::string path = FsPath(path_arg.obj);
         ValidateTuningFile(path);
         MirvoParams p(mirvo::DefaultMirvoParams());
         if (mirvo::LoadTuningHeaderFile(path.c_str(), p) != mirvo::kOk)
@@ -154,8 +155,8 @@ void BindTuning(py::module_& m) {
       "complete tuning file of finite numbers.");
   m.def(
       "save_tuning",
-      [](py::handle path_arg, const MirvoParams& tuning) {
-        const std::string path = FsPath(path_arg);
+      [](const PathLike& path_arg, const MirvoParams& tuning) {
+        const std::string path = FsPath(path_arg.obj);
         const mirvo::errCode rc = mirvo::SaveTuningHeaderFile(path.c_str(), tuning);
         if (rc != mirvo::kOk) RaiseFileFailure("SaveTuningHeaderFile", rc, path);
       },
