@@ -57,33 +57,18 @@ void SwitchField(Cls& cls, const char* name, int32_t TuningParams::*field, const
 
 // Profile grids are views into the record (writable, kept alive by it);
 // assigning checks shape, dtype and finiteness, then copies.
-template <typename Cls, size_t N>
-void ProfileField(Cls& cls, const char* name, float (LearnedTintProfile::*field)[N], std::vector<py::ssize_t> shape,
+template <typename Cls, typename Member>
+void ProfileField(Cls& cls, const char* name, Member LearnedTintProfile::*field, std::vector<py::ssize_t> shape,
                   const char* doc) {
   cls.def_property(
       name,
       [field, shape](py::object self) {
         MirvoParams& p = self.cast<MirvoParams&>();
-        return py::array_t<float>(shape, &(p.learned_tint_profile.*field)[0], self);
+        return py::array_t<float>(shape, reinterpret_cast<float*>(&(p.learned_tint_profile.*field)), self);
       },
       [field, shape, name](MirvoParams& p, const ArrayLike& value) {
         auto a = CheckedFiniteFloats(value.obj, name, shape);
-        std::memcpy(&(p.learned_tint_profile.*field)[0], a.data(), sizeof(float) * N);
-      },
-      doc);
-}
-
-template <typename Cls>
-void GridField(Cls& cls, const char* name, float (LearnedTintProfile::*field)[13][17], const char* doc) {
-  cls.def_property(
-      name,
-      [field](py::object self) {
-        MirvoParams& p = self.cast<MirvoParams&>();
-        return py::array_t<float>({13, 17}, &(p.learned_tint_profile.*field)[0][0], self);
-      },
-      [field, name](MirvoParams& p, const ArrayLike& value) {
-        auto a = CheckedFiniteFloats(value.obj, name, {13, 17});
-        std::memcpy(&(p.learned_tint_profile.*field)[0][0], a.data(), sizeof(float) * 13 * 17);
+        std::memcpy(&(p.learned_tint_profile.*field), a.data(), sizeof(Member));
       },
       doc);
 }
@@ -118,8 +103,10 @@ void BindTuning(py::module_& m) {
   FloatField(cls, "tint_update_gain", &TuningParams::tint_update_gain, "Gain of the temporal filter (0.3).");
   SwitchField(cls, "enable_temporal_filter", &TuningParams::enable_temporal_filter,
               "Non-zero switches on temporal blending of the tint (1).");
-  GridField(cls, "BUL", &LearnedTintProfile::BUL, "Learned tint, u = log(R/G), float32 (13, 17) on the table lattice.");
-  GridField(cls, "BVL", &LearnedTintProfile::BVL, "Learned tint, v = log(B/G), float32 (13, 17) on the table lattice.");
+  ProfileField(cls, "BUL", &LearnedTintProfile::BUL, {13, 17},
+               "Learned tint, u = log(R/G), float32 (13, 17) on the table lattice.");
+  ProfileField(cls, "BVL", &LearnedTintProfile::BVL, {13, 17},
+               "Learned tint, v = log(B/G), float32 (13, 17) on the table lattice.");
   ProfileField(cls, "BgUHXY", &LearnedTintProfile::BgUHXY, {mirvo::kNumEdges},
                "Learned u gradients, float32 (1480,): 24 x 31 horizontal edges, then 23 x 32 vertical ones.");
   ProfileField(cls, "BgVHXY", &LearnedTintProfile::BgVHXY, {mirvo::kNumEdges},
