@@ -13,7 +13,7 @@ shift || true
 dir=build/fuzz
 cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang-14 \
   -DCMAKE_CXX_COMPILER=clang++-14 -DMIRVO_BUILD_FUZZ=ON -DMIRVO_FUZZ_INSTRUMENT=ON -DMIRVO_BUILD_TESTS=OFF \
-  -DMIRVO_BUILD_CLI=OFF -DMIRVO_WERROR=ON >/dev/null
+  -DMIRVO_BUILD_CLI=OFF -DMIRVO_BUILD_PYTHON=OFF -DMIRVO_WERROR=ON >/dev/null
 cmake --build "$dir" -j "$(nproc)"
 targets=("$@")
 if [ "${#targets[@]}" -eq 0 ]; then
