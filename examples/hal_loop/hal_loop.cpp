@@ -171,8 +171,8 @@ int main(int argc, char** argv) {
   }
   if (!times_us.empty()) {
     std::sort(times_us.begin(), times_us.end());
-    std::printf("%d frames: median %.1f us, fastest %.1f us, slowest %.1f us\n", frames,
-                times_us[times_us.size() / 2], times_us.front(), times_us.back());
+    std::printf("%d frames: median %.1f us, fastest %.1f us, slowest %.1f us\n", frames, times_us[times_us.size() / 2],
+                times_us.front(), times_us.back());
   }
   return 0;
 }
