@@ -92,4 +92,25 @@ echo "== hal_loop through find_package(mirvo), installed tuning file"
 env -u LD_LIBRARY_PATH "$W/find_package/hal_loop" --frames 8 --tuning "$prefix/share/mirvo/default_tuning.h"
 echo "== hal_loop through pkg-config, built-in tuning"
 env -u LD_LIBRARY_PATH "$W/pkg_config/hal_loop" --frames 8
+# As a subproject (add_subdirectory, FetchContent): only the library, and
+# nothing in the parent's cache but mirvo's own options and liblog's location.
+mkdir "$W/parent"
+cat >"$W/parent/CMakeLists.txt" <<CMAKE
+cmake_minimum_required(VERSION 3.25)
+project(parent CXX)
+add_subdirectory("$PWD" mirvo)
+add_executable(hal_loop "$PWD/examples/hal_loop/hal_loop.cpp")
+target_link_libraries(hal_loop PRIVATE mirvo::mirvo_core)
+CMAKE
+cmake -S "$W/parent" -B "$W/parent/build" -G Ninja >"$W/parent.log" || fail "as a subproject: $(tail -5 "$W/parent.log")"
+foreign=$(grep -E '^[A-Za-z_]+:' "$W/parent/build/CMakeCache.txt" | cut -d: -f1 |
+  grep -Ev '^(MIRVO_|ANDROID_LOG_|FIND_PACKAGE_MESSAGE_DETAILS_|_?CMAKE_|parent_|mirvo_)' || true)
+[ -z "$foreign" ] || fail "as a subproject, mirvo wrote into the parent's cache: $foreign"
+grep -q '^CMAKE_BUILD_TYPE:STRING=$' "$W/parent/build/CMakeCache.txt" ||
+  fail "as a subproject, mirvo set the parent's CMAKE_BUILD_TYPE"
+for t in mirvo mirvo_bench core_test; do
+  if ninja -C "$W/parent/build" -t query "$t" >/dev/null 2>&1; then fail "as a subproject, mirvo still builds $t"; fi
+done
+ninja -C "$W/parent/build" -t query hal_loop >/dev/null || fail "as a subproject, the parent's target is missing"
+echo "as a subproject: only the library, the parent's cache untouched"
 echo "install check ($variant): passed"
