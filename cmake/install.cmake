@@ -75,17 +75,21 @@ install(FILES
 file(RELATIVE_PATH MIRVO_PC_TO_PREFIX
   ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" MIRVO_PC_TO_PREFIX "${MIRVO_PC_TO_PREFIX}")
+# The shared library finds liblog through its own run path; a program linking
+# the static library links liblog itself and needs the run path too.
 if(ANDROID_LOG_LIBRARY_DIR)
   set(MIRVO_PC_LIBLOG "-L${ANDROID_LOG_LIBRARY_DIR} -llog")
+  set(MIRVO_PC_LIBLOG_RPATH " -Wl,-rpath,${ANDROID_LOG_LIBRARY_DIR}")
 else()
   set(MIRVO_PC_LIBLOG "-llog")
+  set(MIRVO_PC_LIBLOG_RPATH "")
 endif()
 if(_mirvo_core_type STREQUAL "SHARED_LIBRARY")
   set(MIRVO_PC_LIBS_PRIVATE "${MIRVO_PC_LIBLOG}")
   set(MIRVO_PC_LIBS_STATIC "")
 else()
   set(MIRVO_PC_LIBS_PRIVATE "")
-  set(MIRVO_PC_LIBS_STATIC " ${MIRVO_PC_LIBLOG}")
+  set(MIRVO_PC_LIBS_STATIC " ${MIRVO_PC_LIBLOG}${MIRVO_PC_LIBLOG_RPATH}")
 endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/mirvo.pc.in ${PROJECT_BINARY_DIR}/mirvo.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/mirvo.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT mirvo_development)
