@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <random>
 #include <string>
 
@@ -61,7 +62,11 @@ const std::vector<uint16_t>& RawSamples() {
 
 namespace {
 
-std::string TempPath(const char* name) { return std::string("/tmp/mirvo_bench_") + name; }
+// TMPDIR first: Android has no /tmp (its shell sets TMPDIR).
+std::string TempPath(const char* name) {
+  const char* tmpdir = std::getenv("TMPDIR");
+  return std::string(tmpdir != nullptr ? tmpdir : "/tmp") + "/mirvo_bench_" + name;
+}
 
 }  // namespace
 

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "core/crop_info.h"
+#include "core/export.h"
 #include "core/lsc_table.h"
 #include "core/mirvo_params.h"
 #include "core/stats.h"
@@ -13,7 +14,7 @@ namespace mirvo {
 // The object the camera stack holds, one per camera. Calling order: Core(),
 // LoadMirvoParams, SetSensorCrop when the crop changes, then per frame
 // SetStats, SetInputLscTable, Execute, GetOutputLscTable. One thread at a time.
-class Core : public MirvoHybrid {
+class MIRVO_EXPORT Core : public MirvoHybrid {
  public:
   Core();
   ~Core();

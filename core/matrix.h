@@ -4,12 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "core/export.h"
+
 namespace mirvo {
 
 // Dense row-major grid: element (r, c) is data[r * cols + c]. Instantiated for
 // float, unsigned int, unsigned short and unsigned char.
 template <typename T>
-struct Matrix {
+struct MIRVO_EXPORT Matrix {
   int cols = 0;
   int rows = 0;
   std::vector<T> data;

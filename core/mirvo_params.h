@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "core/crop_info.h"
+#include "core/export.h"
 
 namespace mirvo {
 
@@ -50,6 +51,6 @@ struct MirvoDebugParams {
 };
 
 // Sets version and tuning to their defaults; leaves the learned profile untouched.
-void InitMirvoParams(MirvoParams& params);
+MIRVO_EXPORT void InitMirvoParams(MirvoParams& params);
 
 }  // namespace mirvo

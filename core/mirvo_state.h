@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/error_code.h"
+#include "core/export.h"
 #include "core/matrix.h"
 
 namespace mirvo {
@@ -11,7 +12,7 @@ namespace mirvo {
 // Diagnostic store: named copies of grids and scalars recorded by the pipeline
 // while debugging is on, written to one text file on request. Ordered maps, so
 // the dump lists keys in byte-wise order.
-class MirvoState {
+class MIRVO_EXPORT MirvoState {
  public:
   void Set(std::string name, const Matrix<float>& m);
   void Set(std::string name, const Matrix<unsigned int>& m);

@@ -7,6 +7,7 @@
 
 #include "core/channel.h"
 #include "core/error_code.h"
+#include "core/export.h"
 
 namespace mirvo {
 
@@ -24,7 +25,7 @@ static_assert(offsetof(StatsCell, cnt) == 16, "cnt at byte 16");
 static_assert(offsetof(StatsCell, sat_cnt) == 24, "sat_cnt at byte 24");
 
 // Per-cell Bayer statistics of one frame. Owns its cell buffer; move-only.
-struct Stats {
+struct MIRVO_EXPORT Stats {
   int32_t bit_depth = 0;
   uint16_t black_level[4];
   float black_level_gain[4];

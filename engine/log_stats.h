@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "core/error_code.h"
+#include "core/export.h"
 #include "core/matrix.h"
 #include "core/stats.h"
 
@@ -10,7 +11,7 @@ namespace mirvo {
 
 // Per-cell log chroma of one frame and the edge reliability flags. The
 // 24 x 32 shape of the log grids fixes the statistics grid the engine accepts.
-class LogStats {
+class MIRVO_EXPORT LogStats {
  public:
   LogStats();
 

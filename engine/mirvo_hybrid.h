@@ -3,6 +3,7 @@
 #include <string>
 
 #include "core/error_code.h"
+#include "core/export.h"
 #include "core/lsc_table.h"
 #include "core/matrix.h"
 #include "core/mirvo_params.h"
@@ -25,39 +26,39 @@ typedef float FloatPair __attribute__((vector_size(2 * sizeof(float))));
 // Members are public so tools and tests can inspect every intermediate grid.
 class MirvoHybrid {
  public:
-  MirvoHybrid();
-  ~MirvoHybrid();
+  MIRVO_EXPORT MirvoHybrid();
+  MIRVO_EXPORT ~MirvoHybrid();
   MirvoHybrid(const MirvoHybrid&) = delete;
   MirvoHybrid& operator=(const MirvoHybrid&) = delete;
 
   // Configuration: both store pointers; the records must outlive the engine.
-  void SetMirvoParams(const MirvoParams& params);
-  void SetMirvoDebugParams(MirvoDebugParams& params);
+  MIRVO_EXPORT void SetMirvoParams(const MirvoParams& params);
+  MIRVO_EXPORT void SetMirvoDebugParams(MirvoDebugParams& params);
 
   // Base table: copied, recorded with debugging on, and turned into log gains.
-  void SetLscBaseTable(const LscTable& table);
+  MIRVO_EXPORT void SetLscBaseTable(const LscTable& table);
   // Offline path: reads an LSC table header file (see LscTableLoadHeaderFile
   // for the missing-marker hazard). 0, or -1 after a message on stderr.
-  int LoadLscBaseTable(const char* path);
+  MIRVO_EXPORT int LoadLscBaseTable(const char* path);
   // Adds the base table's log gains onto the log-chroma statistics.
-  void ApplyLscBaseTable();
-  LscTable* GetMirvoTable();
+  MIRVO_EXPORT void ApplyLscBaseTable();
+  MIRVO_EXPORT LscTable* GetMirvoTable();
 
   // Statistics intake and the gradient mask.
-  errCode SetStats(const Stats& stats);
-  void RemoveUnreliableStats();
+  MIRVO_EXPORT errCode SetStats(const Stats& stats);
+  MIRVO_EXPORT void RemoveUnreliableStats();
 
   // Stages, in the order GenerateDlscTable runs them.
-  void EstimateGradient();
-  void FitLearnedTintProfile();
-  void TemporalFilter(float prj_u, float prj_v);
-  void IntegratorSum();
-  void IntegrateGradientResidue();
-  void LogToLinear();
-  void GenerateDlscTable();
-  void MergeTintBaseTables();
+  MIRVO_EXPORT void EstimateGradient();
+  MIRVO_EXPORT void FitLearnedTintProfile();
+  MIRVO_EXPORT void TemporalFilter(float prj_u, float prj_v);
+  MIRVO_EXPORT void IntegratorSum();
+  MIRVO_EXPORT void IntegrateGradientResidue();
+  MIRVO_EXPORT void LogToLinear();
+  MIRVO_EXPORT void GenerateDlscTable();
+  MIRVO_EXPORT void MergeTintBaseTables();
 
-  errCode SaveDisgnosticData(const std::string& path);
+  MIRVO_EXPORT errCode SaveDisgnosticData(const std::string& path);
 
   MirvoState state_;
   MirvoDebugParams* pdebug_params_;

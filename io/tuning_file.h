@@ -3,6 +3,7 @@
 #include <string>
 
 #include "core/error_code.h"
+#include "core/export.h"
 #include "core/mirvo_params.h"
 
 namespace mirvo {
@@ -13,19 +14,19 @@ namespace mirvo {
 // HAZARD: a grid token that trims to nothing or does not start with a number
 // makes std::stof throw std::invalid_argument (or std::out_of_range), which is
 // not caught here. Tools call TuningValidateHeaderFile first.
-errCode LoadTuningHeaderFile(const char* path, MirvoParams& params);
+MIRVO_EXPORT errCode LoadTuningHeaderFile(const char* path, MirvoParams& params);
 
 // Checks without throwing that LoadTuningHeaderFile will read `path` to the
 // end and return kOk. On failure returns kFileError and, if `why` is given,
 // a one-line reason (without the path).
-errCode TuningValidateHeaderFile(const char* path, std::string* why = nullptr);
+MIRVO_EXPORT errCode TuningValidateHeaderFile(const char* path, std::string* why = nullptr);
 
 // Writes params as a tuning header file that LoadTuningHeaderFile reads back
 // (floats with 9 significant digits, so the record round-trips exactly).
-errCode SaveTuningHeaderFile(const char* path, const MirvoParams& params);
+MIRVO_EXPORT errCode SaveTuningHeaderFile(const char* path, const MirvoParams& params);
 
 // Holder of a tuning record: the compiled-in default until a file is loaded.
-class MirvoTuning {
+class MIRVO_EXPORT MirvoTuning {
  public:
   MirvoTuning();
   ~MirvoTuning();

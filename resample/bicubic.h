@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/export.h"
 #include "core/matrix.h"
 #include "core/rgbg.h"
 
@@ -10,7 +11,7 @@ namespace mirvo {
 // replaced by linear extrapolation, so linear ramps are reproduced everywhere.
 // Instantiated for N = 13, 17, 24 and 32.
 template <int N>
-void BicubicKernel(int n, const float (&pos)[N], int (&start)[N], float (&w)[N][4]);
+MIRVO_EXPORT void BicubicKernel(int n, const float (&pos)[N], int (&start)[N], float (&w)[N][4]);
 
 // Separable bicubic resampling of a 13 x 17 grid at fractional positions;
 // column positions come first. Rows are filtered first, then columns.
@@ -20,12 +21,12 @@ void ResampleBicubic(const float (&x)[Wd], const float (&y)[Hd], const float (&s
 
 // Fixed 2x bilinear upsampling from the 13 x 17 table lattice to the 24 x 32
 // statistics grid (output j at source position j/2 + 0.25 on each axis).
-void Resample13x17to24x32(const Matrix<float>& src, Matrix<float>* dst);
+MIRVO_EXPORT void Resample13x17to24x32(const Matrix<float>& src, Matrix<float>* dst);
 // Same arithmetic on plain arrays, for callers that must not allocate.
-void Resample13x17to24x32(const float (&src)[13][17], float (&dst)[24][32]);
+MIRVO_EXPORT void Resample13x17to24x32(const float (&src)[13][17], float (&dst)[24][32]);
 
 // Four-point cubic interpolation of both members of an Rgbg, t in [0, 1]
 // between p1 (t = 0) and p2 (t = 1). Returns out.
-Rgbg* CubicInterpolate_rgbg(Rgbg* out, Rgbg* p0, Rgbg* p1, Rgbg* p2, Rgbg* p3, float t);
+MIRVO_EXPORT Rgbg* CubicInterpolate_rgbg(Rgbg* out, Rgbg* p0, Rgbg* p1, Rgbg* p2, Rgbg* p3, float t);
 
 }  // namespace mirvo

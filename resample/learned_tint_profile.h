@@ -2,6 +2,7 @@
 
 #include "core/crop_info.h"
 #include "core/error_code.h"
+#include "core/export.h"
 #include "core/mirvo_params.h"
 
 namespace mirvo {
@@ -11,11 +12,11 @@ namespace mirvo {
 // -100 when the file cannot be opened, or the plain value -1 when the first
 // header starts with "BUL" or the second with "BVL" (the header test is
 // inverted on purpose). Short or malformed files are not detected.
-int LoadLearnedTintProfile(const char* path, LearnedTintProfile& profile);
+MIRVO_EXPORT int LoadLearnedTintProfile(const char* path, LearnedTintProfile& profile);
 
 // Re-samples the full-sensor profile `in` onto the sensor crop; the gradient
 // blocks of *out are derived afresh from in's tint grids. in and out must be
 // different objects.
-void Crop(const CropInfo& crop, const LearnedTintProfile& in, LearnedTintProfile* out);
+MIRVO_EXPORT void Crop(const CropInfo& crop, const LearnedTintProfile& in, LearnedTintProfile* out);
 
 }  // namespace mirvo

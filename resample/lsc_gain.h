@@ -1,13 +1,14 @@
 #pragma once
 
 #include "core/error_code.h"
+#include "core/export.h"
 #include "core/lsc_table.h"
 #include "core/matrix.h"
 
 namespace mirvo {
 
 // Log R/G and log B/G gains of a base table on the 24 x 32 statistics grid.
-class LscGain {
+class MIRVO_EXPORT LscGain {
  public:
   LscGain();  // both grids 24 x 32 of 0
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Sets everything up, builds the mirvo program and runs its built-in demo.
+# Installs what the mirvo program needs, builds the library and the program
+# (no tests, no benchmarks) and runs its built-in demo.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-MIRVO_SKIP_CROSS=1 scripts/setup.sh
-scripts/build.sh host >/dev/null
-exec build/host/cli/mirvo demo --out-dir out/demo "$@"
+scripts/setup.sh demo
+scripts/build.sh demo >/dev/null
+exec build/demo/cli/mirvo demo --out-dir out/demo "$@"

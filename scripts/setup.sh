@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # Installs what building, testing and cross-testing mirvo needs on Debian 12.
 # Idempotent: packages already present are not fetched again.
+#   scripts/setup.sh        everything (what scripts/test.sh needs)
+#   scripts/setup.sh demo   only what building and running the program needs
 set -euo pipefail
+subset="${1:-all}"
 
 SUDO=""
 if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
@@ -11,8 +14,19 @@ HOST_PKGS=(cmake ninja-build g++ libgtest-dev libbenchmark-dev libpng-dev androi
            nlohmann-json3-dev pybind11-dev python3-dev python3-pybind11 python3-numpy python3-pytest
            python3-matplotlib gcovr chromium)
 CROSS_PKGS=(g++-aarch64-linux-gnu qemu-user android-liblog-dev:arm64 libc6:arm64 libstdc++6:arm64)
+DEMO_PKGS=(cmake ninja-build g++ libpng-dev android-liblog-dev nlohmann-json3-dev)
 
-want=("${HOST_PKGS[@]}")
+case "$subset" in
+  all) want=("${HOST_PKGS[@]}") ;;
+  demo)
+    want=("${DEMO_PKGS[@]}")
+    MIRVO_SKIP_CROSS=1
+    ;;
+  *)
+    echo "setup: unknown subset $subset (all, demo)" >&2
+    exit 2
+    ;;
+esac
 if [ "${MIRVO_SKIP_CROSS:-0}" != "1" ]; then
   if ! dpkg --print-foreign-architectures | grep -qx arm64; then
     $SUDO dpkg --add-architecture arm64

@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Sets everything up and runs the whole test suite: natively on x86-64 (plus a
 # benchmark smoke run), cross-built for AArch64 under qemu, with ASan + UBSan,
-# the command-line scenarios under valgrind, and every fuzz target briefly.
-# Pass steps to run a subset: scripts/test.sh host asan   (host arm64 asan valgrind fuzz)
+# the command-line scenarios under valgrind, every fuzz target briefly,
+# the installed library used as a HAL project would, the Android.bp check.
+# Pass steps to run a subset: scripts/test.sh host asan
+#   (host install android-bp arm64 asan valgrind fuzz)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 steps=("$@")
-[ "${#steps[@]}" -gt 0 ] || steps=(host arm64 asan valgrind fuzz)
+[ "${#steps[@]}" -gt 0 ] || steps=(host install android-bp arm64 asan valgrind fuzz)
 scripts/setup.sh
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
@@ -14,6 +16,14 @@ start=$SECONDS
 for s in "${steps[@]}"; do
   t0=$SECONDS
   case "$s" in
+    install)
+      echo "=== install: the installed library used from examples/hal_loop"
+      scripts/install_check.sh
+      ;;
+    android-bp)
+      echo "=== android-bp: Android.bp lists every source"
+      scripts/check_android_bp.sh
+      ;;
     valgrind)
       echo "=== valgrind: command-line scenarios under memcheck"
       scripts/valgrind.sh

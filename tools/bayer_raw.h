@@ -5,13 +5,14 @@
 #include <cstdio>
 
 #include "core/error_code.h"
+#include "core/export.h"
 
 namespace mirvo {
 
 // A raw Bayer frame split into four quarter-resolution planes. The green of
 // the quad's top row always lands in plane_gr_, the bottom-row green in
 // plane_gb_, whatever the pattern.
-class BayerRaw {
+class MIRVO_EXPORT BayerRaw {
  public:
   BayerRaw() = default;
   ~BayerRaw();
@@ -38,9 +39,9 @@ class BayerRaw {
 };
 
 // Reads height rows of width little-endian 16-bit samples. 0 or -100.
-int ReadUnpackedRaw(FILE* file, int height, int width, uint16_t* dst);
+MIRVO_EXPORT int ReadUnpackedRaw(FILE* file, int height, int width, uint16_t* dst);
 // Unpacks height rows of MIPI RAW10 (5 bytes per 4 pixels, rows padded to a
 // multiple of 8 bytes). 0 or -100.
-int ReadRaw10Mipi(FILE* file, int height, int width, uint16_t* dst);
+MIRVO_EXPORT int ReadRaw10Mipi(FILE* file, int height, int width, uint16_t* dst);
 
 }  // namespace mirvo
