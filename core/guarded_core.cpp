@@ -1,0 +1,175 @@
+#include "core/guarded_core.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "core/log_tag.h"
+
+namespace mirvo {
+
+namespace {
+
+constexpr int kRows = 24;
+constexpr int kCols = 32;
+constexpr int kGains = sizeof(LscTable) / sizeof(float);
+constexpr int kPlaneGains = 13 * 17;
+const char* const kPlaneNames[4] = {"R", "Gr", "Gb", "B"};
+
+bool Unmeasured(const StatsCell& cell) {
+  return cell.cnt[R] == 0 || cell.cnt[Gr] == 0 || cell.cnt[Gb] == 0 || cell.cnt[B] == 0;
+}
+
+// A cell too dark to measure: a mean of 1/65535 is below the darkness
+// threshold of any tuning with a positive min_level_thd (at 14 bits, above
+// 1e-9), so the engine rejects the cell and the edges to its neighbours. All
+// counts are non-zero and all means equal, so no division by zero happens and
+// the cell's log chroma is exactly ln 1 = 0 even under a tuning that rejects
+// nothing.
+void MakeDark(StatsCell& cell) {
+  for (int ch = 0; ch < 4; ++ch) {
+    cell.sum[ch] = 1;
+    cell.cnt[ch] = 65535;
+    cell.sat_cnt[ch] = 0;
+  }
+}
+
+struct TableCheck {
+  int bad = 0;    // gains that are not finite or out of range
+  int first = 0;  // flat index of the first of them
+};
+
+TableCheck CheckTable(const LscTable& table, float lo, float hi) {
+  const float* g = &table.r_gain[0][0];
+  TableCheck check;
+  for (int i = 0; i < kGains; ++i) {
+    // Written so that NaN fails too.
+    if (!(std::isfinite(g[i]) && g[i] >= lo && g[i] <= hi)) {
+      if (check.bad == 0) check.first = i;
+      ++check.bad;
+    }
+  }
+  return check;
+}
+
+void FillTable(LscTable& table, float gain) {
+  float* g = &table.r_gain[0][0];
+  for (int i = 0; i < kGains; ++i) g[i] = gain;
+}
+
+}  // namespace
+
+GuardedCore::GuardedCore() : candidate_(), last_good_() { sanitised_.ConfigureStatsSize(kCols, kRows); }
+
+bool GuardedCore::SetGainRange(float min_gain, float max_gain) {
+  if (!std::isfinite(min_gain) || !std::isfinite(max_gain) || min_gain < 0.0f || min_gain > max_gain) {
+    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "%s : invalid gain range [%g, %g]", "SetGainRange", min_gain,
+                        max_gain);
+    return false;
+  }
+  min_gain_ = min_gain;
+  max_gain_ = max_gain;
+  return true;
+}
+
+bool GuardedCore::LoadMirvoParams(const MirvoParams& params) { return core_.LoadMirvoParams(params); }
+
+void GuardedCore::SetSensorCrop(const CropInfo& crop) { core_.SetSensorCrop(crop); }
+
+bool GuardedCore::SetStats(const Stats& stats) {
+  // Other grids go through untouched: the engine rejects them itself.
+  if (stats.cols != kCols || stats.rows != kRows) return core_.SetStats(stats);
+  if (stats.cells == nullptr) {
+    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "%s : stats.cells = nullptr", "SetStats");
+    return false;
+  }
+  int unmeasured = 0;
+  for (int i = 0; i < kRows * kCols; ++i) unmeasured += Unmeasured(stats.cells[i]);
+  if (unmeasured == 0) return core_.SetStats(stats);
+
+  sanitised_.bit_depth = stats.bit_depth;
+  std::memcpy(sanitised_.black_level, stats.black_level, sizeof(stats.black_level));
+  std::memcpy(sanitised_.black_level_gain, stats.black_level_gain, sizeof(stats.black_level_gain));
+  std::memcpy(sanitised_.cells, stats.cells, sizeof(StatsCell) * kRows * kCols);
+  for (int i = 0; i < kRows * kCols; ++i)
+    if (Unmeasured(sanitised_.cells[i])) MakeDark(sanitised_.cells[i]);
+  ++sanitised_frames_;
+  sanitised_cells_ += unmeasured;
+  return core_.SetStats(sanitised_);
+}
+
+bool GuardedCore::SetInputLscTable(const LscTable& table) { return core_.SetInputLscTable(table); }
+
+bool GuardedCore::Execute() { return core_.Execute(); }
+
+bool GuardedCore::GetOutputLscTable(LscTable* out) {
+  if (!core_.GetOutputLscTable(&candidate_)) return false;
+  const TableCheck check = CheckTable(candidate_, min_gain_, max_gain_);
+  last_frame_guarded_ = check.bad > 0;
+  if (!last_frame_guarded_) {
+    std::memcpy(&last_good_, &candidate_, sizeof(LscTable));
+    has_last_good_ = true;
+    std::memcpy(out, &candidate_, sizeof(LscTable));
+    return true;
+  }
+
+  const char* fallback = "last good";
+  if (has_last_good_) {
+    std::memcpy(out, &last_good_, sizeof(LscTable));
+  } else if (CheckTable(core_.base_table_, min_gain_, max_gain_).bad == 0) {
+    fallback = "base";
+    std::memcpy(out, &core_.base_table_, sizeof(LscTable));
+  } else {
+    // Neither: a table that changes nothing, brought into the range.
+    fallback = "unity";
+    FillTable(*out, std::fmin(std::fmax(1.0f, min_gain_), max_gain_));
+  }
+  ++guarded_frames_;
+  const float* g = &candidate_.r_gain[0][0];
+  const int plane = check.first / kPlaneGains;
+  const int node = check.first % kPlaneGains;
+  __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                      "%s : %d gains not finite or outside [%g, %g], first %s[%d][%d] = %g; %s table returned, "
+                      "engine state reset",
+                      "GetOutputLscTable", check.bad, min_gain_, max_gain_, kPlaneNames[plane], node / 17, node % 17,
+                      g[check.first], fallback);
+  ResetEngineState();
+  return true;
+}
+
+void GuardedCore::ResetEngineState() {
+  // Everything a frame computes, the temporal filter's grids and projections
+  // above all. What the host set stays until the host replaces it (the base
+  // table with its gain grids, the statistics), and so do the configuration
+  // pointers and the diagnostic store; the nine integration paths are private
+  // scratch that every frame overwrites before reading. Matrix assignment
+  // between grids of one shape reuses the storage: nothing is allocated.
+  MirvoHybrid& e = core_;
+  const MirvoHybrid& f = fresh_;
+  e.mirvo_table_ = f.mirvo_table_;
+  e.WX = f.WX;
+  e.WY = f.WY;
+  std::memcpy(e.weight_vec_, f.weight_vec_, sizeof(e.weight_vec_));
+  std::memcpy(e.grad_u_vec_, f.grad_u_vec_, sizeof(e.grad_u_vec_));
+  std::memcpy(e.grad_v_vec_, f.grad_v_vec_, sizeof(e.grad_v_vec_));
+  e.prj_u_ = f.prj_u_;
+  e.prj_v_ = f.prj_v_;
+  e.prev_prj_u_ = f.prev_prj_u_;
+  e.prev_prj_v_ = f.prev_prj_v_;
+  e.temporal_update_gain_ = f.temporal_update_gain_;
+  std::memcpy(e.residue_u_vec_, f.residue_u_vec_, sizeof(e.residue_u_vec_));
+  std::memcpy(e.residue_v_vec_, f.residue_v_vec_, sizeof(e.residue_v_vec_));
+  e.GradH_UX = f.GradH_UX;
+  e.GradH_UY = f.GradH_UY;
+  e.GradH_VX = f.GradH_VX;
+  e.GradH_VY = f.GradH_VY;
+  e.log_tint_u = f.log_tint_u;
+  e.log_tint_v = f.log_tint_v;
+  e.temporal_tint_u_ = f.temporal_tint_u_;
+  e.temporal_tint_v_ = f.temporal_tint_v_;
+  e.GradL_UX = f.GradL_UX;
+  e.GradL_UY = f.GradL_UY;
+  e.GradL_VX = f.GradL_VX;
+  e.GradL_VY = f.GradL_VY;
+}
+
+}  // namespace mirvo
