@@ -128,10 +128,10 @@ bool GuardedCore::GetOutputLscTable(LscTable* out) {
   const int plane = check.first / kPlaneGains;
   const int node = check.first % kPlaneGains;
   __android_log_print(ANDROID_LOG_ERROR, kLogTag,
-                      "%s : %d gains not finite or outside [%g, %g], first %s[%d][%d] = %g; %s table returned, "
+                      "%s : %d of %d gains not finite or outside [%g, %g], first %s[%d][%d] = %g; %s table returned, "
                       "engine state reset",
-                      "GetOutputLscTable", check.bad, min_gain_, max_gain_, kPlaneNames[plane], node / 17, node % 17,
-                      g[check.first], fallback);
+                      "GetOutputLscTable", check.bad, kGains, min_gain_, max_gain_, kPlaneNames[plane], node / 17,
+                      node % 17, g[check.first], fallback);
   ResetEngineState();
   return true;
 }
