@@ -143,33 +143,32 @@ void GuardedCore::ResetEngineState() {
   // pointers and the diagnostic store; the nine integration paths are private
   // scratch that every frame overwrites before reading. Matrix assignment
   // between grids of one shape reuses the storage: nothing is allocated.
+  typedef Matrix<float> MirvoHybrid::*Grid;
+  typedef float(MirvoHybrid::*EdgeVector)[kNumEdges];
+  typedef float MirvoHybrid::*Scalar;
+  static const Grid kGrids[] = {&MirvoHybrid::WX,
+                                &MirvoHybrid::WY,
+                                &MirvoHybrid::GradH_UX,
+                                &MirvoHybrid::GradH_UY,
+                                &MirvoHybrid::GradH_VX,
+                                &MirvoHybrid::GradH_VY,
+                                &MirvoHybrid::log_tint_u,
+                                &MirvoHybrid::log_tint_v,
+                                &MirvoHybrid::GradL_UX,
+                                &MirvoHybrid::GradL_UY,
+                                &MirvoHybrid::GradL_VX,
+                                &MirvoHybrid::GradL_VY,
+                                &MirvoHybrid::temporal_tint_u_,
+                                &MirvoHybrid::temporal_tint_v_};
+  static const EdgeVector kVectors[] = {&MirvoHybrid::weight_vec_, &MirvoHybrid::grad_u_vec_, &MirvoHybrid::grad_v_vec_,
+                                        &MirvoHybrid::residue_u_vec_, &MirvoHybrid::residue_v_vec_};
+  static const Scalar kScalars[] = {&MirvoHybrid::prj_u_, &MirvoHybrid::prj_v_, &MirvoHybrid::prev_prj_u_,
+                                    &MirvoHybrid::prev_prj_v_, &MirvoHybrid::temporal_update_gain_};
   MirvoHybrid& e = core_;
-  const MirvoHybrid& f = fresh_;
-  e.mirvo_table_ = f.mirvo_table_;
-  e.WX = f.WX;
-  e.WY = f.WY;
-  std::memcpy(e.weight_vec_, f.weight_vec_, sizeof(e.weight_vec_));
-  std::memcpy(e.grad_u_vec_, f.grad_u_vec_, sizeof(e.grad_u_vec_));
-  std::memcpy(e.grad_v_vec_, f.grad_v_vec_, sizeof(e.grad_v_vec_));
-  e.prj_u_ = f.prj_u_;
-  e.prj_v_ = f.prj_v_;
-  e.prev_prj_u_ = f.prev_prj_u_;
-  e.prev_prj_v_ = f.prev_prj_v_;
-  e.temporal_update_gain_ = f.temporal_update_gain_;
-  std::memcpy(e.residue_u_vec_, f.residue_u_vec_, sizeof(e.residue_u_vec_));
-  std::memcpy(e.residue_v_vec_, f.residue_v_vec_, sizeof(e.residue_v_vec_));
-  e.GradH_UX = f.GradH_UX;
-  e.GradH_UY = f.GradH_UY;
-  e.GradH_VX = f.GradH_VX;
-  e.GradH_VY = f.GradH_VY;
-  e.log_tint_u = f.log_tint_u;
-  e.log_tint_v = f.log_tint_v;
-  e.temporal_tint_u_ = f.temporal_tint_u_;
-  e.temporal_tint_v_ = f.temporal_tint_v_;
-  e.GradL_UX = f.GradL_UX;
-  e.GradL_UY = f.GradL_UY;
-  e.GradL_VX = f.GradL_VX;
-  e.GradL_VY = f.GradL_VY;
+  for (Grid g : kGrids) e.*g = fresh_.*g;
+  for (EdgeVector v : kVectors) std::memcpy(e.*v, fresh_.*v, sizeof(e.*v));
+  for (Scalar x : kScalars) e.*x = fresh_.*x;
+  e.mirvo_table_ = fresh_.mirvo_table_;
 }
 
 }  // namespace mirvo
