@@ -2,13 +2,14 @@
 # Sets everything up and runs the whole test suite: natively on x86-64 (plus a
 # benchmark smoke run), cross-built for AArch64 under qemu, with ASan + UBSan,
 # the command-line scenarios under valgrind, every fuzz target briefly,
-# the installed library used as a HAL project would, the Android.bp check.
+# the installed library used as a HAL project would, the Android.bp check, and
+# line and branch coverage (gated).
 # Pass steps to run a subset: scripts/test.sh host asan
-#   (host install android-bp arm64 asan valgrind fuzz)
+#   (host install android-bp arm64 asan valgrind fuzz coverage)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 steps=("$@")
-[ "${#steps[@]}" -gt 0 ] || steps=(host install android-bp arm64 asan valgrind fuzz)
+[ "${#steps[@]}" -gt 0 ] || steps=(host install android-bp arm64 asan valgrind fuzz coverage)
 scripts/setup.sh
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
@@ -27,6 +28,10 @@ for s in "${steps[@]}"; do
     valgrind)
       echo "=== valgrind: command-line scenarios under memcheck"
       scripts/valgrind.sh
+      ;;
+    coverage)
+      echo "=== coverage: GCC --coverage build, tests, gcovr (HTML in build/coverage/html)"
+      scripts/coverage.sh
       ;;
     fuzz)
       echo "=== fuzz: every target for ${MIRVO_FUZZ_SECONDS:-20}s"

@@ -102,6 +102,36 @@ TEST(BayerRaw, Raw10RowsArePaddedToEightBytes) {
   std::fclose(file);
 }
 
+// A file cut short: the row reader fails, having unpacked every whole group
+// that arrived (the cut row's too) and nothing after them.
+TEST(BayerRaw, Raw10ShortFileUnpacksTheGroupsThatArrived) {
+  TempDir dir;
+  // Width 12: three groups of 5 bytes and 1 byte of padding per 16-byte row.
+  std::vector<uint16_t> pixels(12 * 3);
+  for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<uint16_t>((i * 131 + 7) % 1024);
+  const std::string packed = PackRaw10(pixels, 12, 3);
+  struct Case {
+    size_t bytes;        // kept of the 48
+    size_t pixels_read;  // pixels unpacked before the reader fails
+  } const cases[] = {
+      {16 + 7, 12 + 4},    // second row cut inside its second group
+      {16 + 15, 12 + 12},  // second row cut in its padding: all its groups whole
+      {16, 12},            // cut at a row boundary
+      {3, 0},              // first group incomplete
+  };
+  for (const Case& k : cases) {
+    SCOPED_TRACE(k.bytes);
+    const std::string path = dir.File("cut.raw10");
+    WriteFile(path, packed.substr(0, k.bytes));
+    std::vector<uint16_t> out(pixels.size(), 0xFFFF);
+    FILE* file = std::fopen(path.c_str(), "rb");
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(ReadRaw10Mipi(file, 3, 12, out.data()), -100);
+    std::fclose(file);
+    for (size_t i = 0; i < out.size(); ++i) ASSERT_EQ(out[i], i < k.pixels_read ? pixels[i] : 0xFFFF) << "pixel " << i;
+  }
+}
+
 // Frames of arbitrary bytes and widths (groups cut by the width, odd
 // widths, odd heights) reach the planes exactly as the row reader's pixels
 // split by the pattern table would.

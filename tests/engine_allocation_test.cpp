@@ -5,6 +5,7 @@
 #include <new>
 
 #include "core/core.h"
+#include "core/guarded_core.h"
 #include "tests/support/engine_scene.h"
 
 // Every allocation of this binary goes through these replacements; only those
@@ -104,6 +105,39 @@ TEST(EngineAllocation, FramesWithDiagnosticsOffDoNotAllocate) {
   core.SetStats(frames[0]);
   g_counting = false;
   EXPECT_GT(g_allocations.load(), 0);
+}
+
+// Through the guard, every path of a frame stays allocation-free too: clean
+// frames, frames with unmeasured cells, and a rejected table with the engine
+// reset that follows it.
+TEST(EngineAllocation, GuardedFramesDoNotAllocateOnAnyPath) {
+  MirvoParams params;
+  mirvo_test::MakePlainParams(params);
+  GuardedCore guard;
+  ASSERT_TRUE(guard.LoadMirvoParams(params));
+  constexpr int kFrames = 4;
+  Stats frames[kFrames];
+  for (int i = 0; i < kFrames; ++i) MakeFrame(frames[i], i);
+  frames[1].cells[100] = StatsCell{};
+  const LscTable base = mirvo_test::UniformTable(1.25f);
+  LscTable poisoned = base;
+  poisoned.r_gain[6][8] = -1.0f;  // out of range: this frame is guarded
+  LscTable out;
+
+  bool ok = true;
+  g_allocations = 0;
+  g_counting = true;
+  for (int i = 0; i < kFrames; ++i) {
+    ok = guard.SetStats(frames[i]) && ok;
+    ok = guard.SetInputLscTable(i == 2 ? poisoned : base) && ok;
+    ok = guard.Execute() && ok;
+    ok = guard.GetOutputLscTable(&out) && ok;
+  }
+  g_counting = false;
+  EXPECT_TRUE(ok);
+  EXPECT_EQ(g_allocations.load(), 0);
+  EXPECT_EQ(guard.sanitised_frames(), 1);
+  EXPECT_EQ(guard.guarded_frames(), 1);
 }
 
 }  // namespace

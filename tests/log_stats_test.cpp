@@ -95,6 +95,39 @@ TEST(LogStatsInit, SaturationLimitCarriesTheFullScaleFactor) {
   EXPECT_FALSE(EdgeRight(strict, 3, 15));
 }
 
+// A negative ratio makes the limit trunc(S x count) zero or negative: a
+// cell passes only when its limit truncates to 0 and nothing is saturated.
+// Limits beyond 2^23 in magnitude are integral floats already. The log
+// values do not depend on the ratio.
+TEST(LogStatsInit, NegativeSaturationRatioTruncatesTowardZero) {
+  struct Case {
+    float ratio;
+    uint16_t sat;  // in every channel of the probed cell
+    bool reliable;
+  } const cases[] = {
+      {-1e-9f, 0, true},     // 16383 * -1e-9 * 10 truncates to 0
+      {-1e-9f, 1, false},    // 1 > 0
+      {1e-9f, 1, false},     // the same limit from the positive side
+      {-0.001f, 0, false},   // trunc(-163.83) = -163 < 0
+      {-1000.0f, 0, false},  // -1.6e8: beyond 2^23
+  };
+  Stats s;
+  MakeGreyStats(s, 1000, 10);
+  LogStats reference;
+  ASSERT_EQ(reference.Init(s, 0.001f, 0.99f, 0.6f), kOk);
+  for (const Case& k : cases) {
+    SCOPED_TRACE(std::to_string(k.ratio) + " sat " + std::to_string(k.sat));
+    for (int i = 0; i < 24 * 32; ++i)
+      for (int ch = 0; ch < 4; ++ch) s.cells[i].sat_cnt[ch] = k.sat;
+    LogStats ls;
+    ASSERT_EQ(ls.Init(s, 0.001f, 0.99f, k.ratio), kOk);
+    for (int r = 0; r < 24; ++r)
+      for (int c = 0; c < 31; ++c) ASSERT_EQ(EdgeRight(ls, r, c), k.reliable) << r << " " << c;
+    EXPECT_EQ(ls.log_u_input.data, reference.log_u_input.data);
+    EXPECT_EQ(ls.log_v_input.data, reference.log_v_input.data);
+  }
+}
+
 TEST(LogStatsInit, EmptyCellIsReliableWithNanLogs) {
   Stats s;
   MakeGreyStats(s, 1000, 16);

@@ -167,6 +167,7 @@ TEST(TuningFile, ValidatorNamesTheFault) {
       {"  3, 3, 3, 3,", "  v3", false, "[Version]: value line does not start with a number"},
       {"  0.03\n", "  smooth\n", false, "[TuningParams]: line 4 does not start with a number (smooth_thd)"},
       {" -1470", "", false, "[BgVHXY]: file ends after 1470 of 1480 values"},
+      {"static const float bvl", "", false, "[BVL]: file ends after 0 of 221 values"},
       {" 36,", " abc,", true, "[BUL]: token 37 \"abc,\" is not a number"},
       {"{0, 1,", "{ 0, 1,", true, "[BUL]: token 1 \"{\" is not a number"},
       {"1001 ", "1e60 ", true, "[BVL]: token 2 \"1e60\" is out of float range"},
@@ -198,6 +199,8 @@ TEST(TuningFile, ValidatorNamesTheFault) {
   EXPECT_EQ(why, "cannot open file");
   EXPECT_EQ(TuningValidateHeaderFile(dir.path().c_str(), &why), kFileError);
   EXPECT_EQ(why, "not a regular file");
+  EXPECT_EQ(TuningValidateHeaderFile(nullptr, &why), kFileError);
+  EXPECT_EQ(why, "no path given");
 }
 
 // The validator accepts exactly the files that load with kOk and no exception.

@@ -89,12 +89,15 @@ __attribute__((always_inline)) inline Segment SumSegmentLanes(const uint16_t* ro
   const int32_t level = ch.level;
   const int shift = static_cast<int>(ch.shift);
   const float gain = ch.gain;
-  auto values = [&](I32V sample) {
+  // The lambdas take and return vectors of the caller's target width, so they
+  // must be inlined as well: out of line (at -O0) they would be compiled for
+  // the default target and break the vector calling convention.
+  auto values = [&](I32V sample) __attribute__((always_inline)) {
     const I32V diff = ((sample << shift) & 0xFFFF) - level;
     const I32V value = __builtin_convertvector(__builtin_convertvector(diff, F32V) * gain + 0.5f, I32V);
     return (U32V)(value & 0xFFFF & (diff > 0));
   };
-  auto load = [&](int x) {
+  auto load = [&](int x) __attribute__((always_inline)) {
     U16V v;
     std::memcpy(&v, row + x, sizeof v);
     return __builtin_convertvector(v, I32V);

@@ -20,7 +20,7 @@ const char kHelp[] =
     "                 (--stats FILE... | --raw FILE... --width W --height H --bits B --pattern P\n"
     "                  [--mipi] [--black-level a,b,c,d] [--grid COLSxROWS])\n"
     "                 [--crop in_w,in_h,offs_x,offs_y,out_w,out_h] [--override FILE]\n"
-    "                 [--debug] [--png] [--jobs N] [--no-sync] --out-dir DIR\n"
+    "                 [--guard] [--debug] [--png] [--jobs N] [--no-sync] --out-dir DIR\n"
     "\n"
     "Runs the engine over a sequence of frames, in the order given, with one engine\n"
     "instance, so the temporal filter runs across them. For frame k (from 000) it\n"
@@ -39,6 +39,10 @@ const char kHelp[] =
     "  --grid COLSxROWS   statistics grid (default and only value the engine takes: 32x24)\n"
     "  --crop ...         sensor crop in pixels (default 4032,3024,0,0,4032,3024)\n"
     "  --override FILE    override map file (key=value lines) applied to the tuning\n"
+    "  --guard            drive the engine through the output guard a camera stack can\n"
+    "                     opt into: unmeasured cells become dark, a table with a gain\n"
+    "                     that is not finite or outside [1/64, 64] is replaced by the\n"
+    "                     last good one and the engine starts afresh\n"
     "\n"
     "outputs:\n"
     "  --out-dir DIR      output directory (created if missing)\n"
@@ -54,7 +58,7 @@ int Run(const std::vector<std::string>& argv) {
       {"--base", OptionKind::kValue}, {"--tuning", OptionKind::kValue}, {"--stats", OptionKind::kList},
       {"--raw", OptionKind::kList},   {"--crop", OptionKind::kValue},   {"--override", OptionKind::kValue},
       {"--debug", OptionKind::kFlag}, {"--png", OptionKind::kFlag},     {"--out-dir", OptionKind::kValue},
-      {"--jobs", OptionKind::kValue}, {"--no-sync", OptionKind::kFlag}};
+      {"--jobs", OptionKind::kValue}, {"--no-sync", OptionKind::kFlag}, {"--guard", OptionKind::kFlag}};
   AddRawOptionSpecs(&specs);
   const Args args("run", specs, argv);
   if (!args.positional().empty()) args.Fail("unexpected argument '" + args.positional()[0] + "'");
@@ -73,6 +77,7 @@ int Run(const std::vector<std::string>& argv) {
   options.out_dir = args.Require("--out-dir");
   options.debug = args.Has("--debug");
   options.png = args.Has("--png");
+  options.guard = args.Has("--guard");
   options.override_path = args.Get("--override");
   if (args.Has("--crop")) {
     options.has_crop = true;
@@ -117,7 +122,9 @@ int Run(const std::vector<std::string>& argv) {
   }
   outputs.Finish();
   progress.Clear();
-  std::printf("%zu frame%s, tables in %s\n", frames.size(), frames.size() == 1 ? "" : "s", options.out_dir.c_str());
+  std::printf("%zu frame%s, ", frames.size(), frames.size() == 1 ? "" : "s");
+  if (options.guard) std::printf("%ld guarded, ", session.guarded_frames());
+  std::printf("tables in %s\n", options.out_dir.c_str());
   return kExitOk;
 }
 

@@ -30,34 +30,44 @@ int CountNonFiniteGains(const mirvo::LscTable& table) {
 
 EngineSession::EngineSession(const mirvo::MirvoParams& params, const SessionOptions& options, OutputQueue* outputs)
     : options_(options), outputs_(outputs) {
-  core_.LoadMirvoParams(params);
+  mirvo::Core& engine = core();
+  engine.LoadMirvoParams(params);
   // LoadMirvoParams resets the debug record and the crop, so both follow it.
-  if (options_.debug) core_.GetMutableDebugParams()->debug_enable = true;
-  if (options_.has_crop) core_.SetSensorCrop(options_.crop);
+  if (options_.debug) engine.GetMutableDebugParams()->debug_enable = true;
+  if (options_.has_crop) engine.SetSensorCrop(options_.crop);
   if (!options_.override_path.empty()) {
     // Override mode 2 with our own path; applied now, so it also holds
     // without --debug (Execute consults the map only while debugging).
-    core_.SetOverrideMapPath(options_.override_path);
-    core_.GetMutableDebugParams()->override_mode = 2;
-    if (!core_.LoadOverrideMap()) throw DataError(options_.override_path + ": cannot apply override map");
+    engine.SetOverrideMapPath(options_.override_path);
+    engine.GetMutableDebugParams()->override_mode = 2;
+    if (!engine.LoadOverrideMap()) throw DataError(options_.override_path + ": cannot apply override map");
   }
 }
 
+bool EngineSession::SetStats(const mirvo::Stats& stats) {
+  return options_.guard ? guarded_.SetStats(stats) : core().SetStats(stats);
+}
+
+bool EngineSession::GetOutputLscTable(mirvo::LscTable* out) {
+  return options_.guard ? guarded_.GetOutputLscTable(out) : core().GetOutputLscTable(out);
+}
+
 void EngineSession::RunFrame(int k, const mirvo::Stats& stats, const mirvo::LscTable& base, const std::string& source) {
+  mirvo::Core& engine = core();
   const int zero = CountZeroCountCells(stats);
   if (zero > 0) {
     ClearProgressLine();
-    std::fprintf(stderr,
-                 "mirvo: warning: frame %d (%s): %d statistics cells have zero counts; their NaN log values reach "
-                 "the projections and stay in the temporal state\n",
-                 k, source.c_str(), zero);
+    std::fprintf(stderr, "mirvo: warning: frame %d (%s): %d statistics cells have zero counts; %s\n", k, source.c_str(),
+                 zero,
+                 options_.guard ? "the guard hands them to the engine as dark cells"
+                                : "their NaN log values reach the projections and stay in the temporal state");
   }
-  if (!core_.SetStats(stats))
+  if (!SetStats(stats))
     throw DataError(source + ": statistics of " + std::to_string(stats.cols) + "x" + std::to_string(stats.rows) +
                     " cells rejected by the engine (it takes 32x24)");
-  core_.SetInputLscTable(base);
-  core_.Execute();
-  if (!core_.GetOutputLscTable(&output_)) throw DataError(source + ": the engine produced no output table");
+  engine.SetInputLscTable(base);
+  engine.Execute();
+  if (!GetOutputLscTable(&output_)) throw DataError(source + ": the engine produced no output table");
 
   const std::string table_path = FramePath(options_.out_dir, "table", k, ".h");
   const int bad = CountNonFiniteGains(output_);
@@ -68,12 +78,17 @@ void EngineSession::RunFrame(int k, const mirvo::Stats& stats, const mirvo::LscT
                  "would program them into hardware\n",
                  k, source.c_str(), table_path.c_str(), bad);
   }
-  if (options_.debug) WriteDiagnosticDump(FramePath(options_.out_dir, "diag", k, ".txt"), core_);
+  if (options_.guard && guarded_.last_frame_guarded()) {
+    ClearProgressLine();
+    std::fprintf(stderr, "mirvo: warning: frame %d (%s): output table rejected by the guard; %s holds the fallback\n",
+                 k, source.c_str(), table_path.c_str());
+  }
+  if (options_.debug) WriteDiagnosticDump(FramePath(options_.out_dir, "diag", k, ".txt"), engine);
 
   // The rest works on copies, so it can run while the engine takes the next frame.
   // Nothing of the session is captured: the queue may outlive it.
-  auto write = [k, table_path, png = options_.png, dir = options_.out_dir, table = output_, tint_u = core_.log_tint_u,
-                tint_v = core_.log_tint_v] {
+  auto write = [k, table_path, png = options_.png, dir = options_.out_dir, table = output_, tint_u = engine.log_tint_u,
+                tint_v = engine.log_tint_v] {
     WriteTableFile(table_path, table);
     if (png) {
       const std::string frame = "frame " + std::to_string(k);

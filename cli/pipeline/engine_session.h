@@ -4,6 +4,7 @@
 
 #include "core/core.h"
 #include "core/crop_info.h"
+#include "core/guarded_core.h"
 #include "core/lsc_table.h"
 #include "core/mirvo_params.h"
 #include "core/stats.h"
@@ -18,6 +19,7 @@ struct SessionOptions {
   bool has_crop = false;
   mirvo::CropInfo crop;
   std::string override_path;  // empty: none; checked by the caller (CheckOverrideFile)
+  bool guard = false;         // drive the engine through mirvo::GuardedCore
 };
 
 // One Core driven over a sequence of frames exactly as the camera stack
@@ -35,12 +37,19 @@ class EngineSession {
   void RunFrame(int k, const mirvo::Stats& stats, const mirvo::LscTable& base, const std::string& source);
 
   const mirvo::LscTable& output() const { return output_; }
-  mirvo::Core& core() { return core_; }
+  mirvo::Core& core() { return guarded_.core(); }
+  // Frames whose table the guard replaced (always 0 without it).
+  long guarded_frames() const { return guarded_.guarded_frames(); }
 
  private:
+  // Calls the guard or the bare engine, as configured.
+  bool SetStats(const mirvo::Stats& stats);
+  bool GetOutputLscTable(mirvo::LscTable* out);
+
   SessionOptions options_;
   OutputQueue* outputs_;
-  mirvo::Core core_;
+  // Without --guard only its Core is used, exactly as the camera stack would.
+  mirvo::GuardedCore guarded_;
   mirvo::LscTable output_{};
 };
 

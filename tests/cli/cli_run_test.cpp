@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -237,6 +238,56 @@ TEST_F(CliRun, PngPicturesOfTintAndTable) {
   EXPECT_GT(w, 2u * 17 * 20);  // two lattices, enlarged
   ASSERT_TRUE(PngSize(Frame(Out(), "table", 0, ".png"), &w, &h));
   EXPECT_GT(h, 2u * 13 * 20);  // two rows of planes
+}
+
+mirvo::LscTable LoadTable(const std::string& path) {
+  mirvo::LscTable t{};
+  EXPECT_EQ(mirvo::LscTableLoadHeaderFile(path.c_str(), t), mirvo::kOk) << path;
+  return t;
+}
+
+TEST_F(CliRun, GuardLeavesSoundFramesAlone) {
+  const Result r = RunMirvo(out_, "run --guard --base " + In("base.h") + " --stats" +
+                                      FrameList(in_.path(), "stats", ".txt") + " --out-dir " + Out());
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.out, "3 frames, 0 guarded, tables in " + Out() + "\n");
+  std::vector<mirvo::Stats> frames = LoadDumps(in_.path());
+  ExpectTables(DriveCore(Direct(), frames, In("base.h"), out_), Out());
+}
+
+TEST_F(CliRun, GuardKeepsZeroCountFramesFinite) {
+  const Result r = RunMirvo(out_, "run --guard --base " + In("base.h") + " --stats " + In("zero_counts.txt") + " " +
+                                      In("zero_counts.txt") + " --out-dir " + Out());
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "2 frames, 0 guarded, tables in " + Out() + "\n");
+  EXPECT_NE(r.err.find("64 statistics cells have zero counts; the guard hands them to the engine as dark cells"),
+            std::string::npos)
+      << r.err;
+  EXPECT_EQ(r.err.find("not finite"), std::string::npos) << r.err;
+  for (int k = 0; k < 2; ++k) {
+    const mirvo::LscTable t = LoadTable(Frame(Out(), "table", k, ".h"));
+    const float* g = &t.r_gain[0][0];
+    for (int i = 0; i < 884; ++i) ASSERT_TRUE(std::isfinite(g[i])) << "frame " << k << " gain " << i;
+  }
+}
+
+// A base table beyond the guard's range: no table is ever good, and with the
+// base table out of range too every frame gets the unity table.
+TEST_F(CliRun, GuardReplacesTablesOutOfRange) {
+  mirvo::LscTable base = LoadTable(In("base.h"));
+  base.r_gain[0][0] = 100.0f;
+  ASSERT_EQ(mirvo::LscTableSaveHeaderFile(In("steep.h").c_str(), base), mirvo::kOk);
+  const Result r = RunMirvo(out_, "run --guard --base " + In("steep.h") + " --stats" +
+                                      FrameList(in_.path(), "stats", ".txt") + " --out-dir " + Out());
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "3 frames, 3 guarded, tables in " + Out() + "\n");
+  EXPECT_NE(r.err.find("frame 2 (" + In("stats_002.txt") + "): output table rejected by the guard"), std::string::npos)
+      << r.err;
+  EXPECT_NE(r.err.find("unity table returned, engine state reset"), std::string::npos) << r.err;
+  const mirvo::LscTable unity = LoadTable(Frame(Out(), "table", 2, ".h"));
+  const float* g = &unity.r_gain[0][0];
+  for (int i = 0; i < 884; ++i) ASSERT_EQ(g[i], 1.0f) << "gain " << i;
 }
 
 }  // namespace

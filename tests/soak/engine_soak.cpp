@@ -1,7 +1,8 @@
 // Drives one Core through many frames of varied statistics, base tables and
 // crops, switching diagnostics and the override map on and off. Memory must
 // stay flat after the first frames, nothing may crash, and outputs must stay
-// finite whenever the inputs are finite with non-zero counts.
+// finite whenever the inputs are finite with non-zero counts. A guarded core
+// takes the hostile frames too and must give finite, in-range tables always.
 //
 // Frame count: MIRVO_SOAK_FRAMES (default 6000; the long run is 1000000).
 #include <gtest/gtest.h>
@@ -14,6 +15,7 @@
 #include <string>
 
 #include "core/core.h"
+#include "core/guarded_core.h"
 #include "io/default_tuning.h"
 #include "test_support.h"
 
@@ -68,6 +70,13 @@ bool AllFinite(const LscTable& t) {
   return true;
 }
 
+bool AllInRange(const LscTable& t, float lo, float hi) {
+  const float* p = &t.r_gain[0][0];
+  for (int i = 0; i < 884; ++i)
+    if (!(p[i] >= lo && p[i] <= hi)) return false;
+  return true;
+}
+
 // Applies the phase schedule to one core: diagnostics and overrides on and
 // off, occasional reloads and crop changes.
 void SwitchPhase(Core& core, const MirvoParams& params, long phase) {
@@ -93,19 +102,21 @@ TEST(EngineSoak, ManyFramesStayFlatAndFinite) {
   // the 32-bit limit and any bit depth: NaN may then enter its temporal state
   // (as documented), but it must neither crash nor grow.
   Core clean, hostile;
-  for (Core* core : {&clean, &hostile}) {
+  GuardedCore guarded;
+  for (Core* core : {&clean, &hostile, &guarded.core()}) {
     core->SetOverrideMapPath(override_path);
     core->LoadMirvoParams(params);
   }
   std::mt19937 rng(2024);
   Stats stats;
-  LscTable table, out;
+  LscTable table, hostile_table, out;
   size_t heap_after_warmup = 0;
   for (long f = 0; f < frames; ++f) {
     const long phase = f / 300;
     if (f % 300 == 0) {
       SwitchPhase(clean, params, phase);
       SwitchPhase(hostile, params, phase + 1);
+      SwitchPhase(guarded.core(), params, phase + 1);
     }
     if (f % 10 == 0) MakeTable(rng, &table);
 
@@ -117,15 +128,29 @@ TEST(EngineSoak, ManyFramesStayFlatAndFinite) {
     ASSERT_TRUE(AllFinite(out)) << "non-finite output at frame " << f;
 
     MakeStats(rng, &stats, phase % 2 == 1);
+    // Now and then a base table with a NaN gain: the guard must replace the
+    // table and start the engine afresh.
+    hostile_table = table;
+    if (phase % 2 == 1 && f % 53 == 0) hostile_table.b_gain[f % 13][f % 17] = std::nanf("");
     hostile.SetStats(stats);
-    hostile.SetInputLscTable(table);
+    hostile.SetInputLscTable(hostile_table);
     hostile.Execute();
     ASSERT_TRUE(hostile.GetOutputLscTable(&out));
+
+    guarded.SetStats(stats);
+    guarded.SetInputLscTable(hostile_table);
+    guarded.Execute();
+    ASSERT_TRUE(guarded.GetOutputLscTable(&out));
+    ASSERT_TRUE(AllInRange(out, GuardedCore::kDefaultMinGain, GuardedCore::kDefaultMaxGain))
+        << "guarded output out of range at frame " << f;
 
     // Both cores have been through every phase kind by then.
     if (f == std::min(frames / 2, 3000L)) heap_after_warmup = HeapInUse();
   }
   EXPECT_LE(HeapInUse(), heap_after_warmup + 256 * 1024) << "heap grew over " << frames << " frames";
+  // The hostile phases did reach both of the guard's paths.
+  EXPECT_GT(guarded.sanitised_frames(), 0);
+  EXPECT_GT(guarded.guarded_frames(), 0);
 }
 
 }  // namespace
