@@ -4,7 +4,7 @@
 
 namespace mirvo_cli {
 
-OutputQueue::OutputQueue(int threads, size_t max_pending) : pool_(threads, max_pending) {}
+OutputQueue::OutputQueue(int threads, size_t max_pending) : at_once_(threads == 0), pool_(threads, max_pending) {}
 
 void OutputQueue::TakeOldest() {
   std::future<void> done = std::move(in_flight_.front());
@@ -23,6 +23,10 @@ void OutputQueue::RethrowFailure() {
 }
 
 void OutputQueue::Submit(std::function<void()> task) {
+  if (at_once_) {
+    task();
+    return;
+  }
   if (failed_) RethrowFailure();
   // Forget the tasks that are done, so the queue keeps no history.
   while (!in_flight_.empty() && in_flight_.front().wait_for(std::chrono::seconds(0)) == std::future_status::ready)
@@ -37,7 +41,6 @@ void OutputQueue::Submit(std::function<void()> task) {
       throw;
     }
   }));
-  if (failed_) RethrowFailure();
 }
 
 void OutputQueue::Finish() { RethrowFailure(); }

@@ -32,6 +32,7 @@ class OutputQueue {
   // Waits for the tasks in flight, in order, and rethrows the first failure.
   void RethrowFailure();
 
+  const bool at_once_;
   std::atomic<bool> failed_{false};
   std::exception_ptr failure_;
   std::deque<std::future<void>> in_flight_;
