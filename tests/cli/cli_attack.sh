@@ -142,14 +142,13 @@ case $CLASS in
     feed view "$T/short.txt" 1 "$T/short.txt: line 5: truncated: grid values has no line end"
     expect_error 1 "$T/short.txt: line 5" view "$T/short.txt" --out-dir "$T/new_view"
     [ -e "$T/new_view" ] && fail "view created its output directory for a bad dump"
-    # A bad frame in the middle: the frames before it are written, the rest untouched.
+    # A bad frame in the middle: no frame is run, not even those before it.
     N=$T/sequence
     mkdir "$N" && echo earlier >"$N/table_001.h"
     expect_error 1 "$T/stats.txt: not a valid statistics dump" \
       run --base "$IN/base.h" --stats "$IN/stats_000.txt" "$T/stats.txt" "$IN/stats_001.txt" --out-dir "$N"
-    cmp -s "$N/table_000.h" "$O/table_000.h" || fail "frame 0 before the bad frame was not written"
+    [ -e "$N/table_000.h" ] && fail "frame 0 before the bad frame was written"
     [ "$(cat "$N/table_001.h")" = earlier ] || fail "the bad frame 1 replaced its table"
-    [ -e "$N/table_002.h" ] && fail "a frame after the bad one was written"
     ;;
 
   oversized)
@@ -190,7 +189,8 @@ case $CLASS in
     done
     feed override "$T/picture.png" 1 "$T/picture.png: not a text file (control byte at offset 6)"
     feed override "$IN/stats_000.txt" 1 "$IN/stats_000.txt: line 2: \"******** Stats BG Tintle...\" is not a key=value line"
-    feed override "$O/diag_000.txt" 1 "$O/diag_000.txt: line 1: key or value missing in"
+    cp "$O/diag_000.txt" "$T/diag_000.txt"
+    feed override "$T/diag_000.txt" 1 "$T/diag_000.txt: line 1: key or value missing in"
     printf 'smoth_thd=0.05\n' >"$T/other_keys.txt"
     feed override "$T/other_keys.txt" 1 "$T/other_keys.txt: sets none of the known keys"
     feed view "$T/picture.png" 1 "$T/picture.png: line 1: expected a line 'key=', found '?PNG?'"
