@@ -97,17 +97,4 @@ TEST(WorkerPool, DroppedTasksNeverRunAndSayWhy) {
   EXPECT_EQ(ran.load(), 0);
 }
 
-TEST(WorkerPool, QueuedTasksRunBeforeThePoolGoes) {
-  std::atomic<int> done{0};
-  {
-    WorkerPool pool(2, 100);
-    for (int i = 0; i < 20; ++i)
-      pool.Submit([&done] {
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-        ++done;
-      });
-  }
-  EXPECT_EQ(done.load(), 20);
-}
-
 }  // namespace
