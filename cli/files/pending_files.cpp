@@ -57,11 +57,18 @@ int CreatePendingFile(const std::string& path, int* slot) {
     errno = ENAMETOOLONG;
     return -1;
   }
+  if (g_ending) {  // the program is being ended by a signal
+    errno = EINTR;
+    return -1;
+  }
   for (int i = 0; i < kSlots; ++i) {
     int expected = kFree;
     if (!g_slots[i].state.compare_exchange_strong(expected, kFilling)) continue;
     std::memcpy(g_slots[i].path, path.c_str(), path.size() + 1);
     // In the table before it exists: a signal can come at any moment after.
+    // Should the name be taken, the file there is another's only for as long
+    // as open() takes to say so; the caller's names contain the process id,
+    // so that file is a leftover of a process that is gone.
     g_slots[i].state = kArmed;
     const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0) {
