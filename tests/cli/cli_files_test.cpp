@@ -208,7 +208,9 @@ TEST(Ranges, CropIsOnTheSensorInPixels) {
       {"4032,3024,1,0,4032,3024", "offs_x + out_w reaches beyond in_w 4032"},
       {"4032,3024,0,1000,4032,2025", "offs_y + out_h reaches beyond in_h 3024"},
   };
-  for (const auto& [text, error] : cases) {
+  for (const auto& c : cases) {
+    const std::string& text = c.first;
+    const std::string& error = c.second;
     const std::string got = ErrorOf([&] { ParseCrop(a, text); });
     if (error.empty())
       EXPECT_EQ(got, "") << text;
