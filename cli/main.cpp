@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <malloc.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -11,9 +13,22 @@
 #include "base/cli_error.h"
 #include "base/log_sink.h"
 #include "commands/commands.h"
+#include "files/pending_files.h"
 
 namespace mirvo_cli {
 namespace {
+
+// A standard descriptor closed by the caller would be the number the next
+// opened file gets, and messages meant for stderr would land in an output.
+// /dev/null takes each closed one's place; false if it cannot.
+bool OpenStandardDescriptors() {
+  for (int fd = 0; fd <= 2; ++fd) {
+    if (fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+    const int got = open("/dev/null", fd == 0 ? O_RDONLY : O_WRONLY);
+    if (got != fd) return false;  // the lower ones are open, so it must be this one
+  }
+  return true;
+}
 
 int Dispatch(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
@@ -56,6 +71,8 @@ int Dispatch(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   using namespace mirvo_cli;
+  if (!OpenStandardDescriptors()) return kExitDataError;  // nowhere to say why
+  RemoveTemporariesOnSignals();
 #ifdef __GLIBC__
   // Raw frames come and go at tens of megabytes each; keep that memory in
   // the heap instead of mapping and faulting it in afresh for every frame.

@@ -79,8 +79,6 @@ void LoadTuningFile(const std::string& path, mirvo::MirvoParams* params) {
   if (mirvo::LoadTuningHeaderFile(path.c_str(), *params) != mirvo::kOk) Bad(path, "cannot load tuning");
 }
 
-void CheckStatsFile(const std::string& path) { CheckInputFile(path, "a statistics dump", kMaxStatsBytes); }
-
 void LoadStatsFile(const std::string& path, mirvo::Stats* stats) {
   const std::string text = ReadInputFile(path, "a statistics dump", kMaxStatsBytes);
   std::string why;

@@ -36,9 +36,6 @@ mirvo::LscTable LoadTableFile(const std::string& path);
 // Tuning header file, validated then loaded into `params`.
 void LoadTuningFile(const std::string& path, mirvo::MirvoParams* params);
 
-// Statistics text dump: present and not too large.
-void CheckStatsFile(const std::string& path);
-
 // Statistics text dump, validated then loaded into `stats`.
 void LoadStatsFile(const std::string& path, mirvo::Stats* stats);
 

@@ -9,6 +9,7 @@
 #include "demo/demo_scene.h"
 #include "files/atomic_file.h"
 #include "files/output_files.h"
+#include "files/output_plan.h"
 #include "io/default_tuning.h"
 #include "pipeline/engine_session.h"
 #include "pipeline/frame_source.h"
@@ -61,6 +62,13 @@ int Run(const std::vector<std::string>& argv) {
   const mirvo::MirvoParams& params = mirvo::DefaultMirvoParams();
   const DemoLens lens(params.learned_tint_profile, static_cast<double>(camera.height) / camera.width);
   const LensGains gains = ComputeLensGains(camera, lens);
+  std::vector<std::string> outputs = SessionOutputPaths(options, static_cast<size_t>(frames));
+  outputs.push_back(options.out_dir + "/base.h");
+  for (int k = 0; k < frames; ++k) {
+    outputs.push_back(FramePath(options.out_dir, "stats", k, ".txt"));
+    if (save_raw) outputs.push_back(FramePath(options.out_dir, "frame", k, ".raw"));
+  }
+  CheckOutputPlan({}, outputs);
   MakeDirectories(options.out_dir);
   // The engine gets the base table as stored (5 decimals), so that mirvo run
   // on the written files reproduces the demo's tables exactly.

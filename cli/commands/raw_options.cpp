@@ -72,12 +72,24 @@ uint64_t RawFileSize(const RawOptions& raw) {
 }
 
 mirvo::CropInfo ParseCrop(const Args& args, const std::string& text) {
+  static const char* const kNames[6] = {"in_w", "in_h", "offs_x", "offs_y", "out_w", "out_h"};
   const std::vector<std::string> parts = SplitCommas(text);
   double v[6];
   if (parts.size() != 6) args.Fail("--crop: give six numbers in_w,in_h,offs_x,offs_y,out_w,out_h");
-  for (int i = 0; i < 6; ++i)
+  // Pixels of a sensor: checked before the conversion to float, which, as
+  // the crop's integer table positions later, is undefined out of range.
+  for (int i = 0; i < 6; ++i) {
     if (!ParseDouble(parts[i], &v[i])) args.Fail("--crop: '" + parts[i] + "' is not a number");
-  if (v[0] <= 0 || v[1] <= 0 || v[4] <= 0 || v[5] <= 0) args.Fail("--crop: sizes must be positive");
+    const double lo = i == 2 || i == 3 ? 0 : 1;
+    if (!(v[i] >= lo && v[i] <= kMaxCropPixels))
+      args.Fail(std::string("--crop: ") + kNames[i] + " " + parts[i] + " is out of range (" + (lo == 0 ? "0" : "1") +
+                " to " + std::to_string(static_cast<int>(kMaxCropPixels)) + " pixels)");
+  }
+  // The crop lies on the sensor.
+  for (int axis = 0; axis < 2; ++axis)
+    if (v[2 + axis] + v[4 + axis] > v[axis])
+      args.Fail(std::string("--crop: ") + kNames[2 + axis] + " + " + kNames[4 + axis] + " reaches beyond " +
+                kNames[axis] + " " + parts[axis]);
   mirvo::CropInfo crop;
   crop.in_w = static_cast<float>(v[0]);
   crop.in_h = static_cast<float>(v[1]);

@@ -27,7 +27,11 @@ RawOptions ParseRawOptions(const Args& args);
 // Bytes a frame of these dimensions occupies in its file layout.
 uint64_t RawFileSize(const RawOptions& raw);
 
-// "in_w,in_h,offs_x,offs_y,out_w,out_h". Throws UsageError.
+// Largest sensor side a crop may name, in pixels.
+inline constexpr double kMaxCropPixels = 65536;
+
+// "in_w,in_h,offs_x,offs_y,out_w,out_h": sizes from 1 and offsets from 0 to
+// kMaxCropPixels, the crop inside the sensor. Throws UsageError.
 mirvo::CropInfo ParseCrop(const Args& args, const std::string& text);
 
 // Option specs shared by the commands that read raw frames.

@@ -3,12 +3,15 @@
 
 #include "base/cli_error.h"
 #include "checks/input_check.h"
+#include "checks/table_ranges.h"
 #include "commands/args.h"
 #include "commands/commands.h"
 #include "commands/raw_options.h"
 #include "files/atomic_file.h"
+#include "files/output_plan.h"
 #include "io/default_tuning.h"
 #include "pipeline/engine_session.h"
+#include "pipeline/frame_inputs.h"
 #include "pipeline/frame_source.h"
 #include "pipeline/progress.h"
 
@@ -88,16 +91,16 @@ int Run(const std::vector<std::string>& argv) {
   const std::vector<std::string>& frames = use_raw ? args.List("--raw") : args.List("--stats");
 
   // Inputs first, so a bad file fails the run before any output is touched.
+  std::vector<std::string> inputs = frames;
+  for (const char* name : {"--base", "--tuning", "--override"})
+    if (args.Has(name)) inputs.push_back(args.Get(name));
+  CheckOutputPlan(inputs, SessionOutputPaths(options, frames.size()));
   const mirvo::LscTable base = LoadTableFile(base_path);
+  CheckBaseTableGains(base_path, base);
   auto params = std::make_unique<mirvo::MirvoParams>(mirvo::DefaultMirvoParams());
   if (args.Has("--tuning")) LoadTuningFile(args.Get("--tuning"), params.get());
   if (!options.override_path.empty()) CheckOverrideFile(options.override_path);
-  for (const std::string& f : frames) {
-    if (use_raw)
-      CheckRawFile(f, raw);
-    else
-      CheckStatsFile(f);
-  }
+  FrameInputs frame_inputs(frames, use_raw ? &raw : nullptr, jobs);
   MakeDirectories(options.out_dir);
 
   // Outputs are written behind the engine, by twice as many threads as cores
@@ -106,14 +109,8 @@ int Run(const std::vector<std::string>& argv) {
   OutputQueue outputs(2 * FrameSource::DefaultWorkers(), 64);
   EngineSession session(*params, options, &outputs);
   FrameSource source(
-      frames.size(),
-      [&](size_t i, mirvo::Stats* stats) {
-        if (use_raw)
-          StatsFromRawFile(frames[i], raw, stats);
-        else
-          LoadStatsFile(frames[i], stats);
-      },
-      jobs, static_cast<size_t>(jobs) * 2 + 2);
+      frames.size(), [&](size_t i, mirvo::Stats* stats) { frame_inputs.Prepare(i, stats); }, jobs,
+      static_cast<size_t>(jobs) * 2 + 2);
   Progress progress(static_cast<int>(frames.size()));
   for (size_t k = 0; k < frames.size(); ++k) {
     const mirvo::Stats stats = source.Take();

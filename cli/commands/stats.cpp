@@ -6,6 +6,7 @@
 #include "commands/commands.h"
 #include "commands/raw_options.h"
 #include "files/output_files.h"
+#include "files/output_plan.h"
 
 namespace mirvo_cli {
 namespace {
@@ -35,6 +36,9 @@ int Run(const std::vector<std::string>& argv) {
   const std::string raw_path = args.Require("--raw");
   const RawOptions raw = ParseRawOptions(args);
   const std::string out = args.Require("--out");
+  std::vector<std::string> outputs = {out};
+  if (args.Has("--mean-image")) outputs.push_back(args.Get("--mean-image"));
+  CheckOutputPlan({raw_path}, outputs);
   mirvo::Stats stats;
   StatsFromRawFile(raw_path, raw, &stats);
   WriteStatsDump(out, stats);

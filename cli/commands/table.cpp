@@ -3,9 +3,11 @@
 #include "analysis/table_summary.h"
 #include "base/cli_error.h"
 #include "checks/input_check.h"
+#include "checks/table_ranges.h"
 #include "commands/args.h"
 #include "commands/commands.h"
 #include "files/output_files.h"
+#include "files/output_plan.h"
 #include "render/pictures.h"
 #include "render/png_writer.h"
 
@@ -27,7 +29,12 @@ int Run(const std::vector<std::string>& argv) {
   const Args args("table", {{"--sim", OptionKind::kValue}, {"--png", OptionKind::kValue}}, argv);
   if (args.positional().size() != 1) args.Fail("give exactly one table file (see mirvo table --help)");
   const std::string path = args.positional()[0];
+  std::vector<std::string> outputs;
+  for (const char* name : {"--sim", "--png"})
+    if (args.Has(name)) outputs.push_back(args.Get(name));
+  CheckOutputPlan({path}, outputs);
   const mirvo::LscTable table = LoadTableFile(path);
+  if (args.Has("--sim")) CheckSimulatorGains(path, table);
   std::printf("%s: LSC table, 4 planes of 13 x 17 gains\n%s", path.c_str(), TableSummary(table).c_str());
   if (args.Has("--sim")) WriteSimRolloffFile(args.Get("--sim"), table);
   if (args.Has("--png")) {

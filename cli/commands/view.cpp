@@ -1,6 +1,5 @@
-#include <cctype>
 #include <cstdio>
-#include <map>
+#include <vector>
 
 #include "base/cli_error.h"
 #include "checks/diag_dump.h"
@@ -8,7 +7,9 @@
 #include "commands/args.h"
 #include "commands/commands.h"
 #include "files/atomic_file.h"
+#include "files/output_plan.h"
 #include "render/heatmap.h"
+#include "render/picture_names.h"
 #include "render/png_writer.h"
 
 namespace mirvo_cli {
@@ -22,16 +23,6 @@ const char kHelp[] =
     "with the key as title and a colour scale of its value range. Prints the dump's\n"
     "scalars.\n";
 
-// File name for a grid: its name with anything unusual replaced.
-std::string PictureName(const std::string& name, std::map<std::string, int>* used) {
-  std::string out;
-  for (char c : name) out += (std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-') ? c : '_';
-  if (out.empty()) out = "grid";
-  const int n = ++(*used)[out];
-  if (n > 1) out += "_" + std::to_string(n);
-  return out + ".png";
-}
-
 int Run(const std::vector<std::string>& argv) {
   const Args args("view", {{"--out-dir", OptionKind::kValue}}, argv);
   if (args.positional().size() != 1) args.Fail("give exactly one diagnostic dump (see mirvo view --help)");
@@ -41,17 +32,22 @@ int Run(const std::vector<std::string>& argv) {
   const DiagDump dump = ParseDiagDump(content, path);
   if (dump.grids.empty() && dump.scalars.empty()) throw DataError(path + ": empty diagnostic dump");
 
+  // Every picture's name is known, and checked, before the first is written.
+  PictureNames names;
+  std::vector<std::string> files;
+  for (const DiagGrid& grid : dump.grids) files.push_back(out_dir + "/" + names.Next(grid.name));
+  CheckOutputPlan({path}, files);
+
   for (const auto& [key, value] : dump.scalars) std::printf("%s = %s\n", key.c_str(), FormatValue(value).c_str());
   MakeDirectories(out_dir);
-  std::map<std::string, int> used;
-  for (const DiagGrid& grid : dump.grids) {
+  for (size_t i = 0; i < dump.grids.size(); ++i) {
+    const DiagGrid& grid = dump.grids[i];
     GridView view;
     view.title = grid.key;
     view.rows = grid.rows;
     view.cols = grid.cols;
     view.values = grid.values;
-    const std::string file = out_dir + "/" + PictureName(grid.name, &used);
-    WritePng(RenderHeatmap(view, AutoCellSize(grid.rows, grid.cols)), file);
+    WritePng(RenderHeatmap(view, AutoCellSize(grid.rows, grid.cols)), files[i]);
   }
   std::printf("%zu picture%s in %s\n", dump.grids.size(), dump.grids.size() == 1 ? "" : "s", out_dir.c_str());
   return kExitOk;

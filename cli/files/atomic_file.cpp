@@ -10,33 +10,15 @@
 #include <vector>
 
 #include "base/cli_error.h"
+#include "files/output_plan.h"
+#include "files/paths.h"
+#include "files/pending_files.h"
 
 namespace mirvo_cli {
 namespace {
 
 std::atomic<bool> g_durable{true};
-
-std::string DirName(const std::string& path) {
-  const size_t slash = path.find_last_of('/');
-  if (slash == std::string::npos) return ".";
-  if (slash == 0) return "/";
-  return path.substr(0, slash);
-}
-
-std::string BaseName(const std::string& path) {
-  const size_t slash = path.find_last_of('/');
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-// mkstemp creates files 0600; outputs should get the usual 0666 & ~umask.
-mode_t OutputMode() {
-  static const mode_t mode = [] {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return static_cast<mode_t>(0666 & ~mask);
-  }();
-  return mode;
-}
+std::atomic<unsigned> g_temp_count{0};
 
 std::string Errno() { return std::strerror(errno); }
 
@@ -56,28 +38,26 @@ void SyncPath(const std::string& path, int flags, const std::string& target) {
 void SetDurableWrites(bool on) { g_durable = on; }
 
 AtomicOutput::AtomicOutput(std::string target) : target_(std::move(target)) {
-  OutputMode();  // settle the umask query before any worker thread exists
   // Found out now rather than by the rename, after all the work.
-  struct stat st;
-  if (stat(target_.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
-    throw DataError(target_ + ": is a directory, cannot write a file there");
-  std::string tmpl = DirName(target_) + "/." + BaseName(target_) + ".tmp.XXXXXX";
-  std::vector<char> buf(tmpl.begin(), tmpl.end());
-  buf.push_back('\0');
-  const int fd = mkstemp(buf.data());
-  if (fd < 0) throw DataError(target_ + ": cannot create a file in " + DirName(target_) + ": " + Errno());
-  temp_path_ = buf.data();
-  const bool mode_ok = fchmod(fd, OutputMode()) == 0;
-  close(fd);
-  if (!mode_ok) {
-    const std::string why = Errno();
-    unlink(temp_path_.c_str());
-    throw DataError(target_ + ": cannot set permissions: " + why);
+  CheckOutputTarget(target_);
+  // Named after this process, so a name that is taken belongs to no live
+  // program; the next number is tried then.
+  const std::string stem = DirName(target_) + "/." + BaseName(target_) + ".tmp." + std::to_string(getpid()) + ".";
+  for (int attempt = 0;; ++attempt) {
+    temp_path_ = stem + std::to_string(g_temp_count++);
+    const int fd = CreatePendingFile(temp_path_, &slot_);
+    if (fd >= 0) {
+      close(fd);
+      return;
+    }
+    if (errno != EEXIST || attempt == 100)
+      throw DataError(target_ + ": cannot create a file in " + DirName(target_) + ": " + Errno());
   }
 }
 
 AtomicOutput::~AtomicOutput() {
   if (!committed_) unlink(temp_path_.c_str());
+  ForgetPendingFile(slot_);
 }
 
 void AtomicOutput::Write(const std::string& data) {
@@ -102,6 +82,8 @@ void AtomicOutput::Commit() {
   if (g_durable) SyncPath(temp_path_, O_RDONLY, target_);
   if (rename(temp_path_.c_str(), target_.c_str()) != 0) throw DataError(target_ + ": cannot replace: " + Errno());
   committed_ = true;
+  ForgetPendingFile(slot_);
+  slot_ = -1;
   // The rename itself is durable only once the directory is synced.
   if (g_durable) SyncPath(DirName(target_), O_RDONLY | O_DIRECTORY, target_);
 }

@@ -7,10 +7,13 @@ namespace mirvo_cli {
 // An output file that appears under its name only when complete: everything
 // is written to a temporary file in the target's directory, which Commit()
 // flushes to disk and renames over the target. Until then an earlier file of
-// that name stays untouched; an uncommitted temporary is removed.
+// that name stays untouched; an uncommitted temporary is removed, also when
+// a signal ends the program (see pending_files.h). The target must be absent
+// or a regular file (see CheckOutputTarget).
 class AtomicOutput {
  public:
-  // Throws DataError when no file can be created in the target's directory.
+  // Throws DataError when the target is not a regular file or no file can
+  // be created in its directory.
   explicit AtomicOutput(std::string target);
   ~AtomicOutput();
   AtomicOutput(const AtomicOutput&) = delete;
@@ -29,6 +32,7 @@ class AtomicOutput {
  private:
   std::string target_;
   std::string temp_path_;
+  int slot_ = -1;  // in the table of pending files
   bool committed_ = false;
 };
 

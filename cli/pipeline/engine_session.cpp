@@ -28,6 +28,20 @@ int CountNonFiniteGains(const mirvo::LscTable& table) {
   return n;
 }
 
+std::vector<std::string> SessionOutputPaths(const SessionOptions& options, size_t frames) {
+  std::vector<std::string> paths;
+  for (size_t k = 0; k < frames; ++k) {
+    const int frame = static_cast<int>(k);
+    paths.push_back(FramePath(options.out_dir, "table", frame, ".h"));
+    if (options.debug) paths.push_back(FramePath(options.out_dir, "diag", frame, ".txt"));
+    if (options.png) {
+      paths.push_back(FramePath(options.out_dir, "tint", frame, ".png"));
+      paths.push_back(FramePath(options.out_dir, "table", frame, ".png"));
+    }
+  }
+  return paths;
+}
+
 EngineSession::EngineSession(const mirvo::MirvoParams& params, const SessionOptions& options, OutputQueue* outputs)
     : options_(options), outputs_(outputs) {
   mirvo::Core& engine = core();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "core/core.h"
 #include "core/crop_info.h"
@@ -52,6 +53,9 @@ class EngineSession {
   mirvo::GuardedCore guarded_;
   mirvo::LscTable output_{};
 };
+
+// Every file a session writes over `frames` frames, as RunFrame names them.
+std::vector<std::string> SessionOutputPaths(const SessionOptions& options, size_t frames);
 
 // Cells of the grid with a zero count in some channel.
 int CountZeroCountCells(const mirvo::Stats& stats);

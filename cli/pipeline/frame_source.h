@@ -1,14 +1,13 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
+#include <deque>
 #include <functional>
-#include <mutex>
-#include <string>
-#include <thread>
+#include <future>
 #include <vector>
 
 #include "core/stats.h"
+#include "pipeline/worker_pool.h"
 
 namespace mirvo_cli {
 
@@ -17,7 +16,7 @@ namespace mirvo_cli {
 // are decoded in parallel while one Core takes them one after the other.
 class FrameSource {
  public:
-  // Fills `stats` for frame `index`; may throw CliError for bad input.
+  // Fills `stats` for frame `index`; may throw (CliError for bad input).
   using Prepare = std::function<void(size_t index, mirvo::Stats* stats)>;
 
   // `workers` threads (at least one), at most `lookahead` frames prepared
@@ -27,36 +26,25 @@ class FrameSource {
   FrameSource(const FrameSource&) = delete;
   FrameSource& operator=(const FrameSource&) = delete;
 
-  // The next frame, in order. Blocks until it is ready; rethrows the error
-  // its preparation raised. Later frames are then abandoned: taking one
-  // throws rather than waiting for it.
+  // The next frame, in order. Blocks until it is ready; rethrows, unchanged,
+  // the exception its preparation raised. Later frames are then abandoned:
+  // taking one throws rather than waiting for it.
   mirvo::Stats Take();
 
   // Number of worker threads to use by default: one per core.
-  static int DefaultWorkers();
+  static int DefaultWorkers() { return WorkerPool::DefaultThreads(); }
 
  private:
-  enum class State { kPending, kReady, kFailed };
-  struct Slot {
-    State state = State::kPending;
-    mirvo::Stats stats;
-    int exit_status = 0;
-    std::string error;
-  };
-
-  void Work();
+  void SubmitNext();
 
   const size_t count_;
   const Prepare prepare_;
-  const size_t lookahead_;
-  std::mutex mutex_;
-  std::condition_variable ready_;
-  std::condition_variable space_;
-  std::vector<Slot> slots_;
-  size_t next_claim_ = 0;
+  std::vector<mirvo::Stats> stats_;
+  std::deque<std::future<void>> pending_;  // frames next_take_ to next_submit_ - 1
+  size_t next_submit_ = 0;
   size_t next_take_ = 0;
-  bool stop_ = false;
-  std::vector<std::thread> threads_;
+  bool failed_ = false;
+  WorkerPool pool_;  // last, so its workers stop before the frames they fill go
 };
 
 }  // namespace mirvo_cli

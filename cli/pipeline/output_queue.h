@@ -1,24 +1,23 @@
 #pragma once
 
-#include <condition_variable>
+#include <atomic>
 #include <deque>
+#include <exception>
 #include <functional>
-#include <mutex>
-#include <string>
-#include <thread>
-#include <vector>
+#include <future>
+
+#include "pipeline/worker_pool.h"
 
 namespace mirvo_cli {
 
 // Writes outputs on worker threads while the engine goes on with the next
 // frame: formatting and syncing a table costs more than running the engine.
-// Tasks are independent files; the first failure is reported (as the
-// CliError it raised) by the next Submit or by Finish.
+// Tasks are independent files; the first failure is rethrown, unchanged, by
+// the next Submit or by Finish, and the tasks not yet run are then skipped.
 class OutputQueue {
  public:
   // With 0 threads every task runs at once on the caller's thread.
   OutputQueue(int threads, size_t max_pending);
-  ~OutputQueue();
   OutputQueue(const OutputQueue&) = delete;
   OutputQueue& operator=(const OutputQueue&) = delete;
 
@@ -28,20 +27,16 @@ class OutputQueue {
   void Finish();
 
  private:
-  void Work();
-  void RethrowFailure();  // with mutex_ held
+  // The result of the oldest task in flight; rethrows its failure.
+  void TakeOldest();
+  // Waits for the tasks in flight, in order, and rethrows the first failure.
+  void RethrowFailure();
 
-  const size_t max_pending_;
-  std::mutex mutex_;
-  std::condition_variable has_work_;
-  std::condition_variable has_room_;
-  std::deque<std::function<void()>> tasks_;
-  size_t running_ = 0;
-  bool stop_ = false;
-  bool failed_ = false;
-  int failure_status_ = 0;
-  std::string failure_;
-  std::vector<std::thread> threads_;
+  const bool at_once_;
+  std::atomic<bool> failed_{false};
+  std::exception_ptr failure_;
+  std::deque<std::future<void>> in_flight_;
+  WorkerPool pool_;  // last: on destruction the queued tasks still run first
 };
 
 }  // namespace mirvo_cli

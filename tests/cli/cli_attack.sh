@@ -142,14 +142,13 @@ case $CLASS in
     feed view "$T/short.txt" 1 "$T/short.txt: line 5: truncated: grid values has no line end"
     expect_error 1 "$T/short.txt: line 5" view "$T/short.txt" --out-dir "$T/new_view"
     [ -e "$T/new_view" ] && fail "view created its output directory for a bad dump"
-    # A bad frame in the middle: the frames before it are written, the rest untouched.
+    # A bad frame in the middle: no frame is run, not even those before it.
     N=$T/sequence
     mkdir "$N" && echo earlier >"$N/table_001.h"
     expect_error 1 "$T/stats.txt: not a valid statistics dump" \
       run --base "$IN/base.h" --stats "$IN/stats_000.txt" "$T/stats.txt" "$IN/stats_001.txt" --out-dir "$N"
-    cmp -s "$N/table_000.h" "$O/table_000.h" || fail "frame 0 before the bad frame was not written"
+    [ -e "$N/table_000.h" ] && fail "frame 0 before the bad frame was written"
     [ "$(cat "$N/table_001.h")" = earlier ] || fail "the bad frame 1 replaced its table"
-    [ -e "$N/table_002.h" ] && fail "a frame after the bad one was written"
     ;;
 
   oversized)
@@ -190,7 +189,8 @@ case $CLASS in
     done
     feed override "$T/picture.png" 1 "$T/picture.png: not a text file (control byte at offset 6)"
     feed override "$IN/stats_000.txt" 1 "$IN/stats_000.txt: line 2: \"******** Stats BG Tintle...\" is not a key=value line"
-    feed override "$O/diag_000.txt" 1 "$O/diag_000.txt: line 1: key or value missing in"
+    cp "$O/diag_000.txt" "$T/diag_000.txt"
+    feed override "$T/diag_000.txt" 1 "$T/diag_000.txt: line 1: key or value missing in"
     printf 'smoth_thd=0.05\n' >"$T/other_keys.txt"
     feed override "$T/other_keys.txt" 1 "$T/other_keys.txt: sets none of the known keys"
     feed view "$T/picture.png" 1 "$T/picture.png: line 1: expected a line 'key=', found '?PNG?'"
@@ -329,6 +329,207 @@ case $CLASS in
     attack 1 "$O/t.png: cannot write: No space left on device" table "$IN/base.h" --png "$O/t.png"
     attack 1 "$O/GradH_UX.png: cannot write: No space left on device" view "$T/out/diag_000.txt" --out-dir "$O"
     attack 1 "$O/base.h: cannot write: No space left on device" demo --frames 1 --out-dir "$O"
+    ;;
+
+  special_output)
+    # Where an output belongs there is a link, a FIFO or a device node: the
+    # call is refused before anything is written, and the node stays as it was.
+    S=$T/special
+    echo target >"$T/link_target"
+    if [ "$(id -u)" -eq 0 ]; then DEVICE=mknod; else DEVICE=/dev/null; fi
+    for kind in link dangling fifo device; do
+      case $kind in
+        link | dangling) text="a symbolic link" ;;
+        fifo) text="a FIFO" ;;
+        device) text="a character device" ;;
+      esac
+      for role in run_table run_diag run_png stats_out stats_mean table_sim table_png view demo; do
+        rm -rf "$S" && mkdir -p "$S"
+        case $role in
+          run_table) name=table_000.h ;;
+          run_diag) name=diag_000.txt ;;
+          run_png) name=tint_000.png ;;
+          stats_out) name=s.txt ;;
+          stats_mean) name=m.raw ;;
+          table_sim) name=t.sim ;;
+          table_png) name=t.png ;;
+          view) name=GradH_UX.png ;;
+          demo) name=base.h ;;
+        esac
+        node=$S/$name
+        case $kind in
+          link) ln -s "$T/link_target" "$node" ;;
+          dangling) ln -s "$T/nowhere" "$node" ;;
+          fifo) mkfifo "$node" ;;
+          device) if [ "$DEVICE" = mknod ]; then mknod "$node" c 1 3; else node=/dev/null; fi ;;
+        esac
+        case $role in
+          run_*) if [ "$node" = /dev/null ]; then continue; fi
+            attack 1 "$node: is $text; outputs are written only as regular files" \
+              run --base "$IN/base.h" --stats "$IN/stats_000.txt" --debug --png --out-dir "$S" ;;
+          stats_out) attack 1 "$node: is $text" stats --raw "$IN/raw_000.raw" $RAW --out "$node" --mean-image "$S/m2.raw" ;;
+          stats_mean) attack 1 "$node: is $text" stats --raw "$IN/raw_000.raw" $RAW --out "$S/s2.txt" --mean-image "$node" ;;
+          table_sim) attack 1 "$node: is $text" table "$IN/base.h" --sim "$node" --png "$S/t2.png" ;;
+          table_png) attack 1 "$node: is $text" table "$IN/base.h" --sim "$S/t2.sim" --png "$node" ;;
+          view) if [ "$node" = /dev/null ]; then continue; fi
+            attack 1 "$node: is $text" view "$O/diag_000.txt" --out-dir "$S" ;;
+          demo) if [ "$node" = /dev/null ]; then continue; fi
+            attack 1 "$node: is $text" demo --frames 1 --out-dir "$S" ;;
+        esac
+        if [ "$node" = /dev/null ]; then
+          [ -c /dev/null ] || fail "/dev/null is no longer a device"
+        else
+          case $kind in
+            link | dangling) [ -L "$node" ] || fail "$kind $node was replaced" ;;
+            fifo) [ -p "$node" ] || fail "FIFO $node was replaced" ;;
+            device) [ -c "$node" ] || fail "device $node was replaced" ;;
+          esac
+          [ "$(ls -A "$S")" = "$name" ] || fail "$role: written beside the refused $kind: $(ls -A "$S")"
+        fi
+        [ "$(cat "$T/link_target")" = target ] || fail "$role: written through the link"
+      done
+    done
+    ;;
+
+  same_file)
+    # An input is never an output, and two outputs of a call are two files:
+    # by name, through a hard link, a symbolic link or a linked directory.
+    D=$T/same
+    mkdir -p "$D"
+    cp "$IN/base.h" "$D/table_000.h"
+    cp "$IN/stats_000.txt" "$D/table_001.h"
+    cp "$O/diag_000.txt" "$D/diag_000.txt"
+    cp "$IN/raw_000.raw" "$D/r.raw"
+    ln "$D/table_000.h" "$D/hard.h"
+    ln -s "$D/table_000.h" "$D/soft.h"
+    ln -s "$D" "$T/alias"
+    (cd "$D" && find . -type f -print0 | sort -z | xargs -0 sha256sum) >"$T/same_sums"
+    same() {  # TEXT ARGS...: refused, with nothing in $D changed or added
+      expect_error 1 "$@"
+      (cd "$D" && find . -type f -print0 | sort -z | xargs -0 sha256sum) | cmp -s - "$T/same_sums" ||
+        fail "mirvo ${*:2}: files in $D changed"
+      [ ! -e "$D/diag_001.txt" ] && [ ! -e "$D/t.png" ] && [ ! -e "$D/view" ] || fail "mirvo ${*:2}: wrote an output"
+    }
+    RUN=(--stats "$IN/stats_000.txt" --out-dir "$D")
+    same "$D/table_000.h: is also the input $D/table_000.h" run --base "$D/table_000.h" "${RUN[@]}"
+    same "$D/table_000.h: is also the input $D/hard.h" run --base "$D/hard.h" "${RUN[@]}"
+    same "$D/table_000.h: is also the input $D/soft.h" run --base "$D/soft.h" "${RUN[@]}"
+    same "$T/alias/table_000.h: is also the input $D/table_000.h" \
+      run --base "$D/table_000.h" --stats "$IN/stats_000.txt" --out-dir "$T/alias"
+    same "$D/diag_000.txt: is also the input $D/diag_000.txt" \
+      run --base "$IN/base.h" --override "$D/diag_000.txt" --debug "${RUN[@]}"
+    cp "$IN/stats_000.txt" "$T/frame.txt"
+    same "$D/table_001.h: is also the input $D/table_001.h" \
+      run --base "$IN/base.h" --stats "$T/frame.txt" "$D/table_001.h" --out-dir "$D" --png
+    same "$D/table_000.h: is also the input $D/table_000.h" table "$D/table_000.h" --png "$D/t.png" --sim "$D/table_000.h"
+    same "$D/hard.h: is also the input $D/table_000.h" table "$D/table_000.h" --sim "$D/hard.h"
+    same "$D/r.raw: is also the input $D/r.raw" stats --raw "$D/r.raw" $RAW --out "$D/s.txt" --mean-image "$D/r.raw"
+    same "$D/t.png: is the same file as the output $D/t.png" table "$IN/base.h" --sim "$D/t.png" --png "$D/t.png"
+    same "$T/alias/sub/../t.png: is the same file as the output $D/t.png" \
+      table "$IN/base.h" --sim "$D/t.png" --png "$T/alias/sub/../t.png"
+    same "$D/./hard.h: is the same file as the output $D/table_000.h" \
+      stats --raw "$IN/raw_000.raw" $RAW --out "$D/table_000.h" --mean-image "$D/./hard.h"
+    # A dump whose picture would be the dump itself.
+    printf 'prj_u=\n0.5\n\nWX[1][2]=\n1 2\n' >"$D/WX.png"
+    (cd "$D" && find . -type f -print0 | sort -z | xargs -0 sha256sum) >"$T/same_sums"
+    same "$D/WX.png: is also the input $D/WX.png" view "$D/WX.png" --out-dir "$D"
+    # Grids whose names give one file name get pictures of their own.
+    printf 'prj_u=\n0.5\n\nWX[1][2]=\n1 2\n\nWX[2][1]=\n3 4\n\nWX_2[1][1]=\n5\n\nwx[1][1]=\n6\n\nW.X[1][1]=\n7\n' \
+      >"$T/names.txt"
+    run_mirvo view "$T/names.txt" --out-dir "$T/names"
+    [ "$STATUS" -eq 0 ] || fail "view of clashing names: $(cat "$ERR")"
+    [ "$(find "$T/names" -name '*.png' | wc -l)" -eq 5 ] || fail "5 grids gave $(ls "$T/names")"
+    # Repeating an input is fine.
+    run_mirvo run --base "$IN/base.h" --stats "$IN/stats_000.txt" "$IN/stats_000.txt" --out-dir "$T/twice"
+    [ "$STATUS" -eq 0 ] || fail "the same frame twice: $(cat "$ERR")"
+    ;;
+
+  all_inputs_first)
+    # A bad frame anywhere in the sequence fails the run before the first
+    # output is replaced: $O holds frame 0 of stats_000, which frame 0 of
+    # these runs (stats_001) would change.
+    printf x >"$T/empty_not.txt"
+    : >"$T/empty.txt"
+    head -c 20000 "$IN/stats_000.txt" >"$T/truncated.txt"
+    sed 's/0x[0-9a-f]*\t/zz\t/5' "$IN/stats_000.txt" >"$T/word.txt"
+    for bad in "$T/nope.txt" "$T/empty.txt" "$T/truncated.txt" "$T/word.txt" "$IN"; do
+      for at in last middle; do
+        if [ $at = last ]; then
+          frames=("$IN/stats_001.txt" "$IN/stats_000.txt" "$IN/stats_002.txt" "$bad")
+        else
+          frames=("$IN/stats_001.txt" "$bad" "$IN/stats_002.txt")
+        fi
+        attack 1 "$bad: " run --base "$IN/base.h" --stats "${frames[@]}" --debug --png --out-dir "$O"
+      done
+    done
+    head -c 1000 "$IN/raw_001.raw" >"$T/short.raw"
+    attack 1 "$T/short.raw: raw frame of 1000 bytes" \
+      run --base "$IN/base.h" --raw "$IN/raw_001.raw" "$IN/raw_000.raw" "$T/short.raw" $RAW --png --out-dir "$O"
+    ;;
+
+  extreme_numbers)
+    # Finite numbers far outside what they stand for are refused, naming the
+    # option or file, before any conversion (the sanitizer build checks that).
+    for crop in 1e-50,3024,0,0,4032,3024 1e30,3024,0,0,4032,3024 4032,3024,0,0,1e300,3024 4032,3024,-5,0,4032,3024 \
+      4032,3024,0,0,4032,0.5; do
+      attack 2 "mirvo run: --crop: " run --base "$IN/base.h" --stats "$IN/stats_000.txt" --crop "$crop" --out-dir "$O"
+    done
+    attack 2 "mirvo run: --crop: offs_x + out_w reaches beyond in_w 4032" \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" --crop 4032,3024,2000,0,3000,3024 --out-dir "$O"
+    # Line 3 holds the first row of plane R, line 19 of plane GR.
+    for gain in 0.0 -1.5 1e-30 1e7 3e38; do
+      sed "3s/^[0-9.]*f/${gain}f/" "$IN/base.h" >"$T/gain.h"
+      attack 1 "$T/gain.h: gain " run --base "$T/gain.h" --stats "$IN/stats_000.txt" --debug --png --out-dir "$O"
+    done
+    sed 's/^[0-9.]*f/0.0f/' "$IN/base.h" >"$T/zero.h"
+    attack 1 "$T/zero.h: gain 0 of plane R at row 1, column 1 is outside 1e-06 to 1e+06" \
+      run --base "$T/zero.h" --stats "$IN/stats_000.txt" --out-dir "$O"
+    for gain in 1e7 -1.5 3e38; do
+      sed "19s/^[0-9.]*f/${gain}f/" "$IN/base.h" >"$T/gain.h"
+      attack 1 "$T/gain.h: gain " table "$T/gain.h" --sim "$O/t.sim" --png "$O/t.png"
+    done
+    # Accepted where nothing converts them: drawn, summarised, applied.
+    sed "19s/^[0-9.]*f/3e38f/" "$IN/base.h" >"$T/huge.h"
+    run_mirvo table "$T/huge.h" --png "$T/huge.png"
+    [ "$STATUS" -eq 0 ] || fail "table --png of a huge gain: $(cat "$ERR")"
+    printf 'prj_u=\n1e308\n\nWX[2][2]=\n1e308 -1e308 4.9e-324 0\n' >"$T/extreme_diag.txt"
+    run_mirvo view "$T/extreme_diag.txt" --out-dir "$T/extreme_view"
+    [ "$STATUS" -eq 0 ] || fail "view of extreme values: $(cat "$ERR")"
+    printf 'enable_temporal_filter=1e30\nfilter_input_stats=-1e30\nsmooth_thd=1e30\n' >"$T/extreme_override.txt"
+    run_mirvo run --base "$IN/base.h" --stats "$IN/stats_000.txt" --override "$T/extreme_override.txt" \
+      --crop 65536,65536,0,0,1,1 --png --out-dir "$T/extreme_run"
+    [ "$STATUS" -eq 0 ] || fail "run with extreme overrides: $(cat "$ERR")"
+    ;;
+
+  closed_descriptors)
+    # Started with stdin, stdout or stderr closed, the program writes its
+    # messages nowhere rather than into the files it opens first. Warnings
+    # for every frame, while the tables of earlier frames are being written.
+    Z=()
+    for _ in $(seq 12); do Z+=("$IN/zero_counts.txt"); done
+    must run --base "$IN/base.h" --stats "${Z[@]}" "$IN/stats_000.txt" --debug --png --out-dir "$T/ref"
+    grep -q warning "$ERR" || fail "the reference run gave no warning to lose"
+    must table "$IN/base.h" --sim "$T/ref/t.sim"
+    checksum "$T/ref" >"$T/ref_sums"
+    for fd in 0 1 2; do
+      N=$T/closed_$fd
+      mkdir -p "$N"
+      case $fd in
+        0) "$MIRVO" run --base "$IN/base.h" --stats "${Z[@]}" "$IN/stats_000.txt" --debug --png \
+          --out-dir "$N" <&- >/dev/null 2>&1 && "$MIRVO" table "$IN/base.h" --sim "$N/t.sim" <&- >/dev/null ;;
+        1) "$MIRVO" run --base "$IN/base.h" --stats "${Z[@]}" "$IN/stats_000.txt" --debug --png \
+          --out-dir "$N" >&- 2>/dev/null && "$MIRVO" table "$IN/base.h" --sim "$N/t.sim" >&- ;;
+        2) "$MIRVO" run --base "$IN/base.h" --stats "${Z[@]}" "$IN/stats_000.txt" --debug --png \
+          --out-dir "$N" 2>&- >/dev/null && "$MIRVO" table "$IN/base.h" --sim "$N/t.sim" 2>&- >/dev/null ;;
+      esac
+      STATUS=$?
+      [ "$STATUS" -eq 0 ] || fail "descriptor $fd closed: exit status $STATUS"
+      checksum "$N" | cmp -s - "$T/ref_sums" || fail "descriptor $fd closed: outputs differ from the reference"
+      # A failing call still ends with its status, and writes nothing.
+      "$MIRVO" table "$T/nope.h" --sim "$N/t2.sim" 2>&-
+      [ $? -eq 1 ] || fail "descriptor 2 closed: a failure did not give status 1"
+      [ -e "$N/t2.sim" ] && fail "descriptor $fd closed: a failed call wrote its output"
+    done
     ;;
 
   *)
