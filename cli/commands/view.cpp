@@ -19,8 +19,10 @@ const char kHelp[] =
     "\n"
     "Draws every grid of a diagnostic dump (as mirvo run --debug writes them) as a\n"
     "heatmap PNG in DIR, named after the grid (GradH_UX.png for GradH_UX[24][31]),\n"
-    "with the key as title and a colour scale of its value range. Prints the dump's\n"
-    "scalars.\n";
+    "with the key as title and a colour scale of its value range. Signed grids (log\n"
+    "chroma and log gains, gradients, log tints) are drawn in blue (negative) to red\n"
+    "(positive) about white at zero; the others from dark blue (low) to yellow (high).\n"
+    "Prints the dump's scalars.\n";
 
 // File name for a grid: its name with anything unusual replaced.
 std::string PictureName(const std::string& name, std::map<std::string, int>* used) {
@@ -50,6 +52,7 @@ int Run(const std::vector<std::string>& argv) {
     view.rows = grid.rows;
     view.cols = grid.cols;
     view.values = grid.values;
+    view.signed_values = IsSignedGridName(grid.name);
     const std::string file = out_dir + "/" + PictureName(grid.name, &used);
     WritePng(RenderHeatmap(view, AutoCellSize(grid.rows, grid.cols)), file);
   }
