@@ -104,7 +104,10 @@ std::vector<double> NiceTicks(double lo, double hi, int count) {
     step = m * mag;
     if (step >= raw) break;
   }
-  for (double t = std::ceil(lo / step - 1e-9) * step; t <= hi + step * 1e-9; t += step) ticks.push_back(t);
+  // Whole multiples of the step, so that no error accumulates along the axis.
+  const long long first = static_cast<long long>(std::ceil(lo / step - 1e-9));
+  const long long last = static_cast<long long>(std::floor(hi / step + 1e-9));
+  for (long long i = first; i <= last; ++i) ticks.push_back(static_cast<double>(i) * step);
   return ticks;
 }
 
