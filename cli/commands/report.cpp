@@ -21,8 +21,9 @@ const char kHelp[] =
     "gain range, with the frames marked where an output was not finite, the merge\n"
     "rescaling switched, or the projections jumped; heatmaps of the tint and the\n"
     "output table of the first, the last and the most notable frames; and warnings.\n"
-    "Plots of long runs show per pixel column the smallest and largest value of its\n"
-    "frames, so no spike is lost.\n";
+    "Plots of runs longer than a plot is wide show per pixel column the range of its\n"
+    "frames as a band and their mean as a line, so no spike is lost; summary.json\n"
+    "keeps every frame.\n";
 
 // A summary holds about 0.5 KB a frame; this allows millions of frames.
 constexpr uint64_t kMaxSummaryBytes = 1ull << 30;

@@ -34,7 +34,7 @@ const char kStyle[] =
     "svg .ytick{text-anchor:end}svg .xtick,svg .xlabel,svg .ylabel{text-anchor:middle}"
     "svg .frame{fill:none;stroke:#888}svg .grid{stroke:#e6e6e6}svg .axis{stroke:#888}"
     "svg .series{fill:none;stroke-width:1.6;stroke-linejoin:round}svg .marker{stroke-width:1;opacity:0.55}"
-    "svg .lane{fill:#f3f3f3}"
+    "svg .lane{fill:#f3f3f3}svg .band{opacity:0.25;stroke:none}"
     ".key span{display:inline-block;width:12px;height:12px;margin:0 4px 0 14px;vertical-align:-1px}"
     "figure{margin:14px 0}figcaption{font-weight:600;margin-bottom:4px}"
     "figure img{max-width:100%;image-rendering:pixelated}";
@@ -92,13 +92,26 @@ bool RescaleChange(const std::vector<FrameRecord>& frames, size_t k) {
   return k > 0 && frames[k].rescaled != frames[k - 1].rescaled;
 }
 
-std::vector<PlotMarker> Markers(const std::vector<FrameRecord>& frames) {
-  std::vector<PlotMarker> m;
+// Beyond this many frames of one kind, lines on the plots would hide the
+// data: the strip below the plots shows them instead.
+constexpr size_t kMaxMarkersPerKind = 40;
+
+std::vector<PlotMarker> Markers(const std::vector<FrameRecord>& frames, std::vector<std::string>* too_many) {
+  std::vector<PlotMarker> nonfinite, jump, rescale;
   for (size_t k = 0; k < frames.size(); ++k) {
     const int i = static_cast<int>(k);
-    if (NonFinite(frames[k])) m.push_back({i, kNonFiniteColor});
-    if (frames[k].jump) m.push_back({i, kJumpColor});
-    if (RescaleChange(frames, k)) m.push_back({i, kRescaleColor});
+    if (NonFinite(frames[k])) nonfinite.push_back({i, kNonFiniteColor});
+    if (frames[k].jump) jump.push_back({i, kJumpColor});
+    if (RescaleChange(frames, k)) rescale.push_back({i, kRescaleColor});
+  }
+  std::vector<PlotMarker> m;
+  const std::pair<const char*, const std::vector<PlotMarker>*> kinds[] = {
+      {"non-finite", &nonfinite}, {"jump", &jump}, {"rescale", &rescale}};
+  for (const auto& [name, list] : kinds) {
+    if (list->size() > kMaxMarkersPerKind)
+      too_many->push_back(name);
+    else
+      m.insert(m.end(), list->begin(), list->end());
   }
   return m;
 }
@@ -106,7 +119,8 @@ std::vector<PlotMarker> Markers(const std::vector<FrameRecord>& frames) {
 std::string Plots(const RunSummaryData& s) {
   const std::vector<FrameRecord>& f = s.frames;
   const int n = static_cast<int>(f.size());
-  const std::vector<PlotMarker> markers = Markers(f);
+  std::vector<std::string> too_many;
+  const std::vector<PlotMarker> markers = Markers(f, &too_many);
   std::string html;
   LinePlot prj{"Profile projections",
                "projection (x learned profile)",
@@ -145,8 +159,14 @@ std::string Plots(const RunSummaryData& s) {
           "\"></span>non-finite output (table gains or projections)<span style=\"background:" + kJumpColor +
           "\"></span>jump (the temporal filter followed a change larger than prj_delta_thd)<span "
           "style=\"background:" +
-          kRescaleColor +
-          "\"></span>merge rescaling switched on or off. Below, per frame: which frames had each.</p>\n";
+          kRescaleColor + "\"></span>merge rescaling switched on or off. Below, per frame: which frames had each";
+  if (!too_many.empty()) {
+    std::string kinds;
+    for (const std::string& k : too_many) kinds += (kinds.empty() ? "" : ", ") + k;
+    html += " (" + kinds + ": more than " + std::to_string(kMaxMarkersPerKind) +
+            " frames, shown only here, not on the plots)";
+  }
+  html += ".</p>\n";
   html += EventStripSvg(rows, n);
   return html;
 }

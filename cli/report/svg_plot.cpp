@@ -42,31 +42,53 @@ struct Columns {
 };
 Columns ColumnsFor(int frames) { return {std::max(1, std::min(frames, kPlotW)), std::max(1, frames)}; }
 
-// Path of one series: one point per frame, or per pixel column its smallest
-// and largest value; gaps where there is no finite value.
-std::string SeriesPath(const std::vector<double>& y, int frames, double lo, double hi) {
-  auto py = [&](double v) { return kTop + (hi - v) / (hi - lo) * kPlotH; };
+// One series as SVG paths. With a point per frame, a line through them.
+// With more frames than pixel columns, a band from the smallest to the
+// largest value of each column's frames and a line through their means, so a
+// noisy stretch reads as a band instead of a solid block of zigzags. Gaps
+// where a column has no finite value.
+struct SeriesPaths {
+  std::string band;
+  std::string line;
+};
+
+SeriesPaths SeriesPath(const std::vector<double>& y, int frames, double lo, double hi) {
+  auto py = [&](double v) { return Num(kTop + (hi - v) / (hi - lo) * kPlotH); };
   const Columns cols = ColumnsFor(frames);
-  std::string d;
+  const bool decimated = cols.count < frames;
+  SeriesPaths out;
+  std::string upper, lower;  // of the current stretch of the band
+  auto close_band = [&]() {
+    if (!upper.empty()) out.band += "M" + upper.substr(1) + lower + "Z";
+    upper.clear();
+    lower.clear();
+  };
   bool pen_down = false;
   for (int c = 0; c < cols.count; ++c) {
-    double mn = INFINITY, mx = -INFINITY;
+    double mn = INFINITY, mx = -INFINITY, sum = 0;
+    int n = 0;
     for (int k = cols.First(c); k < cols.Last(c) && k < static_cast<int>(y.size()); ++k) {
       if (!std::isfinite(y[k])) continue;
       mn = std::min(mn, y[k]);
       mx = std::max(mx, y[k]);
+      sum += y[k];
+      ++n;
     }
-    if (mn > mx) {
+    if (n == 0) {
       pen_down = false;
+      close_band();
       continue;
     }
-    const double x =
-        cols.count == frames ? FrameX(c, frames) : FrameX((cols.First(c) + cols.Last(c) - 1) / 2.0, frames);
-    d += (pen_down ? "L" : "M") + Num(x) + " " + Num(py(mn));
-    if (mx > mn) d += "L" + Num(x) + " " + Num(py(mx));
+    const std::string x = Num(decimated ? FrameX((cols.First(c) + cols.Last(c) - 1) / 2.0, frames) : FrameX(c, frames));
+    out.line += (pen_down ? "L" : "M") + x + " " + py(sum / n);
     pen_down = true;
+    if (decimated) {
+      upper += "L" + x + " " + py(mx);
+      lower = "L" + x + " " + py(mn) + lower;
+    }
   }
-  return d;
+  close_band();
+  return out;
 }
 
 }  // namespace
@@ -169,8 +191,10 @@ std::string LinePlotSvg(const LinePlot& plot) {
            std::to_string(kTop + kPlotH) + "\" stroke=\"" + m.color + "\" class=\"marker\"/>\n";
   }
   for (const PlotSeries& s : plot.series) {
-    svg += "<path d=\"" + SeriesPath(s.y, frames, lo, hi) + "\" stroke=\"" + s.color + "\"" +
-           (s.dashed ? " stroke-dasharray=\"5 3\"" : "") + " class=\"series\"/>\n";
+    const SeriesPaths paths = SeriesPath(s.y, frames, lo, hi);
+    if (!paths.band.empty()) svg += "<path d=\"" + paths.band + "\" fill=\"" + s.color + "\" class=\"band\"/>\n";
+    svg += "<path d=\"" + paths.line + "\" stroke=\"" + s.color + "\"" + (s.dashed ? " stroke-dasharray=\"5 3\"" : "") +
+           " class=\"series\"/>\n";
   }
   return svg + "</svg>\n";
 }
