@@ -125,13 +125,14 @@ void RunSummary::AddFrame(int k, const std::string& input, const mirvo::Core& co
   // the temporal filter measures it.
   const float change =
       std::fabs(f.prj_u - (prev ? prev->prj_u : 0.0f)) + std::fabs(f.prj_v - (prev ? prev->prj_v : 0.0f));
+  // A jump: the projections moved by at least twice prj_delta_thd, the change
+  // the temporal filter follows at its full gain. With the filter on, the
+  // gain tells it from the unfiltered change, which the state does not keep.
   const mirvo::TuningParams& tuning = core.pconfig_params_->tuning;
-  if (tuning.enable_temporal_filter != 0) {
-    // The filter follows a change slowly (gain at its floor, a fifth of
-    // tint_update_gain) unless it exceeds prj_delta_thd.
-    f.jump = f.temporal_gain > tuning.tint_update_gain * 0.2f * 1.0001f;
+  if (tuning.enable_temporal_filter != 0 && tuning.tint_update_gain > 0.0f) {
+    f.jump = f.temporal_gain >= tuning.tint_update_gain * 0.9999f;
   } else {
-    f.jump = change > tuning.prj_delta_thd;
+    f.jump = change >= 2.0f * tuning.prj_delta_thd;
   }
 
   // Every frame may turn out to be the last, so its grids (5 KB) are copied.

@@ -157,7 +157,8 @@ std::string Plots(const RunSummaryData& s) {
   }
   html += "<p class=\"key\">Marked frames:<span style=\"background:" + std::string(kNonFiniteColor) +
           "\"></span>non-finite output (table gains or projections)<span style=\"background:" + kJumpColor +
-          "\"></span>jump (the temporal filter followed a change larger than prj_delta_thd)<span "
+          "\"></span>jump (the projections moved by at least twice prj_delta_thd, which the temporal filter "
+          "follows at full gain)<span "
           "style=\"background:" +
           kRescaleColor + "\"></span>merge rescaling switched on or off. Below, per frame: which frames had each";
   if (!too_many.empty()) {

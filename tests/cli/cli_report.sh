@@ -41,6 +41,15 @@ for bad in '' '{"format": "mirvo-run-summary"' '{"format": "something else"}' \
   cmp -s "$T/r/report.html" "$T/good.html" || fail "a failed report changed the earlier one"
 done
 
+# The demo writes a summary too. Its engine converges from zero: the first six
+# frames move the projections by more than twice prj_delta_thd (jumps, which
+# the temporal filter follows at its full gain 0.3), the next two less.
+run_mirvo demo --frames 8 --no-png --no-sync --out-dir "$T/demo"
+[ "$STATUS" -eq 0 ] || fail "demo failed: $(cat "$ERR")"
+[ "$(cut -d, -f5 "$T/demo/summary.csv" | sed -n 2,7p | sort -u)" = "0.3" ] || fail "demo's first temporal gains"
+[ "$(cut -d, -f20 "$T/demo/summary.csv" | tr '\n' ' ')" = "jump 1 1 1 1 1 1 0 0 " ] ||
+  fail "demo's jumps: $(cut -d, -f20 "$T/demo/summary.csv" | tr '\n' ' ')"
+
 # stats says how much of the grid the engine would not trust, and why.
 run_mirvo stats --raw "$I/raw_000.raw" --width 520 --height 384 --bits 10 --pattern RGGB --black-level 1024 \
   --out "$T/s.txt"
