@@ -9,18 +9,9 @@
 namespace mirvo_cli {
 namespace {
 
-const float (&Plane(const mirvo::LscTable& t, int p))[13][17] {
-  switch (p) {
-    case 0:
-      return t.r_gain;
-    case 1:
-      return t.gr_gain;
-    case 2:
-      return t.gb_gain;
-    default:
-      return t.b_gain;
-  }
-}
+// The planes of a table lie one after the other in Channel order (the record
+// is 884 packed floats), so plane p starts 221 floats after plane p - 1.
+const float* PlaneData(const mirvo::LscTable& t, int p) { return &t.r_gain[0][0] + p * kLatticeNodes; }
 
 void CopyLattice(const mirvo::Matrix<float>& m, LatticeGrid* out) {
   std::copy_n(m.data.begin(), std::min<size_t>(m.data.size(), kLatticeNodes), out->begin());
@@ -32,7 +23,7 @@ FrameGrids Grids(int k, const mirvo::Core& core, const mirvo::LscTable& output) 
   // After the frame the engine's tint grids hold the linear tint it merged.
   CopyLattice(core.log_tint_u, &g.linear_tint_u);
   CopyLattice(core.log_tint_v, &g.linear_tint_v);
-  for (int p = 0; p < 4; ++p) std::memcpy(g.table[p].data(), &Plane(output, p)[0][0], sizeof(float) * kLatticeNodes);
+  for (int p = 0; p < 4; ++p) std::memcpy(g.table[p].data(), PlaneData(output, p), sizeof(float) * kLatticeNodes);
   return g;
 }
 
@@ -48,7 +39,7 @@ FrameRecord MakeFrameRecord(int k, const std::string& input, const mirvo::Core& 
   f.temporal_gain = core.temporal_update_gain_;
   f.nonfinite_projection = !std::isfinite(f.prj_u) || !std::isfinite(f.prj_v);
   for (int p = 0; p < 4; ++p) {
-    const float* g = &Plane(output, p)[0][0];
+    const float* g = PlaneData(output, p);
     float lo = NAN, hi = NAN;
     for (int i = 0; i < kLatticeNodes; ++i) {
       if (!std::isfinite(g[i])) {
