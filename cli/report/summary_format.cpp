@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "base/cli_error.h"
@@ -80,6 +81,15 @@ json RunJson(const RunRecord& r) {
           {"seconds_per_frame", r.seconds_per_frame}};
 }
 
+// A JSON number as a float; beyond the float range it is infinite (a plain
+// conversion would be undefined there).
+float ToFloat(const json& v) {
+  const double d = v.get<double>();
+  if (d > std::numeric_limits<float>::max()) return INFINITY;
+  if (d < -std::numeric_limits<float>::max()) return -INFINITY;
+  return static_cast<float>(d);
+}
+
 // Reading: every access names the file and the field that is wrong.
 class Reader {
  public:
@@ -97,7 +107,7 @@ class Reader {
     const json& v = Field(obj, key, where);
     if (v.is_null()) return NAN;
     if (!v.is_number()) Fail(where + "." + key + " is not a number");
-    return v.get<float>();
+    return ToFloat(v);
   }
   double Double(const json& obj, const char* key, const std::string& where) const {
     const json& v = Field(obj, key, where);
@@ -129,7 +139,7 @@ class Reader {
       if (v[i].is_null()) {
         out[i] = NAN;
       } else if (v[i].is_number()) {
-        out[i] = v[i].get<float>();
+        out[i] = ToFloat(v[i]);
       } else {
         Fail(where + "." + key + "[" + std::to_string(i) + "] is not a number");
       }

@@ -126,6 +126,10 @@ TEST(SummaryFormat, JsonRoundTripKeepsEveryValueAndNaN) {
   EXPECT_EQ(back.grids[3].reasons, s.grids[3].reasons);
   EXPECT_EQ(back.run.inputs, s.run.inputs);
   EXPECT_EQ(back.run.crop, s.run.crop);
+  // Numbers beyond the float range read as infinities.
+  std::string text = SummaryJson(s);
+  text.replace(text.find("\"prj_delta_thd\":0.15"), 20, "\"prj_delta_thd\":-1e300");
+  EXPECT_EQ(ParseSummaryJson(text, "s").run.prj_delta_thd, -INFINITY);
 }
 
 TEST(SummaryFormat, CsvHasAHeaderAndOneLinePerFrame) {
