@@ -29,8 +29,11 @@ std::string Label(double v) {
   return buf;
 }
 
-// Frame to x in pixels, over the plot area.
-double FrameX(double frame, int frames) { return kLeft + frame / std::max(1, frames - 1) * kPlotW; }
+// Frame to x in pixels, over the plot area; a lone frame in the middle.
+double FrameX(double frame, int frames) {
+  if (frames <= 1) return kLeft + kPlotW / 2.0;
+  return kLeft + frame / (frames - 1) * kPlotW;
+}
 
 // Pixel columns of the plot area and the frames each covers.
 struct Columns {
@@ -50,7 +53,10 @@ Columns ColumnsFor(int frames) { return {std::max(1, std::min(frames, kPlotW)), 
 struct SeriesPaths {
   std::string band;
   std::string line;
+  std::string dots;  // a mark per frame, for short runs (and a lone frame)
 };
+
+constexpr int kMaxDottedFrames = 100;
 
 SeriesPaths SeriesPath(const std::vector<double>& y, int frames, double lo, double hi) {
   auto py = [&](double v) { return Num(kTop + (hi - v) / (hi - lo) * kPlotH); };
@@ -81,6 +87,7 @@ SeriesPaths SeriesPath(const std::vector<double>& y, int frames, double lo, doub
     }
     const std::string x = Num(decimated ? FrameX((cols.First(c) + cols.Last(c) - 1) / 2.0, frames) : FrameX(c, frames));
     out.line += (pen_down ? "L" : "M") + x + " " + py(sum / n);
+    if (frames <= kMaxDottedFrames) out.dots += "<circle cx=\"" + x + "\" cy=\"" + py(sum / n) + "\" r=\"2.5\"/>";
     pen_down = true;
     if (decimated) {
       upper += "L" + x + " " + py(mx);
@@ -195,6 +202,7 @@ std::string LinePlotSvg(const LinePlot& plot) {
     if (!paths.band.empty()) svg += "<path d=\"" + paths.band + "\" fill=\"" + s.color + "\" class=\"band\"/>\n";
     svg += "<path d=\"" + paths.line + "\" stroke=\"" + s.color + "\"" + (s.dashed ? " stroke-dasharray=\"5 3\"" : "") +
            " class=\"series\"/>\n";
+    if (!paths.dots.empty()) svg += "<g fill=\"" + s.color + "\">" + paths.dots + "</g>\n";
   }
   return svg + "</svg>\n";
 }
