@@ -52,10 +52,8 @@ std::string Row(const std::string& name, const std::string& value) {
 
 std::string RunTable(const RunSummaryData& s) {
   const RunRecord& r = s.run;
-  std::string inputs = std::to_string(r.inputs.size()) + " " + XmlEscape(r.input_kind) +
-                       (r.input_kind == "raw"     ? " frames"
-                        : r.input_kind == "stats" ? " dumps"
-                                                  : " frames");
+  const std::string noun = r.input_kind == "stats" ? "statistics dump" : XmlEscape(r.input_kind) + " frame";
+  std::string inputs = std::to_string(r.inputs.size()) + " " + noun + (r.inputs.size() == 1 ? "" : "s");
   if (!r.inputs.empty()) {
     inputs += ": <code>" + XmlEscape(r.inputs.front()) + "</code>";
     if (r.inputs.size() > 1) inputs += " &hellip; <code>" + XmlEscape(r.inputs.back()) + "</code>";
