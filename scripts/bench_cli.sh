@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Times the command-line program's targets on this machine:
-#   - `mirvo run` over 1,000 statistics dumps (target: under 1 s),
+#   - `mirvo run` over 1,000 statistics dumps (target: under 1 s), and the
+#     cost of its default run summary (limit: 5% of that run),
 #   - `mirvo run --raw` over 30 RAW10 frames of 4032x3024, decoding with one
 #     thread and with one per core.
 # Builds the host flavour if needed; leaves nothing behind.
@@ -42,6 +43,8 @@ for i in $(seq 0 999); do dumps+=("$work/demo/frame_$(printf %03d $((i % 20))).t
 
 stats_sync=$(best_of_three "$mirvo" run --base "$work/demo/base.h" --stats "${dumps[@]}")
 stats_nosync=$(best_of_three "$mirvo" run --base "$work/demo/base.h" --stats "${dumps[@]}" --no-sync)
+# The run summary is on by default; its cost is the difference to a run without it.
+stats_nosummary=$(best_of_three "$mirvo" run --base "$work/demo/base.h" --stats "${dumps[@]}" --no-sync --no-summary)
 
 # Raw frames: any bytes are valid RAW10 samples.
 frames=()
@@ -55,9 +58,10 @@ raw_one=$(best_of_three "$mirvo" "${raw_args[@]}" --jobs 1)
 raw_all=$(best_of_three "$mirvo" "${raw_args[@]}")
 
 echo "machine: $(nproc) cores, $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2 | sed 's/^ //'), load $(cut -d' ' -f1 /proc/loadavg)"
-awk -v s="$stats_sync" -v n="$stats_nosync" -v r1="$raw_one" -v ra="$raw_all" -v cores="$(nproc)" 'BEGIN {
+awk -v s="$stats_sync" -v n="$stats_nosync" -v ns="$stats_nosummary" -v r1="$raw_one" -v ra="$raw_all" -v cores="$(nproc)" 'BEGIN {
   printf "run, 1,000 statistics dumps, synced outputs:    %6.3f s  (%.2fx the 1 s target)\n", s, s / 1.0
   printf "run, 1,000 statistics dumps, --no-sync:         %6.3f s  (%.2fx the 1 s target)\n", n, n / 1.0
+  printf "  the same with --no-summary:                     %6.3f s  (summary costs %+.1f%%, limit 5%%)\n", ns, (n / ns - 1) * 100
   printf "run --raw, 30 RAW10 12 MP frames, --jobs 1:     %6.3f s  (%.1f ms a frame)\n", r1, r1 / 30 * 1000
   printf "run --raw, 30 RAW10 12 MP frames, %d decoders:   %6.3f s  (%.1f ms a frame, %.2fx faster)\n", cores, ra, ra / 30 * 1000, r1 / ra
 }'

@@ -48,6 +48,9 @@ for s in "${steps[@]}"; do
         *) export MIRVO_SOAK_FRAMES=3000 ;;
       esac
       ctest --test-dir "build/${s}" --output-on-failure -j "$(nproc)" --timeout 900
+      if [ "$s" = host ] && [ -f build/host/artefacts/report_screenshot.png ]; then
+        echo "=== host: the report as the browser test saw it: build/host/artefacts/report_screenshot.png"
+      fi
       if [ "$s" = host ]; then
         echo "=== host: benchmark smoke run (no timing assertions)"
         build/host/bench/mirvo_bench --benchmark_min_time=0.01 >build/host/bench-smoke.txt

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the mirvo program with g++ (RelWithDebInfo, build/valgrind) and runs
 # its end-to-end scenarios under Valgrind memcheck: the demo, run on
-# statistics dumps and on raw frames, stats, table, view and a few bad
+# statistics dumps and on raw frames, stats, table, view, report and a few bad
 # inputs. Any memory error or definite leak fails the script; so does an
 # unexpected exit status. Prints the total run time.
 #   scripts/valgrind.sh
@@ -51,6 +51,7 @@ vg 0 run_zero_counts run --base "$IN/base.h" --stats "$IN/zero_counts.txt" --out
 vg 0 stats stats --raw "$IN/raw_000.raw" "${RAW[@]}" --out "$W/s.txt" --mean-image "$W/m.raw"
 vg 0 table table "$W/run_stats/table_001.h" --sim "$W/t.sim" --png "$W/t.png"
 vg 0 view view "$W/run_stats/diag_001.txt" --out-dir "$W/view"
+vg 0 report report "$W/run_zero"
 
 # Bad inputs end through the error paths, with frames or outputs in flight.
 head -c 3000 "$IN/base.h" >"$W/truncated.h"
@@ -61,6 +62,7 @@ vg 1 bad_frame run --base "$IN/base.h" --stats "$IN/stats_000.txt" "$W/glued.txt
 vg 1 bad_override run --base "$IN/base.h" --stats "$IN/stats_000.txt" --override "$W/t.png" --out-dir "$W/bad"
 vg 1 bad_raw_size stats --raw "$IN/mipi_000.raw" "${RAW[@]}" --out "$W/s2.txt"
 vg 1 bad_view view "$IN/stats_000.txt" --out-dir "$W/bad_view"
+vg 1 bad_report report "$W/run_raw/table_000.h"
 vg 1 unwritable run --base "$IN/base.h" --raw "$IN/raw_000.raw" "${RAW[@]}" --out-dir "$IN/base.h/sub"
 vg 2 bad_pattern run --base "$IN/base.h" --raw "$IN/raw_000.raw" --width 520 --height 384 --bits 10 \
   --pattern rggb --out-dir "$W/bad"

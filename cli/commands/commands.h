@@ -17,6 +17,7 @@ struct Command {
 
 extern const Command kCommandDemo;
 extern const Command kCommandRun;
+extern const Command kCommandReport;
 extern const Command kCommandStats;
 extern const Command kCommandTable;
 extern const Command kCommandView;

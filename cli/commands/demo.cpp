@@ -13,6 +13,7 @@
 #include "io/default_tuning.h"
 #include "pipeline/engine_session.h"
 #include "pipeline/frame_source.h"
+#include "pipeline/run_summary.h"
 #include "tools/bayer_raw.h"
 
 namespace mirvo_cli {
@@ -33,7 +34,8 @@ const char kHelp[] =
     "  --out-dir DIR  where to write (default mirvo-demo): base.h, and per frame k\n"
     "                 stats_k.txt, table_k.h, tint_k.png and table_k.png, as mirvo run\n"
     "                 writes them (mirvo run --base DIR/base.h --stats DIR/stats_*.txt\n"
-    "                 reproduces the tables)\n"
+    "                 reproduces the tables), and the run's summary.json and\n"
+    "                 summary.csv (mirvo report DIR draws them)\n"
     "  --frames N     number of frames (default 8)\n"
     "  --debug        also write diag_k.txt, the diagnostic dump of every frame\n"
     "  --no-png       do not draw pictures\n"
@@ -106,16 +108,22 @@ int Run(const std::vector<std::string>& argv) {
       FrameSource::DefaultWorkers(), 4);
 
   EngineSession session(params, options);
+  std::vector<std::string> inputs;
+  for (int k = 0; k < frames; ++k) inputs.push_back(FramePath(options.out_dir, "stats", k, ".txt"));
+  RunSummary summary(
+      MakeRunRecord("demo", "synthetic", inputs, options.out_dir + "/base.h", "", options, params.tuning));
   const double before = ResidualColourShading(lens, base);
   double after = before;
   for (int k = 0; k < frames; ++k) {
     const mirvo::Stats stats = source.Take();
     session.RunFrame(k, stats, base, "demo frame " + std::to_string(k));
+    summary.AddFrame(k, inputs[k], session.core(), base, session.output());
     after = ResidualColourShading(lens, session.output());
     std::printf("frame %03d: prj_u %+.4f, prj_v %+.4f; residual colour shading %.2f%% -> %.2f%%\n", k,
                 session.core().prj_u_, session.core().prj_v_, before, after);
     std::fflush(stdout);
   }
+  summary.Write(options.out_dir);
   std::printf("residual colour shading: before %.2f%%, after %.2f%%\n", before, after);
   return kExitOk;
 }

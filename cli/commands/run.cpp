@@ -14,6 +14,7 @@
 #include "pipeline/frame_inputs.h"
 #include "pipeline/frame_source.h"
 #include "pipeline/progress.h"
+#include "pipeline/run_summary.h"
 
 namespace mirvo_cli {
 namespace {
@@ -23,7 +24,7 @@ const char kHelp[] =
     "                 (--stats FILE... | --raw FILE... --width W --height H --bits B --pattern P\n"
     "                  [--mipi] [--black-level a,b,c,d] [--grid COLSxROWS])\n"
     "                 [--crop in_w,in_h,offs_x,offs_y,out_w,out_h] [--override FILE]\n"
-    "                 [--guard] [--debug] [--png] [--jobs N] [--no-sync] --out-dir DIR\n"
+    "                 [--guard] [--debug] [--png] [--no-summary] [--jobs N] [--no-sync] --out-dir DIR\n"
     "\n"
     "Runs the engine over a sequence of frames, in the order given, with one engine\n"
     "instance, so the temporal filter runs across them. For frame k (from 000) it\n"
@@ -51,6 +52,9 @@ const char kHelp[] =
     "  --out-dir DIR      output directory (created if missing)\n"
     "  --debug            also write DIR/diag_k.txt, the diagnostic dump of every frame\n"
     "  --png              also write DIR/tint_k.png and DIR/table_k.png\n"
+    "  --summary          write DIR/summary.json and DIR/summary.csv, the per-frame\n"
+    "                     records of the run (default; mirvo report DIR draws them)\n"
+    "  --no-summary       do not write them\n"
     "  --jobs N           threads decoding frames ahead (default: one per core)\n"
     "  --no-sync          do not wait for each output to reach the disk (faster)\n"
     "\n"
@@ -58,10 +62,11 @@ const char kHelp[] =
 
 int Run(const std::vector<std::string>& argv) {
   std::vector<OptionSpec> specs = {
-      {"--base", OptionKind::kValue}, {"--tuning", OptionKind::kValue}, {"--stats", OptionKind::kList},
-      {"--raw", OptionKind::kList},   {"--crop", OptionKind::kValue},   {"--override", OptionKind::kValue},
-      {"--debug", OptionKind::kFlag}, {"--png", OptionKind::kFlag},     {"--out-dir", OptionKind::kValue},
-      {"--jobs", OptionKind::kValue}, {"--no-sync", OptionKind::kFlag}, {"--guard", OptionKind::kFlag}};
+      {"--base", OptionKind::kValue},      {"--tuning", OptionKind::kValue}, {"--stats", OptionKind::kList},
+      {"--raw", OptionKind::kList},        {"--crop", OptionKind::kValue},   {"--override", OptionKind::kValue},
+      {"--debug", OptionKind::kFlag},      {"--png", OptionKind::kFlag},     {"--out-dir", OptionKind::kValue},
+      {"--jobs", OptionKind::kValue},      {"--no-sync", OptionKind::kFlag}, {"--summary", OptionKind::kFlag},
+      {"--no-summary", OptionKind::kFlag}, {"--guard", OptionKind::kFlag}};
   AddRawOptionSpecs(&specs);
   const Args args("run", specs, argv);
   if (!args.positional().empty()) args.Fail("unexpected argument '" + args.positional()[0] + "'");
@@ -111,13 +116,20 @@ int Run(const std::vector<std::string>& argv) {
   FrameSource source(
       frames.size(), [&](size_t i, mirvo::Stats* stats) { frame_inputs.Prepare(i, stats); }, jobs,
       static_cast<size_t>(jobs) * 2 + 2);
+  if (args.Has("--summary") && args.Has("--no-summary")) args.Fail("give --summary or --no-summary, not both");
+  std::unique_ptr<RunSummary> summary;
+  if (!args.Has("--no-summary"))
+    summary = std::make_unique<RunSummary>(MakeRunRecord("run", use_raw ? "raw" : "stats", frames, base_path,
+                                                         args.Get("--tuning"), options, params->tuning));
   Progress progress(static_cast<int>(frames.size()));
   for (size_t k = 0; k < frames.size(); ++k) {
     const mirvo::Stats stats = source.Take();
     session.RunFrame(static_cast<int>(k), stats, base, frames[k]);
+    if (summary) summary->AddFrame(static_cast<int>(k), frames[k], session.core(), base, session.output());
     progress.Update(static_cast<int>(k + 1));
   }
   outputs.Finish();
+  if (summary) summary->Write(options.out_dir);
   progress.Clear();
   std::printf("%zu frame%s, ", frames.size(), frames.size() == 1 ? "" : "s");
   if (options.guard) std::printf("%ld guarded, ", session.guarded_frames());

@@ -1,5 +1,6 @@
 #include <cstdio>
 
+#include "analysis/stats_reliability.h"
 #include "base/cli_error.h"
 #include "checks/input_check.h"
 #include "commands/args.h"
@@ -7,6 +8,7 @@
 #include "commands/raw_options.h"
 #include "files/output_files.h"
 #include "files/output_plan.h"
+#include "io/default_tuning.h"
 
 namespace mirvo_cli {
 namespace {
@@ -17,6 +19,8 @@ const char kHelp[] =
     "\n"
     "Builds the statistics of one raw Bayer frame as the camera's statistics block\n"
     "would and writes them as a statistics text dump (the input of mirvo run --stats).\n"
+    "Prints one line: the grid and the share of cells the engine would not trust\n"
+    "with the built-in tuning, by reason (low level, high level, saturated).\n"
     "\n"
     "  --raw FILE         raw frame, unpacked 16-bit little-endian or, with --mipi, RAW10\n"
     "  --width W, --height H  frame size in pixels (even)\n"
@@ -43,6 +47,8 @@ int Run(const std::vector<std::string>& argv) {
   StatsFromRawFile(raw_path, raw, &stats);
   WriteStatsDump(out, stats);
   if (args.Has("--mean-image")) WriteMeanImage(args.Get("--mean-image"), stats);
+  const CellReliability cells = AssessCells(stats, mirvo::DefaultMirvoParams().tuning);
+  std::printf("%s: %s\n", out.c_str(), ReliabilityLine(stats, cells).c_str());
   return kExitOk;
 }
 

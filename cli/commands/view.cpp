@@ -20,8 +20,10 @@ const char kHelp[] =
     "\n"
     "Draws every grid of a diagnostic dump (as mirvo run --debug writes them) as a\n"
     "heatmap PNG in DIR, named after the grid (GradH_UX.png for GradH_UX[24][31]),\n"
-    "with the key as title and a colour scale of its value range. Prints the dump's\n"
-    "scalars.\n";
+    "with the key as title and a colour scale of its value range. Signed grids (log\n"
+    "chroma and log gains, gradients, log tints) are drawn in blue (negative) to red\n"
+    "(positive) about white at zero; the others from dark blue (low) to yellow (high).\n"
+    "Prints the dump's scalars.\n";
 
 int Run(const std::vector<std::string>& argv) {
   const Args args("view", {{"--out-dir", OptionKind::kValue}}, argv);
@@ -47,6 +49,7 @@ int Run(const std::vector<std::string>& argv) {
     view.rows = grid.rows;
     view.cols = grid.cols;
     view.values = grid.values;
+    view.signed_values = IsSignedGridName(grid.name);
     WritePng(RenderHeatmap(view, AutoCellSize(grid.rows, grid.cols)), files[i]);
   }
   std::printf("%zu picture%s in %s\n", dump.grids.size(), dump.grids.size() == 1 ? "" : "s", out_dir.c_str());

@@ -42,9 +42,21 @@ std::string FormatValue(double v) {
   return buf;
 }
 
+bool IsSignedGridName(const std::string& name) {
+  for (const char* prefix : {"log_", "lsc_log_", "GradH_", "GradL_"})
+    if (name.compare(0, std::string(prefix).size(), prefix) == 0) return true;
+  return false;
+}
+
 Image RenderHeatmap(const GridView& grid, int cell) {
-  const ValueRange range = FiniteRange(grid.values);
-  const std::string hi = FormatValue(range.max);
+  ValueRange range = FiniteRange(grid.values);
+  if (grid.signed_values) {
+    // Symmetric about zero, so white is zero and equal colours mean equal magnitudes.
+    const double a = std::max(std::fabs(range.min), std::fabs(range.max));
+    range.min = -a;
+    range.max = a;
+  }
+  const std::string hi = (grid.signed_values && range.max > 0 ? "+" : "") + FormatValue(range.max);
   const std::string lo = FormatValue(range.min);
   const int label_w = std::max(Image::TextWidth(hi, kLabelScale), Image::TextWidth(lo, kLabelScale));
   const int map_w = grid.cols * cell;
@@ -52,7 +64,8 @@ Image RenderHeatmap(const GridView& grid, int cell) {
   const int text_h = Image::TextHeight(kTitleScale);
   const int invalid = static_cast<int>(grid.values.size()) - range.finite;
   std::string note = std::to_string(grid.rows) + " x " + std::to_string(grid.cols);
-  if (range.finite > 0 && range.min == range.max) note += ", all " + FormatValue(range.min);
+  const ValueRange actual = FiniteRange(grid.values);
+  if (actual.finite > 0 && actual.min == actual.max) note += ", all " + FormatValue(actual.min);
   if (invalid > 0) note += ", " + std::to_string(invalid) + " not finite (magenta)";
 
   const int body_w = map_w + 2 + kGap + kLegendWidth + kGap + label_w;
@@ -65,6 +78,9 @@ Image RenderHeatmap(const GridView& grid, int cell) {
 
   // Cells; a constant grid maps to the middle of the colour map.
   const double span = range.max - range.min;
+  auto color_of = [&](double t) {  // t in [0, 1] over [min, max]
+    return grid.signed_values ? DivergingColorMap(2.0 * t - 1.0) : ColorMap(t);
+  };
   const int map_x = kMargin + 1;
   img.FrameRect(map_x - 1, map_y - 1, map_w + 2, grid.rows * cell + 2, kInk);
   for (int r = 0; r < grid.rows; ++r) {
@@ -72,7 +88,7 @@ Image RenderHeatmap(const GridView& grid, int cell) {
       const size_t i = static_cast<size_t>(r) * grid.cols + c;
       const double v = i < grid.values.size() ? grid.values[i] : NAN;
       Rgb color = kInvalidColor;
-      if (std::isfinite(v)) color = ColorMap(span > 0 ? (v - range.min) / span : 0.5);
+      if (std::isfinite(v)) color = color_of(span > 0 ? (v - range.min) / span : 0.5);
       img.FillRect(map_x + c * cell, map_y + r * cell, cell, cell, color);
     }
   }
@@ -82,13 +98,19 @@ Image RenderHeatmap(const GridView& grid, int cell) {
   const int bar_h = grid.rows * cell;
   for (int y = 0; y < bar_h; ++y) {
     const double t = bar_h > 1 ? 1.0 - static_cast<double>(y) / (bar_h - 1) : 0.5;
-    img.FillRect(bar_x, map_y + y, kLegendWidth, 1, ColorMap(span > 0 ? t : 0.5));
+    img.FillRect(bar_x, map_y + y, kLegendWidth, 1, color_of(span > 0 ? t : 0.5));
   }
   img.FrameRect(bar_x - 1, map_y - 1, kLegendWidth + 2, bar_h + 2, kInk);
   const int label_x = bar_x + kLegendWidth + kGap;
   if (range.finite > 0) {
     img.DrawText(label_x, map_y, hi, kLabelScale, kInk);
     img.DrawText(label_x, map_y + bar_h - Image::TextHeight(kLabelScale), lo, kLabelScale, kInk);
+    if (grid.signed_values && span > 0) {
+      // Zero in the middle of the bar: a tick across it and its label.
+      const int zero_y = map_y + (bar_h - 1) / 2;
+      img.FillRect(bar_x - 3, zero_y, kLegendWidth + 6, 1, kInk);
+      img.DrawText(label_x, zero_y - Image::TextHeight(kLabelScale) / 2, "0", kLabelScale, kInk);
+    }
   } else {
     img.DrawText(label_x, map_y, "none", kLabelScale, kInk);
   }

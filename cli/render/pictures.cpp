@@ -7,26 +7,34 @@
 namespace mirvo_cli {
 namespace {
 
-GridView Plane(const float (&plane)[13][17], const std::string& title) {
-  GridView g;
-  g.title = title;
-  g.rows = 13;
-  g.cols = 17;
-  for (int r = 0; r < 13; ++r)
-    for (int c = 0; c < 17; ++c) g.values.push_back(plane[r][c]);
-  return g;
-}
+GridView Plane(const float (&plane)[13][17], const std::string& title) { return PlaneView(&plane[0][0], title); }
 
 GridView LogTint(const mirvo::Matrix<float>& linear, const std::string& title) {
   GridView g;
   g.title = title;
   g.rows = linear.rows;
   g.cols = linear.cols;
+  g.signed_values = true;
   for (float v : linear.data) g.values.push_back(-std::log(static_cast<double>(v)));
   return g;
 }
 
 }  // namespace
+
+GridView PlaneView(const float* plane, const std::string& title) {
+  GridView g;
+  g.title = title;
+  g.rows = 13;
+  g.cols = 17;
+  g.values.assign(plane, plane + 13 * 17);
+  return g;
+}
+
+GridView LogTintView(const float* linear_tint, const std::string& title) {
+  mirvo::Matrix<float> m(17, 13);
+  m.data.assign(linear_tint, linear_tint + 13 * 17);
+  return LogTint(m, title);
+}
 
 Image TablePicture(const mirvo::LscTable& table, const std::string& title) {
   const int cell = AutoCellSize(13, 17);

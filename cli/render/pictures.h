@@ -4,9 +4,15 @@
 
 #include "core/lsc_table.h"
 #include "core/matrix.h"
+#include "render/heatmap.h"
 #include "render/image.h"
 
 namespace mirvo_cli {
+
+// One 13 x 17 plane of gains (row-major), for a sequential heatmap.
+GridView PlaneView(const float* plane, const std::string& title);
+// The log tint -ln(gain) of a 13 x 17 linear tint (row-major), signed.
+GridView LogTintView(const float* linear_tint, const std::string& title);
 
 // The four gain planes of a table, two by two, each titled "<title> R" etc.
 Image TablePicture(const mirvo::LscTable& table, const std::string& title);

@@ -1,0 +1,50 @@
+#include <cstdio>
+
+#include "base/cli_error.h"
+#include "checks/input_check.h"
+#include "commands/args.h"
+#include "commands/commands.h"
+#include "files/atomic_file.h"
+#include "report/report_page.h"
+#include "report/summary_format.h"
+
+namespace mirvo_cli {
+namespace {
+
+const char kHelp[] =
+    "usage: mirvo report DIR\n"
+    "\n"
+    "Reads DIR/summary.json, as mirvo run and mirvo demo write it, and writes\n"
+    "DIR/report.html: one self-contained page (no network, no scripts) that any\n"
+    "browser shows. It holds the run record; plots over the frames of the profile\n"
+    "projections prj_u and prj_v, the temporal update gain and the output table's\n"
+    "gain range, with the frames marked where an output was not finite, the merge\n"
+    "rescaling switched, or the projections jumped; heatmaps of the tint and the\n"
+    "output table of the first, the last and the most notable frames; and warnings.\n"
+    "Plots of runs longer than a plot is wide show per pixel column the range of its\n"
+    "frames as a band and their mean as a line, so no spike is lost; summary.json\n"
+    "keeps every frame.\n";
+
+// A summary holds about 0.5 KB a frame; this allows millions of frames.
+constexpr uint64_t kMaxSummaryBytes = 1ull << 30;
+
+int Run(const std::vector<std::string>& argv) {
+  const Args args("report", {}, argv);
+  if (args.positional().size() != 1) args.Fail("give exactly one run directory (see mirvo report --help)");
+  std::string dir = args.positional()[0];
+  while (dir.size() > 1 && dir.back() == '/') dir.pop_back();
+  const std::string path = dir + "/summary.json";
+  const RunSummaryData summary = ParseSummaryJson(ReadInputFile(path, "a run summary", kMaxSummaryBytes), path);
+  const std::string html = ReportHtml(summary, dir);
+  const std::string out = dir + "/report.html";
+  WriteFileAtomically(out, html);
+  std::printf("%s: %d frame%s, %zu kept whole, %.0f KB\n", out.c_str(), summary.run.frames,
+              summary.run.frames == 1 ? "" : "s", summary.grids.size(), html.size() / 1024.0);
+  return kExitOk;
+}
+
+}  // namespace
+
+const Command kCommandReport = {"report", "write an HTML page showing a whole run from its summary", kHelp, Run};
+
+}  // namespace mirvo_cli
