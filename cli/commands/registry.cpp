@@ -7,8 +7,8 @@
 namespace mirvo_cli {
 
 const std::vector<const Command*>& Commands() {
-  static const std::vector<const Command*> commands = {&kCommandDemo, &kCommandRun, &kCommandStats, &kCommandTable,
-                                                       &kCommandView};
+  static const std::vector<const Command*> commands = {
+      &kCommandDemo, &kCommandRun, &kCommandStats, &kCommandTable, &kCommandView, &kCommandCalibrate, &kCommandLearn};
   return commands;
 }
 
