@@ -15,7 +15,7 @@ constexpr int kCoefs = kCoefCols * kCoefRows;
 // Curvature penalty relative to the data: enough to make the few
 // coefficients near the border that little data reaches behave, small enough
 // not to flatten real shading.
-constexpr double kPenalty = 0.02;
+constexpr double kPenalty = 0.002;
 
 // The four nonzero basis values at position p on an axis of `intervals`
 // lattice intervals; `first` receives the index of the first.

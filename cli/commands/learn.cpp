@@ -31,8 +31,10 @@ const char kHelp[] =
     "  --tuning FILE      thresholds to keep (default: the built-in tuning's)\n"
     "  --out TUNING.h     the tuning header file\n";
 
-// Tables whose vignetting differs this much (log units) are not of one module and crop.
-constexpr double kMaxGreenShapeDiff = 0.25;
+// Tables whose vignetting differs by more than a factor of two (log units)
+// are not of one module and crop; real calibrations of one module under
+// different lights differ by up to 0.4.
+constexpr double kMaxGreenShapeDiff = 0.7;
 
 int Run(const std::vector<std::string>& argv) {
   const Args args("learn",
