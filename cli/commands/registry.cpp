@@ -29,7 +29,7 @@ std::string UsageText() {
       "commands:\n";
   for (const Command* c : Commands()) {
     std::string name = c->name;
-    name.resize(8, ' ');
+    name.resize(11, ' ');
     text += "  " + name + c->summary + "\n";
   }
   text +=
