@@ -31,28 +31,35 @@ void Basis(double p, int intervals, int* first, double w[4]) {
   *first = i;
 }
 
-// Solves the symmetric positive definite system a x = b in place (Cholesky).
+// Half bandwidth of the normal equations: a sample touches the 4 x 4
+// coefficients around it, so coefficients more than three rows and three
+// columns of the coefficient grid apart never meet.
+constexpr int kBand = 3 * kCoefCols + 3;
+
+// Solves the symmetric positive definite banded system a x = b in place
+// (Cholesky within the band; entries outside it are zero and stay so).
 bool SolveSpd(std::vector<double>& a, std::vector<double>& b, int n) {
   for (int j = 0; j < n; ++j) {
+    const int k0 = std::max(0, j - kBand);
     double d = a[j * n + j];
-    for (int k = 0; k < j; ++k) d -= a[j * n + k] * a[j * n + k];
+    for (int k = k0; k < j; ++k) d -= a[j * n + k] * a[j * n + k];
     if (!(d > 0.0)) return false;
     d = std::sqrt(d);
     a[j * n + j] = d;
-    for (int i = j + 1; i < n; ++i) {
+    for (int i = j + 1; i < std::min(n, j + kBand + 1); ++i) {
       double s = a[i * n + j];
-      for (int k = 0; k < j; ++k) s -= a[i * n + k] * a[j * n + k];
+      for (int k = std::max(k0, i - kBand); k < j; ++k) s -= a[i * n + k] * a[j * n + k];
       a[i * n + j] = s / d;
     }
   }
   for (int i = 0; i < n; ++i) {
     double s = b[i];
-    for (int k = 0; k < i; ++k) s -= a[i * n + k] * b[k];
+    for (int k = std::max(0, i - kBand); k < i; ++k) s -= a[i * n + k] * b[k];
     b[i] = s / a[i * n + i];
   }
   for (int i = n - 1; i >= 0; --i) {
     double s = b[i];
-    for (int k = i + 1; k < n; ++k) s -= a[k * n + i] * b[k];
+    for (int k = i + 1; k < std::min(n, i + kBand + 1); ++k) s -= a[k * n + i] * b[k];
     b[i] = s / a[i * n + i];
   }
   return true;
@@ -106,13 +113,16 @@ bool Solve(const float* values, const std::vector<double>& weight, const float* 
           idx[i * 4 + j] = (cy + i) * kCoefCols + cx + j;
           phi[i * 4 + j] = wy[i] * wx[j];
         }
+      // The upper triangle only (idx grows with p); mirrored below.
       for (int p = 0; p < 16; ++p) {
         b[idx[p]] += w * phi[p] * values[r * cols + c];
-        for (int q = 0; q < 16; ++q) a[idx[p] * kCoefs + idx[q]] += w * phi[p] * phi[q];
+        for (int q = p; q < 16; ++q) a[idx[p] * kCoefs + idx[q]] += w * phi[p] * phi[q];
       }
     }
   }
   if (total < kCoefs) return false;
+  for (int i = 0; i < kCoefs; ++i)
+    for (int j = i + 1; j < std::min(kCoefs, i + kBand + 1); ++j) a[j * kCoefs + i] = a[i * kCoefs + j];
   AddCurvaturePenalty(a, kPenalty * total / kCoefs);
   if (!SolveSpd(a, b, kCoefs)) return false;
   *coef = b;
@@ -144,11 +154,15 @@ bool FitShadingSurface(const float* values, const float* weights, const float* x
     std::nth_element(abs_res.begin(), abs_res.begin() + abs_res.size() / 2, abs_res.end());
     const double limit = std::max(5.0 * 1.4826 * abs_res[abs_res.size() / 2], 0.005);
     outliers = 0;
+    bool changed = false;
     for (int i = 0; i < n; ++i) {
       const bool usable = weights[i] > 0.0f && std::isfinite(values[i]);
-      weight[i] = usable && std::fabs(res[i]) <= limit ? 1.0 : 0.0;
-      outliers += usable && weight[i] == 0.0;
+      const double w = usable && std::fabs(res[i]) <= limit ? 1.0 : 0.0;
+      changed = changed || w != weight[i];
+      weight[i] = w;
+      outliers += usable && w == 0.0;
     }
+    if (!changed) break;  // the same samples again: the same surface
   }
   double sum = 0.0;
   int kept = 0;

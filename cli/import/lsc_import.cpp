@@ -13,6 +13,8 @@ namespace {
 
 using nlohmann::json;
 
+constexpr double kMaxGain = 1000.0;
+
 // Natural logs of one channel's gains on a source grid, with the lattice
 // positions of its rows (0..12) and columns (0..16).
 struct LogGrid {
@@ -312,7 +314,12 @@ ImportedTable ImportLscJson(const std::string& text, const std::string& name, in
         low = std::min(low, a[r][c]);
       }
     for (int r = 0; r < 13; ++r)
-      for (int c = 0; c < 17; ++c) Plane(result.table, ch)[r][c] = static_cast<float>(std::exp(a[r][c] - low));
+      for (int c = 0; c < 17; ++c) {
+        const double gain = std::exp(a[r][c] - low);
+        // Real shading spans a factor of a few; far beyond that the file is not a calibration.
+        if (!(gain <= kMaxGain)) in.Fail("gains span more than a factor of " + std::to_string(int(kMaxGain)));
+        Plane(result.table, ch)[r][c] = static_cast<float>(gain);
+      }
   }
   return result;
 }
