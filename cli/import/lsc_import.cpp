@@ -301,7 +301,7 @@ ImportedTable ImportLscJson(const std::string& text, const std::string& name, in
       result.note = std::to_string(ct) + " K";
   } else if (cals[0].ct) {
     result.note = std::to_string(cals[0].ct) + " K" +
-                  (ct && ct != cals[0].ct ? " (the only calibration; --ct " + std::to_string(ct) + " not met)" : "");
+                  (ct && ct != cals[0].ct ? ", the only calibration; --ct " + std::to_string(ct) + " ignored" : "");
   }
   for (int ch = 0; ch < 4; ++ch) {
     double a[13][17], b[13][17];
