@@ -79,15 +79,21 @@ void AddCurvaturePenalty(std::vector<double>& a, double lambda) {
     for (int c = 0; c < kCoefCols; ++c) add((r - 1) * kCoefCols + c, r * kCoefCols + c, (r + 1) * kCoefCols + c);
 }
 
+// Sum of wy[i] * wx[j] * at(i, j) over a 4 x 4 neighbourhood.
+template <typename At>
+double Weighted4x4(const double (&wx)[4], const double (&wy)[4], At at) {
+  double v = 0.0;
+  for (int i = 0; i < 4; ++i)
+    for (int j = 0; j < 4; ++j) v += wy[i] * wx[j] * at(i, j);
+  return v;
+}
+
 double Evaluate(const std::vector<double>& coef, double x, double y) {
   int cx = 0, cy = 0;
   double wx[4], wy[4];
   Basis(x, 16, &cx, wx);
   Basis(y, 12, &cy, wy);
-  double v = 0.0;
-  for (int i = 0; i < 4; ++i)
-    for (int j = 0; j < 4; ++j) v += wy[i] * wx[j] * coef[(cy + i) * kCoefCols + cx + j];
-  return v;
+  return Weighted4x4(wx, wy, [&](int i, int j) { return coef[(cy + i) * kCoefCols + cx + j]; });
 }
 
 bool Solve(const float* values, const std::vector<double>& weight, const float* x, int cols, const float* y, int rows,
@@ -204,10 +210,7 @@ float LatticeValueAt(const float (&node)[13][17], float x, float y) {
   double wx[4], wy[4];
   axis(x, 17, &sx, wx);
   axis(y, 13, &sy, wy);
-  double v = 0.0;
-  for (int i = 0; i < 4; ++i)
-    for (int j = 0; j < 4; ++j) v += wy[i] * wx[j] * node[sy + i][sx + j];
-  return static_cast<float>(v);
+  return static_cast<float>(Weighted4x4(wx, wy, [&](int i, int j) { return node[sy + i][sx + j]; }));
 }
 
 }  // namespace mirvo

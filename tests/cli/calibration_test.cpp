@@ -16,6 +16,7 @@
 #include "flat_field_scene.h"
 #include "io/lsc_table_file.h"
 #include "io/tuning_file.h"
+#include "run_program.h"
 #include "test_support.h"
 #include "tools/profile_learning.h"
 
@@ -33,22 +34,11 @@ const char kModule[] = "rkisp1_imx258.json";
 const int kCts[3] = {2856, 5003, 7504};
 const char kRawOptions[] = " --width 1024 --height 768 --bits 10 --pattern RGGB --black-level 1024";
 
-struct Result {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
+using mirvo_cli_test::Result;
 
 Result RunMirvo(const TempDir& tmp, const std::string& args) {
-  const std::string cmd = std::string(MIRVO_EXE) + " " + args + " >" + tmp.File("stdout") + " 2>" + tmp.File("stderr");
-  const int rc = std::system(cmd.c_str());
-  Result r;
-  r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-  r.out = ReadFile(tmp.File("stdout"));
-  r.err = ReadFile(tmp.File("stderr"));
-  return r;
+  return mirvo_cli_test::RunProgram(MIRVO_EXE, tmp, args);
 }
-
 mirvo::LscTable LoadTable(const std::string& path) {
   mirvo::LscTable t{};
   EXPECT_EQ(mirvo::LscTableLoadHeaderFile(path.c_str(), t), mirvo::kOk) << path;
