@@ -101,6 +101,7 @@ int Run(const std::vector<std::string>& argv) {
   const Args args("calibrate", specs, argv);
   if (!args.positional().empty()) args.Fail("unexpected argument '" + args.positional()[0] + "'");
   const std::vector<std::string>& files = args.List("--raw");
+  if (files.empty()) args.Fail("missing --raw (one or more flat-field captures)");
   if (args.Has("--grid")) args.Fail("--grid: the measurement grid is fixed");
   const RawOptions raw = ParseRawOptions(args);
   double strength = 1.0;

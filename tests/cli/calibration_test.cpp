@@ -249,6 +249,7 @@ TEST_F(Calibration, RefusesBadInputWithOneLineAndWritesNothing) {
       {calibrate + dir_->File("dark.raw"), 1, "too dark to measure: the green level is"},
       {calibrate + dir_->File("scene.raw"), 1, "not a flat field"},
       {calibrate + Flat(0, 0) + " " + Flat(2, 0), 1, "disagrees with " + Flat(0, 0)},
+      {std::string("calibrate") + kRawOptions + out, 2, "missing --raw"},
       {"learn --table " + Table(0) + " " + Table(0) + out, 1, "colour ratios do not differ"},
       {"learn --table " + Table(0) + " " + dir_->File("other.h") + out, 1, "not the same module and geometry"},
       {"learn --table " + Table(0) + out, 2, "give at least two tables"},

@@ -45,9 +45,10 @@ TEST(LscImport, EveryLayoutPutsItsSamplesWhereTheLatticeExpectsThem) {
   // Cells of 16 x 12: centre of cell (i, j) at lattice (j + 0.5, i + 0.5).
   json cells = {{"grid_rows", 12}, {"grid_cols", 16}};
   cells["luminance_lut"] = Grid(12, 16, [](int i, int j) { return std::exp(Ramp(j + 0.5, i + 0.5)); });
-  cells["calibrations_Cr"] = {{{"ct", 5000}, {"table", Grid(12, 16, [](int, int) { return 0.5; })}}};
-  cells["calibrations_Cb"] = {
-      {{"ct", 5000}, {"table", Grid(12, 16, [](int i, int j) { return std::exp(Ramp(j + 0.5, i + 0.5)); })}}};
+  // (json::array: a braced single element would be taken as a copy of it by some compilers.)
+  cells["calibrations_Cr"] = json::array({json{{"ct", 5000}, {"table", Grid(12, 16, [](int, int) { return 0.5; })}}});
+  cells["calibrations_Cb"] = json::array(
+      {json{{"ct", 5000}, {"table", Grid(12, 16, [](int i, int j) { return std::exp(Ramp(j + 0.5, i + 0.5)); })}}});
   // 17 x 17 nodes from edge to edge: node (i, j) at lattice (j, i * 12 / 16).
   json nodes = {{"grid_rows", 17},
                 {"grid_cols", 17},
@@ -56,14 +57,14 @@ TEST(LscImport, EveryLayoutPutsItsSamplesWhereTheLatticeExpectsThem) {
   json set = {{"ct", 4000}};
   for (const char* ch : {"r", "gr", "gb", "b"})
     set[ch] = Grid(17, 17, [](int i, int j) { return 1024.0 * std::exp(Ramp(j, i * 0.75)); });
-  nodes["sets"] = {set};
+  nodes["sets"] = json::array({set});
   // A 32 x 32 mesh from edge to edge, gain 1 + v / 256.
   json mesh = {{"grid_rows", 32}, {"grid_cols", 32}, {"mesh_scale", 4}};
   json mset = {{"ct", 6500}};
   for (const char* ch : {"r", "g", "b"})
     mset[ch] =
         Grid(32, 32, [](int i, int j) { return 256.0 * (std::exp(Ramp(j * 16.0 / 31, i * 12.0 / 31) + 0.4) - 1.0); });
-  mesh["sets"] = {mset};
+  mesh["sets"] = json::array({mset});
 
   const struct {
     const char* name;
@@ -89,7 +90,7 @@ TEST(LscImport, InterpolatesBetweenColourTemperaturesInReciprocalKelvin) {
     for (const char* ch : {"gr", "gb", "b"}) s[ch] = Grid(2, 2, [](int, int) { return 1024.0; });
     return s;
   };
-  doc["sets"] = {set(6000, 2.0), set(3000, 4.0)};
+  doc["sets"] = json::array({set(6000, 2.0), set(3000, 4.0)});
   // 4000 K lies half way from 3000 K to 6000 K in 1/K (333, 250 and 167
   // per megakelvin); gains blend in log: 4^(1/2) * 2^(1/2) at the bottom row.
   const mirvo_cli::ImportedTable t = ImportLscJson(doc.dump(), "two", 4000);
