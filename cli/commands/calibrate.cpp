@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -53,6 +54,12 @@ std::string Percent(double share) {
   return text;
 }
 
+[[noreturn]] void TooDark(const std::string& what, const mirvo::FlatFieldFit& fit) {
+  throw DataError(what + ": too dark to measure: the green level is " +
+                  Percent(std::max(0.0, fit.median_green / 16383.0)) + " of the range above black (at least " +
+                  Percent(mirvo::kMinFlatLevel) + ")");
+}
+
 // Refuses a capture (or the average of several) that cannot serve as a flat field.
 void Judge(const std::string& what, const mirvo::FlatFieldFit& fit) {
   const mirvo::FlatFieldVerdict v = mirvo::JudgeFlatField(fit);
@@ -63,8 +70,7 @@ void Judge(const std::string& what, const mirvo::FlatFieldFit& fit) {
       throw DataError(what + ": " + Percent(v.value) + " of the samples are clipped (at most " + Percent(v.limit) +
                       "); lower the exposure");
     case mirvo::FlatFieldProblem::kTooDark:
-      throw DataError(what + ": too dark to measure: the green level is " + Percent(v.value) +
-                      " of the range above black (at least " + Percent(v.limit) + ")");
+      TooDark(what, fit);
     case mirvo::FlatFieldProblem::kNotFlat:
       throw DataError(
           what + ": not a flat field: " +
@@ -115,7 +121,7 @@ int Run(const std::vector<std::string>& argv) {
   for (size_t k = 0; k < files.size(); ++k) {
     MeasureCapture(files[k], raw, &blocks[k]);
     auto fit = std::make_unique<mirvo::FlatFieldFit>();
-    if (!mirvo::FitFlatField(&blocks[k], 1, fit.get())) throw DataError(files[k] + ": too dark to measure");
+    if (!mirvo::FitFlatField(&blocks[k], 1, fit.get())) TooDark(files[k], *fit);
     Judge(files[k], *fit);
     if (!first) {
       first = std::move(fit);
@@ -133,7 +139,7 @@ int Run(const std::vector<std::string>& argv) {
     }
   }
   mirvo::FlatFieldFit fit;
-  if (!mirvo::FitFlatField(blocks.data(), blocks.size(), &fit)) throw DataError(files[0] + ": too dark to measure");
+  if (!mirvo::FitFlatField(blocks.data(), blocks.size(), &fit)) TooDark(files[0], fit);
   Judge(files.size() == 1 ? files[0] : "the average of the captures", fit);
   const mirvo::LscTable table = mirvo::GainsFromFit(fit, static_cast<float>(strength));
   const mirvo::CalibrationSummary s = mirvo::SummariseFit(fit);
