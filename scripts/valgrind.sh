@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds the mirvo program with g++ (RelWithDebInfo, build/valgrind) and runs
 # its end-to-end scenarios under Valgrind memcheck: the demo, run on
-# statistics dumps and on raw frames, stats, table, view and a few bad
-# inputs. Any memory error or definite leak fails the script; so does an
+# statistics dumps and on raw frames, stats, table, view, the import of a
+# calibration, learn, calibrate and a few bad inputs. Any memory error or definite leak fails the script; so does an
 # unexpected exit status. Prints the total run time.
 #   scripts/valgrind.sh
 set -euo pipefail
@@ -51,6 +51,11 @@ vg 0 run_zero_counts run --base "$IN/base.h" --stats "$IN/zero_counts.txt" --out
 vg 0 stats stats --raw "$IN/raw_000.raw" "${RAW[@]}" --out "$W/s.txt" --mean-image "$W/m.raw"
 vg 0 table table "$W/run_stats/table_001.h" --sim "$W/t.sim" --png "$W/t.png"
 vg 0 view view "$W/run_stats/diag_001.txt" --out-dir "$W/view"
+LSC=tests/data/lsc/rkisp1_imx258.json
+vg 0 import table --import "$LSC" --ct 2856 --out "$W/base_2856.h"
+vg 0 import_json table "$W/base_2856.h" --json
+"$MIRVO" table --import "$LSC" --ct 7504 --out "$W/base_7504.h" >/dev/null
+vg 0 learn learn --table "$W/base_2856.h" "$W/base_7504.h" --out "$W/learned.h"
 
 # Bad inputs end through the error paths, with frames or outputs in flight.
 head -c 3000 "$IN/base.h" >"$W/truncated.h"
@@ -61,6 +66,8 @@ vg 1 bad_frame run --base "$IN/base.h" --stats "$IN/stats_000.txt" "$W/glued.txt
 vg 1 bad_override run --base "$IN/base.h" --stats "$IN/stats_000.txt" --override "$W/t.png" --out-dir "$W/bad"
 vg 1 bad_raw_size stats --raw "$IN/mipi_000.raw" "${RAW[@]}" --out "$W/s2.txt"
 vg 1 bad_view view "$IN/stats_000.txt" --out-dir "$W/bad_view"
+# The fixture frames show a scene: measured, fitted and refused as no flat field.
+vg 1 calibrate_scene calibrate --raw "$IN"/raw_000.raw "$IN"/raw_001.raw "${RAW[@]}" --png --out "$W/flat.h"
 vg 1 unwritable run --base "$IN/base.h" --raw "$IN/raw_000.raw" "${RAW[@]}" --out-dir "$IN/base.h/sub"
 vg 2 bad_pattern run --base "$IN/base.h" --raw "$IN/raw_000.raw" --width 520 --height 384 --bits 10 \
   --pattern rggb --out-dir "$W/bad"
