@@ -325,13 +325,15 @@ ImportedTable ImportLscJson(const std::string& text, const std::string& name, in
 }
 
 std::string TableToJson(const mirvo::LscTable& table) {
-  json planes = json::object();
+  // Keys in the table file's order: rows, cols, then R, Gr, Gb, B.
+  using ordered = nlohmann::ordered_json;
+  ordered planes = ordered::object();
   const char* const names[4] = {"R", "Gr", "Gb", "B"};
   mirvo::LscTable t = table;
   for (int ch = 0; ch < 4; ++ch) {
-    json rows = json::array();
+    ordered rows = ordered::array();
     for (const auto& row : Plane(t, ch)) {
-      json values = json::array();
+      ordered values = ordered::array();
       for (float v : row) {
         // The header file's 5 decimals, printed as the shortest text of that value.
         char text[32];
@@ -342,7 +344,10 @@ std::string TableToJson(const mirvo::LscTable& table) {
     }
     planes[names[ch]] = rows;
   }
-  json doc = {{"rows", 13}, {"cols", 17}, {"planes", planes}};
+  ordered doc = ordered::object();
+  doc["rows"] = 13;
+  doc["cols"] = 17;
+  doc["planes"] = planes;
   return doc.dump() + "\n";
 }
 
