@@ -48,6 +48,12 @@ const char kHelp[] =
 
 const char* const kChannels[4] = {"R", "Gr", "Gb", "B"};
 
+std::string Fixed(double v, int decimals) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.*f", decimals, v);
+  return text;
+}
+
 std::string Percent(double share) {
   char text[32];
   std::snprintf(text, sizeof text, "%.3g %%", share * 100.0);
@@ -129,14 +135,11 @@ int Run(const std::vector<std::string>& argv) {
     }
     double colour = 0.0, luma = 0.0;
     mirvo::CaptureDifference(*first, *fit, &colour, &luma);
-    if (colour > mirvo::kMaxCaptureColourDiff || luma > mirvo::kMaxCaptureLumaDiff) {
-      char text[160];
-      std::snprintf(text, sizeof text,
-                    "disagrees with %s: shading differs by %.3f in log R/G or B/G (at most %.2f) and %.3f in log G "
-                    "(at most %.2f); one light, one module per call",
-                    files[0].c_str(), colour, mirvo::kMaxCaptureColourDiff, luma, mirvo::kMaxCaptureLumaDiff);
-      throw DataError(files[k] + ": " + text);
-    }
+    if (colour > mirvo::kMaxCaptureColourDiff || luma > mirvo::kMaxCaptureLumaDiff)
+      throw DataError(files[k] + ": disagrees with " + files[0] + ": shading differs by " + Fixed(colour, 3) +
+                      " in log R/G or B/G (at most " + Fixed(mirvo::kMaxCaptureColourDiff, 2) + ") and " +
+                      Fixed(luma, 3) + " in log G (at most " + Fixed(mirvo::kMaxCaptureLumaDiff, 2) +
+                      "); one light, one module per call");
   }
   mirvo::FlatFieldFit fit;
   if (!mirvo::FitFlatField(blocks.data(), blocks.size(), &fit)) TooDark(files[0], fit);
@@ -157,10 +160,9 @@ int Run(const std::vector<std::string>& argv) {
     const std::string stem = Stem(out);
     const std::string name = stem.substr(stem.find_last_of('/') + 1);
     WritePng(TablePicture(table, name), stem + "_gains.png");
-    std::vector<float> corrected(4 * mirvo::kFlatBlocks);
-    auto* levels = reinterpret_cast<float(*)[mirvo::kFlatBlocks]>(corrected.data());
-    mirvo::CorrectedFlatField(blocks[0], table, levels);
-    WritePng(FlatFieldPicture(levels, name + " corrected"), stem + "_flat.png");
+    std::unique_ptr<float[][mirvo::kFlatBlocks]> corrected(new float[4][mirvo::kFlatBlocks]);
+    mirvo::CorrectedFlatField(blocks[0], table, corrected.get());
+    WritePng(FlatFieldPicture(corrected.get(), name + " corrected"), stem + "_flat.png");
   }
   return kExitOk;
 }

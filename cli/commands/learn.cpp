@@ -66,11 +66,10 @@ int Run(const std::vector<std::string>& argv) {
       if (!(g[i] > 0.0f)) throw DataError(files[k] + ": holds a gain that is not positive");
     const double d = mirvo::GreenShapeDifference(tables[reference], tables[k]);
     if (d > kMaxGreenShapeDiff) {
-      char text[200];
-      std::snprintf(text, sizeof text,
-                    "vignetting differs from %s's by %.3f in log G (at most %.2f): not the same module and geometry",
-                    files[reference].c_str(), d, kMaxGreenShapeDiff);
-      throw DataError(files[k] + ": " + text);
+      char figures[64];
+      std::snprintf(figures, sizeof figures, "%.3f in log G (at most %.2f)", d, kMaxGreenShapeDiff);
+      throw DataError(files[k] + ": vignetting differs from " + files[reference] + "'s by " + figures +
+                      ": not the same module and geometry");
     }
   }
   mirvo::ProfileLearningReport report;
