@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Builds the mirvo program with g++ (RelWithDebInfo, build/valgrind) and runs
 # its end-to-end scenarios under Valgrind memcheck: the demo, run on
-# statistics dumps and on raw frames, stats, table, view, report and a few bad
-# inputs. Any memory error or definite leak fails the script; so does an
-# unexpected exit status. Prints the total run time.
+# statistics dumps and on raw frames, stats, table, view, report, the import of a
+# calibration, learn, calibrate and a few bad inputs. Any memory error or definite
+# leak fails the script; so does an unexpected exit status. Prints the total run time.
 #   scripts/valgrind.sh
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -52,6 +52,11 @@ vg 0 stats stats --raw "$IN/raw_000.raw" "${RAW[@]}" --out "$W/s.txt" --mean-ima
 vg 0 table table "$W/run_stats/table_001.h" --sim "$W/t.sim" --png "$W/t.png"
 vg 0 view view "$W/run_stats/diag_001.txt" --out-dir "$W/view"
 vg 0 report report "$W/run_zero"
+LSC=tests/data/lsc/rkisp1_imx258.json
+vg 0 import table --import "$LSC" --ct 2856 --out "$W/base_2856.h"
+vg 0 import_json table "$W/base_2856.h" --json
+"$MIRVO" table --import "$LSC" --ct 7504 --out "$W/base_7504.h" >/dev/null
+vg 0 learn learn --table "$W/base_2856.h" "$W/base_7504.h" --out "$W/learned.h"
 
 # Bad inputs end through the error paths, with frames or outputs in flight.
 head -c 3000 "$IN/base.h" >"$W/truncated.h"
@@ -63,6 +68,8 @@ vg 1 bad_override run --base "$IN/base.h" --stats "$IN/stats_000.txt" --override
 vg 1 bad_raw_size stats --raw "$IN/mipi_000.raw" "${RAW[@]}" --out "$W/s2.txt"
 vg 1 bad_view view "$IN/stats_000.txt" --out-dir "$W/bad_view"
 vg 1 bad_report report "$W/run_raw/table_000.h"
+# The fixture frames show a scene: measured, fitted and refused as no flat field.
+vg 1 calibrate_scene calibrate --raw "$IN"/raw_000.raw "$IN"/raw_001.raw "${RAW[@]}" --png --out "$W/flat.h"
 vg 1 unwritable run --base "$IN/base.h" --raw "$IN/raw_000.raw" "${RAW[@]}" --out-dir "$IN/base.h/sub"
 vg 2 bad_pattern run --base "$IN/base.h" --raw "$IN/raw_000.raw" --width 520 --height 384 --bits 10 \
   --pattern rggb --out-dir "$W/bad"

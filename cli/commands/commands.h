@@ -15,7 +15,9 @@ struct Command {
   int (*run)(const std::vector<std::string>& args);
 };
 
+extern const Command kCommandCalibrate;
 extern const Command kCommandDemo;
+extern const Command kCommandLearn;
 extern const Command kCommandRun;
 extern const Command kCommandReport;
 extern const Command kCommandStats;

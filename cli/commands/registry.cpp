@@ -7,8 +7,9 @@
 namespace mirvo_cli {
 
 const std::vector<const Command*>& Commands() {
-  static const std::vector<const Command*> commands = {&kCommandDemo,  &kCommandRun,   &kCommandReport,
-                                                       &kCommandStats, &kCommandTable, &kCommandView};
+  static const std::vector<const Command*> commands = {&kCommandDemo,      &kCommandRun,   &kCommandReport,
+                                                       &kCommandStats,     &kCommandTable, &kCommandView,
+                                                       &kCommandCalibrate, &kCommandLearn};
   return commands;
 }
 
@@ -29,7 +30,7 @@ std::string UsageText() {
       "commands:\n";
   for (const Command* c : Commands()) {
     std::string name = c->name;
-    name.resize(8, ' ');
+    name.resize(11, ' ');
     text += "  " + name + c->summary + "\n";
   }
   text +=

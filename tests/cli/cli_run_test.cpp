@@ -14,6 +14,7 @@
 #include "io/default_tuning.h"
 #include "io/lsc_table_file.h"
 #include "io/tuning_file.h"
+#include "run_program.h"
 #include "test_support.h"
 #include "tools/bayer_raw.h"
 
@@ -22,20 +23,10 @@ namespace {
 using mirvo_test::ReadFile;
 using mirvo_test::TempDir;
 
-struct Result {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
+using mirvo_cli_test::Result;
 
 Result RunMirvo(const TempDir& tmp, const std::string& args) {
-  const std::string cmd = std::string(MIRVO_EXE) + " " + args + " >" + tmp.File("stdout") + " 2>" + tmp.File("stderr");
-  const int rc = std::system(cmd.c_str());
-  Result r;
-  r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-  r.out = ReadFile(tmp.File("stdout"));
-  r.err = ReadFile(tmp.File("stderr"));
-  return r;
+  return mirvo_cli_test::RunProgram(MIRVO_EXE, tmp, args);
 }
 
 std::string Frame(const std::string& dir, const char* name, int k, const char* ext) {

@@ -1,0 +1,174 @@
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+#include "base/cli_error.h"
+#include "checks/input_check.h"
+#include "commands/args.h"
+#include "commands/commands.h"
+#include "commands/raw_options.h"
+#include "files/output_files.h"
+#include "render/flat_field_picture.h"
+#include "render/pictures.h"
+#include "render/png_writer.h"
+#include "tools/bayer_raw.h"
+#include "tools/calibration.h"
+
+namespace mirvo_cli {
+namespace {
+
+const char kHelp[] =
+    "usage: mirvo calibrate --raw FILE... --width W --height H --bits B --pattern P [--mipi]\n"
+    "                       [--black-level a,b,c,d] [--luminance-strength S] [--png] --out TABLE.h\n"
+    "\n"
+    "Makes the base LSC table of a camera module from raw captures of an evenly lit\n"
+    "flat field under one illuminant (several captures are averaged): the table whose\n"
+    "gains make every channel of the flat field flat. The field is measured robustly\n"
+    "on 64 x 48 blocks (dust and defect pixels do not count), a smooth surface is\n"
+    "fitted per channel and evaluated at the table nodes, node (r, c) at pixel\n"
+    "(c x W/16, r x H/12). Each plane is normalised to a smallest gain of 1.\n"
+    "\n"
+    "Captures are refused, and nothing is written, when more than 0.1 % of the\n"
+    "samples are clipped, the green level is below 5 % of the range above black, the\n"
+    "field is not flat (what a smooth surface cannot explain exceeds 2 % in 10 % of\n"
+    "the blocks, or 5 % of the blocks lie off it) or the captures of one call differ\n"
+    "by more than 0.02 in log R/G or log B/G (0.05 in log G).\n"
+    "\n"
+    "  --raw FILE...      flat-field frames, unpacked 16-bit little-endian or, with --mipi, RAW10\n"
+    "  --width W, --height H  frame size in pixels (even)\n"
+    "  --bits B           bits per sample, 1 to 14\n"
+    "  --pattern P        RGGB, GRBG, BGGR or GBRG\n"
+    "  --black-level L    black levels in 14-bit units, one value or a,b,c,d (default 0),\n"
+    "                     paired with the planes as mirvo stats pairs them\n"
+    "  --luminance-strength S  share of the vignetting to correct, 0 to 1 (default 1);\n"
+    "                     the colour shading is always corrected in full\n"
+    "  --png              also TABLE_gains.png (the four gain planes) and\n"
+    "                     TABLE_flat.png (the flat field after correction)\n"
+    "  --out TABLE.h      the base table (LSC table header file)\n";
+
+const char* const kChannels[4] = {"R", "Gr", "Gb", "B"};
+
+std::string Fixed(double v, int decimals) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.*f", decimals, v);
+  return text;
+}
+
+std::string Percent(double share) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3g %%", share * 100.0);
+  return text;
+}
+
+[[noreturn]] void TooDark(const std::string& what, const mirvo::FlatFieldFit& fit) {
+  throw DataError(what + ": too dark to measure: the green level is " +
+                  Percent(std::max(0.0, fit.median_green / 16383.0)) + " of the range above black (at least " +
+                  Percent(mirvo::kMinFlatLevel) + ")");
+}
+
+// Refuses a capture (or the average of several) that cannot serve as a flat field.
+void Judge(const std::string& what, const mirvo::FlatFieldFit& fit) {
+  const mirvo::FlatFieldVerdict v = mirvo::JudgeFlatField(fit);
+  switch (v.problem) {
+    case mirvo::FlatFieldProblem::kNone:
+      return;
+    case mirvo::FlatFieldProblem::kClipped:
+      throw DataError(what + ": " + Percent(v.value) + " of the samples are clipped (at most " + Percent(v.limit) +
+                      "); lower the exposure");
+    case mirvo::FlatFieldProblem::kTooDark:
+      TooDark(what, fit);
+    case mirvo::FlatFieldProblem::kNotFlat:
+      throw DataError(
+          what + ": not a flat field: " +
+          (v.limit == mirvo::kMaxFlatResidual
+               ? "10 % of the blocks lie " + Percent(v.value) + " or more off a smooth surface (at most " +
+                     Percent(v.limit) + ")"
+               : Percent(v.value) + " of the blocks lie far off a smooth surface (at most " + Percent(v.limit) + ")") +
+          "; texture or objects in view?");
+  }
+}
+
+void MeasureCapture(const std::string& path, const RawOptions& raw, mirvo::FlatFieldBlocks* blocks) {
+  CheckRawFile(path, raw);
+  mirvo::BayerRaw frame;
+  if (frame.ReadRawImage(path.c_str(), raw.width, raw.height, raw.bits, raw.pattern.c_str(), raw.mipi) != mirvo::kOk)
+    throw DataError(path + ": cannot read raw frame");
+  if (mirvo::MeasureFlatField(frame, raw.black_level, blocks) != mirvo::kOk)
+    throw DataError(path + ": frame too small to calibrate (at least " + std::to_string(2 * mirvo::kFlatBlockCols) +
+                    " x " + std::to_string(2 * mirvo::kFlatBlockRows) + " pixels)");
+}
+
+std::string Stem(const std::string& path) {
+  const size_t slash = path.find_last_of('/');
+  const size_t dot = path.find_last_of('.');
+  return dot != std::string::npos && (slash == std::string::npos || dot > slash) ? path.substr(0, dot) : path;
+}
+
+int Run(const std::vector<std::string>& argv) {
+  std::vector<OptionSpec> specs = {{"--raw", OptionKind::kList},
+                                   {"--out", OptionKind::kValue},
+                                   {"--luminance-strength", OptionKind::kValue},
+                                   {"--png", OptionKind::kFlag}};
+  AddRawOptionSpecs(&specs);
+  const Args args("calibrate", specs, argv);
+  if (!args.positional().empty()) args.Fail("unexpected argument '" + args.positional()[0] + "'");
+  const std::vector<std::string>& files = args.List("--raw");
+  if (files.empty()) args.Fail("missing --raw (one or more flat-field captures)");
+  if (args.Has("--grid")) args.Fail("--grid: the measurement grid is fixed");
+  const RawOptions raw = ParseRawOptions(args);
+  double strength = 1.0;
+  if (args.Has("--luminance-strength") &&
+      (!ParseDouble(args.Get("--luminance-strength"), &strength) || !(strength >= 0.0 && strength <= 1.0)))
+    args.Fail("--luminance-strength: '" + args.Get("--luminance-strength") + "' is not a number from 0 to 1");
+  const std::string out = args.Require("--out");
+
+  std::vector<mirvo::FlatFieldBlocks> blocks(files.size());
+  std::unique_ptr<mirvo::FlatFieldFit> first;
+  for (size_t k = 0; k < files.size(); ++k) {
+    MeasureCapture(files[k], raw, &blocks[k]);
+    auto fit = std::make_unique<mirvo::FlatFieldFit>();
+    if (!mirvo::FitFlatField(&blocks[k], 1, fit.get())) TooDark(files[k], *fit);
+    Judge(files[k], *fit);
+    if (!first) {
+      first = std::move(fit);
+      continue;
+    }
+    double colour = 0.0, luma = 0.0;
+    mirvo::CaptureDifference(*first, *fit, &colour, &luma);
+    if (colour > mirvo::kMaxCaptureColourDiff || luma > mirvo::kMaxCaptureLumaDiff)
+      throw DataError(files[k] + ": disagrees with " + files[0] + ": shading differs by " + Fixed(colour, 3) +
+                      " in log R/G or B/G (at most " + Fixed(mirvo::kMaxCaptureColourDiff, 2) + ") and " +
+                      Fixed(luma, 3) + " in log G (at most " + Fixed(mirvo::kMaxCaptureLumaDiff, 2) +
+                      "); one light, one module per call");
+  }
+  mirvo::FlatFieldFit fit;
+  if (!mirvo::FitFlatField(blocks.data(), blocks.size(), &fit)) TooDark(files[0], fit);
+  Judge(files.size() == 1 ? files[0] : "the average of the captures", fit);
+  const mirvo::LscTable table = mirvo::GainsFromFit(fit, static_cast<float>(strength));
+  const mirvo::CalibrationSummary s = mirvo::SummariseFit(fit);
+
+  WriteTableFile(out, table);
+  std::printf("%s: base table from %zu flat-field capture%s of %dx%d, luminance strength %g\n", out.c_str(),
+              files.size(), files.size() == 1 ? "" : "s", raw.width, raw.height, strength);
+  std::printf("corner fall-off (EV):");
+  for (int ch = 0; ch < 4; ++ch) std::printf(" %s %.2f", kChannels[ch], s.falloff_ev[ch]);
+  std::printf("\ncolour shading, peak to peak: log R/G %.4f, log B/G %.4f\n", s.rg_peak_to_peak, s.bg_peak_to_peak);
+  std::printf("clipped samples: %s\n", Percent(fit.clipped_share).c_str());
+  std::printf("fit residual: %s RMS, 90 %% of the blocks within %s, %s of the blocks left out\n",
+              Percent(fit.residual_rms).c_str(), Percent(fit.residual_p90).c_str(), Percent(fit.outlier_share).c_str());
+  if (args.Has("--png")) {
+    const std::string stem = Stem(out);
+    const std::string name = stem.substr(stem.find_last_of('/') + 1);
+    WritePng(TablePicture(table, name), stem + "_gains.png");
+    std::unique_ptr<float[][mirvo::kFlatBlocks]> corrected(new float[4][mirvo::kFlatBlocks]);
+    mirvo::CorrectedFlatField(blocks[0], table, corrected.get());
+    WritePng(FlatFieldPicture(corrected.get(), name + " corrected"), stem + "_flat.png");
+  }
+  return kExitOk;
+}
+
+}  // namespace
+
+const Command kCommandCalibrate = {"calibrate", "make a base LSC table from flat-field raw captures", kHelp, Run};
+
+}  // namespace mirvo_cli

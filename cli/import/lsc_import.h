@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "core/lsc_table.h"
+
+namespace mirvo_cli {
+
+// Largest JSON calibration taken (the real ones are tens of kilobytes).
+inline constexpr uint64_t kMaxJsonBytes = 4 << 20;
+
+// A lens shading calibration brought in from another tuning format, on the
+// 13 x 17 lattice (node (r, c) at pixel (c * W / 16, r * H / 12)).
+struct ImportedTable {
+  mirvo::LscTable table;
+  std::string layout;                    // which layout the file was read as
+  std::vector<int> colour_temperatures;  // those the file holds, ascending
+  std::string note;                      // how the requested colour temperature was met
+};
+
+// Reads a calibration from JSON text (`name` is the file name for messages):
+// per-colour-temperature R/G and B/G cell tables with a luminance table
+// ("calibrations_Cr", "calibrations_Cb", "luminance_lut"), four-channel gain
+// tables on nodes ("sets" of "r", "gr", "gb", "b" in fixed point, 1024 = 1),
+// three-channel meshes ("sets" of "r", "g", "b" with "mesh_scale"), or the
+// output of mirvo table --json. With several colour temperatures, `ct` (in
+// kelvin, 0 = not given) chooses one or is interpolated between the two
+// around it, in reciprocal colour temperature; outside the calibrated range
+// the nearest one is taken. Every plane is normalised to a smallest gain of 1.
+// Throws DataError for a file that is not one of these layouts, UsageError
+// when a colour temperature must be chosen and was not.
+ImportedTable ImportLscJson(const std::string& text, const std::string& name, int ct);
+
+// The table as JSON: {"rows": 13, "cols": 17, "planes": {"R": [[...]], "Gr": ..., "Gb": ..., "B": ...}},
+// gains rounded to 5 decimals as in the header file. ImportLscJson reads it back.
+std::string TableToJson(const mirvo::LscTable& table);
+
+}  // namespace mirvo_cli

@@ -1,0 +1,141 @@
+// Import of lens shading calibrations from JSON: the geometry of every
+// layout on the 13 x 17 lattice, colour temperature interpolation, the
+// round trip through mirvo table --json, and refusals.
+#include "import/lsc_import.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "base/cli_error.h"
+
+namespace {
+
+using mirvo_cli::ImportLscJson;
+using nlohmann::json;
+
+// A surface linear in lattice units, so bilinear resampling and its straight
+// continuation beyond the outer samples reproduce it exactly.
+double Ramp(double x, double y) { return 0.02 * x - 0.03 * y; }
+
+json Grid(int rows, int cols, const std::function<double(int, int)>& value) {
+  json g = json::array();
+  for (int r = 0; r < rows; ++r) {
+    json row = json::array();
+    for (int c = 0; c < cols; ++c) row.push_back(value(r, c));
+    g.push_back(row);
+  }
+  return g;
+}
+
+// log(plane) at every node, minus its value at node (0, 0).
+void ExpectRamp(const float (&plane)[13][17], double scale, const std::string& what) {
+  for (int r = 0; r < 13; ++r)
+    for (int c = 0; c < 17; ++c)
+      EXPECT_NEAR(std::log(plane[r][c] / plane[0][0]), scale * (Ramp(c, r) - Ramp(0, 0)), 2e-6)
+          << what << " node " << r << "," << c;
+}
+
+TEST(LscImport, EveryLayoutPutsItsSamplesWhereTheLatticeExpectsThem) {
+  // Cells of 16 x 12: centre of cell (i, j) at lattice (j + 0.5, i + 0.5).
+  json cells = {{"grid_rows", 12}, {"grid_cols", 16}};
+  cells["luminance_lut"] = Grid(12, 16, [](int i, int j) { return std::exp(Ramp(j + 0.5, i + 0.5)); });
+  // (json::array: a braced single element would be taken as a copy of it by some compilers.)
+  cells["calibrations_Cr"] = json::array({json{{"ct", 5000}, {"table", Grid(12, 16, [](int, int) { return 0.5; })}}});
+  cells["calibrations_Cb"] = json::array(
+      {json{{"ct", 5000}, {"table", Grid(12, 16, [](int i, int j) { return std::exp(Ramp(j + 0.5, i + 0.5)); })}}});
+  // 17 x 17 nodes from edge to edge: node (i, j) at lattice (j, i * 12 / 16).
+  json nodes = {{"grid_rows", 17},
+                {"grid_cols", 17},
+                {"x_size", json(std::vector<double>(8, 0.0625))},
+                {"y_size", json(std::vector<double>(8, 0.0625))}};
+  json set = {{"ct", 4000}};
+  for (const char* ch : {"r", "gr", "gb", "b"})
+    set[ch] = Grid(17, 17, [](int i, int j) { return 1024.0 * std::exp(Ramp(j, i * 0.75)); });
+  nodes["sets"] = json::array({set});
+  // A 32 x 32 mesh from edge to edge, gain 1 + v / 256.
+  json mesh = {{"grid_rows", 32}, {"grid_cols", 32}, {"mesh_scale", 4}};
+  json mset = {{"ct", 6500}};
+  for (const char* ch : {"r", "g", "b"})
+    mset[ch] =
+        Grid(32, 32, [](int i, int j) { return 256.0 * (std::exp(Ramp(j * 16.0 / 31, i * 12.0 / 31) + 0.4) - 1.0); });
+  mesh["sets"] = json::array({mset});
+
+  const struct {
+    const char* name;
+    json doc;
+    double luma, red, blue;  // ramp scale in each plane's log
+  } cases[] = {{"cells", cells, 1, 1, 2}, {"nodes", nodes, 1, 1, 1}, {"mesh", mesh, 1, 1, 1}};
+  for (const auto& c : cases) {
+    const mirvo_cli::ImportedTable t = ImportLscJson(c.doc.dump(), c.name, 0);
+    ExpectRamp(t.table.gr_gain, c.luma, std::string(c.name) + " Gr");
+    ExpectRamp(t.table.gb_gain, c.luma, std::string(c.name) + " Gb");
+    ExpectRamp(t.table.r_gain, c.red, std::string(c.name) + " R");
+    ExpectRamp(t.table.b_gain, c.blue, std::string(c.name) + " B");
+    // Each plane normalised to a smallest gain of 1 (at the bottom-left node).
+    EXPECT_FLOAT_EQ(t.table.gr_gain[12][0], 1.0f) << c.name;
+  }
+}
+
+TEST(LscImport, InterpolatesBetweenColourTemperaturesInReciprocalKelvin) {
+  json doc = {{"grid_rows", 2}, {"grid_cols", 2}};
+  auto set = [](int ct, double red) {
+    json s = {{"ct", ct}};
+    s["r"] = Grid(2, 2, [red](int i, int) { return 1024.0 * (i ? red : 1.0); });
+    for (const char* ch : {"gr", "gb", "b"}) s[ch] = Grid(2, 2, [](int, int) { return 1024.0; });
+    return s;
+  };
+  doc["sets"] = json::array({set(6000, 2.0), set(3000, 4.0)});
+  // 4000 K lies half way from 3000 K to 6000 K in 1/K (333, 250 and 167
+  // per megakelvin); gains blend in log: 4^(1/2) * 2^(1/2) at the bottom row.
+  const mirvo_cli::ImportedTable t = ImportLscJson(doc.dump(), "two", 4000);
+  EXPECT_NEAR(t.table.r_gain[12][0], std::pow(2.0, 1.5), 1e-5);
+  EXPECT_EQ(t.colour_temperatures, (std::vector<int>{3000, 6000}));
+  EXPECT_NE(t.note.find("interpolated between 3000 K and 6000 K"), std::string::npos);
+  EXPECT_NEAR(ImportLscJson(doc.dump(), "two", 9000).table.r_gain[12][0], 2.0, 1e-6);  // nearest
+  EXPECT_THROW(ImportLscJson(doc.dump(), "two", 0), mirvo_cli::UsageError);
+}
+
+TEST(LscImport, ReadsBackWhatTableJsonPrintsAndTheRealCalibrations) {
+  std::ifstream in(std::string(MIRVO_TEST_DATA_DIR) + "/lsc/rpi_vc4_ov5647.json");
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const mirvo::LscTable real = ImportLscJson(text, "ov5647", 3000).table;
+  const mirvo::LscTable back = ImportLscJson(mirvo_cli::TableToJson(real), "json", 0).table;
+  const float* a = &real.r_gain[0][0];
+  const float* b = &back.r_gain[0][0];
+  for (int i = 0; i < 884; ++i) EXPECT_NEAR(a[i], b[i], 1e-5f) << i;
+  // The luminance table's corner (2.236 at the top-left cell) continues beyond the cell centre.
+  EXPECT_GT(real.gr_gain[0][0], 2.236f);
+}
+
+TEST(LscImport, RefusesWhatIsNotACalibration) {
+  const struct {
+    std::string text;
+    const char* message;
+  } cases[] = {
+      {"[1, 2", "not valid JSON"},
+      {"[1, 2]", "not a JSON object"},
+      {R"({"x": 1})", "no known lens shading layout"},
+      {R"({"grid_rows": 2, "grid_cols": 2, "sets": [{"ct": 5000, "r": [[1, 1], [1, 1]]}]})", "missing \"gr\""},
+      {R"({"grid_rows": 2, "grid_cols": 2, "sets": [{"ct": 5000, "r": [[1, 1], [1]]}]})", "rows of 2 values"},
+      {R"({"grid_rows": 2, "grid_cols": 2, "sets": [{"ct": 5000, "r": [[1, 1], [1, -1]]}]})", "out of range"},
+      {R"({"grid_rows": 2, "grid_cols": 2, "sets": [{"ct": 5, "r": [[1, 1], [1, 1]]}]})", "colour temperature"},
+      {R"({"grid_rows": 1e9, "grid_cols": 2, "sets": [{}]})", "grid_rows"},
+  };
+  for (const auto& c : cases) {
+    try {
+      ImportLscJson(c.text, "f.json", 0);
+      ADD_FAILURE() << c.text;
+    } catch (const mirvo_cli::DataError& e) {
+      EXPECT_NE(std::string(e.what()).find(c.message), std::string::npos) << e.what();
+      EXPECT_EQ(std::string(e.what()).rfind("f.json: ", 0), 0u) << e.what();
+    }
+  }
+}
+
+}  // namespace
