@@ -1,12 +1,13 @@
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <map>
 
 #include "base/cli_error.h"
-#include "checks/diag_dump.h"
 #include "checks/input_check.h"
 #include "commands/args.h"
 #include "commands/commands.h"
+#include "core/diagnostic_dump.h"
 #include "files/atomic_file.h"
 #include "render/heatmap.h"
 #include "render/png_writer.h"
@@ -21,6 +22,10 @@ const char kHelp[] =
     "heatmap PNG in DIR, named after the grid (GradH_UX.png for GradH_UX[24][31]),\n"
     "with the key as title and a colour scale of its value range. Prints the dump's\n"
     "scalars.\n";
+
+// Longest grid side drawn. With the reader's bound on values per grid, a
+// picture then holds at most some tens of MiB of pixels.
+constexpr int kMaxPictureCells = 4096;
 
 // File name for a grid: its name with anything unusual replaced.
 std::string PictureName(const std::string& name, std::map<std::string, int>* used) {
@@ -38,13 +43,22 @@ int Run(const std::vector<std::string>& argv) {
   const std::string path = args.positional()[0];
   const std::string out_dir = args.Require("--out-dir");
   const std::string content = ReadInputFile(path, "a diagnostic dump", kMaxDiagBytes);
-  const DiagDump dump = ParseDiagDump(content, path);
+  mirvo::DiagnosticDump dump;
+  const mirvo::ParseResult parsed = mirvo::DiagnosticDumpParseText(content, &dump);
+  if (!parsed) throw DataError(path + ": " + parsed.reason);
+  // A picture's size follows the grid's longer side, not its value count: a
+  // long thin grid would make a picture far larger than the dump itself.
+  for (const mirvo::DiagnosticGrid& grid : dump.grids) {
+    if (std::max(grid.rows, grid.cols) > kMaxPictureCells)
+      throw DataError(path + ": grid " + grid.key + " is too large to draw (at most " +
+                      std::to_string(kMaxPictureCells) + " rows or columns)");
+  }
   if (dump.grids.empty() && dump.scalars.empty()) throw DataError(path + ": empty diagnostic dump");
 
   for (const auto& [key, value] : dump.scalars) std::printf("%s = %s\n", key.c_str(), FormatValue(value).c_str());
   MakeDirectories(out_dir);
   std::map<std::string, int> used;
-  for (const DiagGrid& grid : dump.grids) {
+  for (const mirvo::DiagnosticGrid& grid : dump.grids) {
     GridView view;
     view.title = grid.key;
     view.rows = grid.rows;
