@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 
@@ -30,6 +31,19 @@ ParseResult ReadTextFile(const char* path, std::string* text) {
 errCode ReportParse(const ParseResult& result, std::string* why) {
   if (why != nullptr) *why = result.reason;
   return result.ok ? kOk : kFileError;
+}
+
+bool PrintStreamFault(const std::istream& in) {
+  if (in.eof()) {
+    std::perror("stream eofbit. error state");
+  } else if (in.fail()) {
+    std::perror("stream failbit (or badbit). error state");
+  } else if (in.bad()) {
+    std::perror("stream badbit. error state");
+  } else {
+    return false;
+  }
+  return true;
 }
 
 std::string QuoteToken(const std::string& token) {

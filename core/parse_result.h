@@ -1,5 +1,6 @@
 #pragma once
 
+#include <istream>
 #include <string>
 
 #include "core/error_code.h"
@@ -37,6 +38,13 @@ ParseResult ReadTextFile(const char* path, std::string* text);
 // kOk for a good result, else kFileError with the reason in `why` if given;
 // for the path-taking validators.
 errCode ReportParse(const ParseResult& result, std::string* why);
+
+// The path-taking loaders' stream test before a read: on end of file, else
+// on a failed (or bad) stream, prints "stream eofbit. error state" or
+// "stream failbit (or badbit). error state" with perror and returns true.
+// A third test for the bad flag alone follows, as the loaders have always
+// had it; it cannot fire, the second already covering the bad flag.
+bool PrintStreamFault(const std::istream& in);
 
 // A token or line for a reason: quoted, at most 24 characters (then "..."),
 // bytes outside printable ASCII shown as '?'.

@@ -55,21 +55,6 @@ bool FindLine(std::istream& in, const std::string& marker) {
   return false;
 }
 
-// The loader's stream test before each value. The badbit test after the
-// failbit-or-badbit test can never fire; the order is kept as documented.
-bool StreamFailed(const std::istream& in) {
-  if (in.eof()) {
-    std::perror("stream eofbit. error state");
-  } else if (in.fail()) {
-    std::perror("stream failbit (or badbit). error state");
-  } else if (in.bad()) {
-    std::perror("stream badbit. error state");
-  } else {
-    return false;
-  }
-  return true;
-}
-
 std::string TrimBlanks(const std::string& s) {
   const size_t b = s.find_first_not_of(" \t\r");
   if (b == std::string::npos) return std::string();
@@ -148,7 +133,7 @@ class HeaderWalk {
  private:
   bool Failed() const {
     if (why_) return in_.eof() || in_.fail();
-    return StreamFailed(in_);
+    return PrintStreamFault(in_);
   }
 
   // Strict mode: the whole token is one finite float, as a C initialiser

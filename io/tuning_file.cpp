@@ -67,24 +67,6 @@ unsigned char ConvertValue<unsigned char>(float value) {
   return static_cast<unsigned char>(static_cast<uint32_t>(TruncateToInt(value)) & 0xFFu);
 }
 
-// Checks the stream before a read. The badbit test after the failbit-or-badbit
-// one can never fire; it is kept for the order of the messages.
-int CheckErrorBits(const std::istream& file) {
-  if (file.eof()) {
-    std::perror("stream eofbit. error state");
-    return -1;
-  }
-  if (file.fail()) {
-    std::perror("stream failbit (or badbit). error state");
-    return -1;
-  }
-  if (file.bad()) {
-    std::perror("stream badbit. error state");
-    return -1;
-  }
-  return 0;
-}
-
 // The number a value line starts with, as sscanf "%f" reads it; false when
 // the scan fails (the value is then 0).
 bool ScanLine(const std::string& line, float* value) {
@@ -201,7 +183,7 @@ class TuningWalk {
   bool MoveTo(const std::string& name) {
     std::string line;
     for (;;) {
-      if (why_ ? !in_.good() : CheckErrorBits(in_) != 0) return why_ && Fail("section " + name + " not found");
+      if (why_ ? !in_.good() : PrintStreamFault(in_)) return why_ && Fail("section " + name + " not found");
       std::getline(in_, line);
       if (LineCarries(line, name)) return true;
     }
@@ -231,7 +213,7 @@ class TuningWalk {
     std::string last;
     int stored = 0;
     for (int index = 1; stored < count; ++index) {
-      if (why_ ? !in_.good() : CheckErrorBits(in_) != 0)
+      if (why_ ? !in_.good() : PrintStreamFault(in_))
         return why_ && Fail(ends + std::to_string(stored) + " of " + std::to_string(count) + " values");
       in_ >> token;
       const std::string value = GetValueStr(token);

@@ -9,21 +9,6 @@
 namespace mirvo {
 namespace {
 
-// The loader's stream test; the badbit test after the failbit-or-badbit one
-// can never fire and is kept for the message order.
-bool StreamFailed(const std::istream& in) {
-  if (in.eof()) {
-    std::perror("stream eofbit. error state");
-  } else if (in.fail()) {
-    std::perror("stream failbit (or badbit). error state");
-  } else if (in.bad()) {
-    std::perror("stream badbit. error state");
-  } else {
-    return false;
-  }
-  return true;
-}
-
 int HexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -139,13 +124,13 @@ errCode ReadStatsSection(std::istream& in, const std::string& marker, bool count
   for (;;) {
     std::getline(in, line);
     const bool matches = line.compare(0, marker.size(), marker) == 0;
-    if (why ? !check.MarkerLine(in, matches) : StreamFailed(in)) return kFileError;
+    if (why ? !check.MarkerLine(in, matches) : PrintStreamFault(in)) return kFileError;
     if (matches) break;
   }
   std::string token;
   for (int i = 0; i < kStatsTextValues; ++i) {
     in >> token;
-    if (why ? !check.Value(in, i + 1, token) : StreamFailed(in)) return kFileError;
+    if (why ? !check.Value(in, i + 1, token) : PrintStreamFault(in)) return kFileError;
     Store(cells[i], counts, channel, std::stoul(token, nullptr, 16));
   }
   if (why && !check.End(in)) return kFileError;
