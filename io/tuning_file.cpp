@@ -234,11 +234,11 @@ class TuningWalk {
     errno = 0;
     char* end = nullptr;
     std::strtof(value.c_str(), &end);
-    const std::string quoted = "\"" + (token.size() > 24 ? token.substr(0, 24) + "..." : token) + "\"";
+    auto quoted = [&token] { return "\"" + (token.size() > 24 ? token.substr(0, 24) + "..." : token) + "\""; };
     if (end == value.c_str())
-      return Fail(section + ": token " + std::to_string(index) + " " + quoted + " is not a number");
+      return Fail(section + ": token " + std::to_string(index) + " " + quoted() + " is not a number");
     if (errno == ERANGE)
-      return Fail(section + ": token " + std::to_string(index) + " " + quoted + " is out of float range");
+      return Fail(section + ": token " + std::to_string(index) + " " + quoted() + " is out of float range");
     const std::string problem = GridTokenProblem(value);
     if (problem.empty()) return true;
     return Fail(section + ": value " + std::to_string(stored + 1) + " " + QuoteToken(token) + " " + problem);

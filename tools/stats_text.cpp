@@ -51,22 +51,25 @@ class SectionCheck {
 
   // Value i (from 1): the stream operation's outcome, then the loader's
   // base-16 conversion (std::stoul is strtoul plus an exception), then the
-  // whole token and the field's range.
-  bool Value(const std::istream& in, int i, const std::string& token) {
-    const std::string count = std::to_string(kStatsTextValues);
-    if (in.fail()) return Fail(marker_ + ": file ends after " + std::to_string(i - 1) + " of " + count + " values");
+  // whole token and the field's range. `*value` is what the loader stores.
+  bool Value(const std::istream& in, int i, const std::string& token, unsigned long* value) {
+    if (in.fail()) {
+      return Fail(marker_ + ": file ends after " + std::to_string(i - 1) + " of " + std::to_string(kStatsTextValues) +
+                  " values");
+    }
     if (in.eof())
       return Fail(marker_ + ": value " + std::to_string(i) + " ends the file with no white space behind it");
     errno = 0;
     char* end = nullptr;
-    std::strtoul(token.c_str(), &end, 16);
-    const std::string which = std::to_string(i) + " " + QuoteToken(token);
-    if (end == token.c_str()) return Fail(marker_ + ": token " + which + " is not a hexadecimal number");
-    if (errno == ERANGE) return Fail(marker_ + ": token " + which + " is out of range");
-    unsigned long long value = 0;
-    if (!ParseHexToken(token, &value)) return Fail(marker_ + ": value " + which + " is not a hexadecimal number");
-    if (value > (counts_ ? 0xFFFFull : 0xFFFFFFFFull))
-      return Fail(marker_ + ": value " + which + " is out of range for a " + (counts_ ? "16-bit count" : "32-bit sum"));
+    *value = std::strtoul(token.c_str(), &end, 16);
+    auto which = [&] { return std::to_string(i) + " " + QuoteToken(token); };
+    if (end == token.c_str()) return Fail(marker_ + ": token " + which() + " is not a hexadecimal number");
+    if (errno == ERANGE) return Fail(marker_ + ": token " + which() + " is out of range");
+    unsigned long long whole = 0;
+    if (!ParseHexToken(token, &whole)) return Fail(marker_ + ": value " + which() + " is not a hexadecimal number");
+    if (whole > (counts_ ? 0xFFFFull : 0xFFFFFFFFull))
+      return Fail(marker_ + ": value " + which() + " is out of range for a " +
+                  (counts_ ? "16-bit count" : "32-bit sum"));
     return true;
   }
 
@@ -130,8 +133,14 @@ errCode ReadStatsSection(std::istream& in, const std::string& marker, bool count
   std::string token;
   for (int i = 0; i < kStatsTextValues; ++i) {
     in >> token;
-    if (why ? !check.Value(in, i + 1, token) : PrintStreamFault(in)) return kFileError;
-    Store(cells[i], counts, channel, std::stoul(token, nullptr, 16));
+    unsigned long value = 0;
+    if (why) {
+      if (!check.Value(in, i + 1, token, &value)) return kFileError;
+    } else {
+      if (PrintStreamFault(in)) return kFileError;
+      value = std::stoul(token, nullptr, 16);
+    }
+    Store(cells[i], counts, channel, value);
   }
   if (why && !check.End(in)) return kFileError;
   return kOk;

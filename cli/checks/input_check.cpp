@@ -8,8 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <iterator>
-#include <set>
+#include <sstream>
 #include <vector>
 
 #include "base/cli_error.h"
@@ -45,7 +44,9 @@ uint64_t CheckInputFile(const std::string& path, const std::string& what, uint64
 std::string ReadInputFile(const std::string& path, const std::string& what, uint64_t max_bytes) {
   CheckInputFile(path, what, max_bytes);
   std::ifstream in(path, std::ios::binary);
-  std::string content((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::ostringstream buffer;
+  buffer << in.rdbuf();
+  const std::string content = buffer.str();
   if (in.bad() || !in.is_open()) Bad(path, std::string("cannot read ") + what);
   // It may have grown since it was checked.
   if (content.size() > max_bytes) Bad(path, "file is too large for " + what);
