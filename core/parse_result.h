@@ -35,9 +35,18 @@ ParseResult NulByteProblem(const std::string& text);
 // block or never end).
 ParseResult ReadTextFile(const char* path, std::string* text);
 
-// kOk for a good result, else kFileError with the reason in `why` if given;
-// for the path-taking validators.
+// kOk for a good result, else kFileError with the reason in `why` if given.
 errCode ReportParse(const ParseResult& result, std::string* why);
+
+// For the path-taking validators: `parse(text)` over the file at `path`
+// read whole, its result reported as by ReportParse.
+template <typename Parse>
+errCode ValidateTextFile(const char* path, std::string* why, Parse parse) {
+  std::string text;
+  ParseResult result = ReadTextFile(path, &text);
+  if (result) result = parse(text);
+  return ReportParse(result, why);
+}
 
 // The path-taking loaders' stream test before a read: on end of file, else
 // on a failed (or bad) stream, prints "stream eofbit. error state" or

@@ -232,11 +232,10 @@ errCode LscTableLoadHeaderFile(const char* path, LscTable& table) {
 }
 
 errCode LscTableValidateHeaderFile(const char* path, std::string* why) {
-  std::string text;
-  ParseResult result = ReadTextFile(path, &text);
-  LscTable scratch;
-  if (result) result = LscTableParseText(text, &scratch);
-  return ReportParse(result, why);
+  return ValidateTextFile(path, why, [](const std::string& text) {
+    LscTable scratch;
+    return LscTableParseText(text, &scratch);
+  });
 }
 
 }  // namespace mirvo

@@ -308,13 +308,10 @@ ParseResult TuningParseText(const std::string& text, MirvoParams* params) {
 }
 
 errCode TuningValidateHeaderFile(const char* path, std::string* why) {
-  std::string text;
-  ParseResult result = ReadTextFile(path, &text);
-  if (result) {
+  return ValidateTextFile(path, why, [](const std::string& text) {
     MirvoParams scratch;
-    result = TuningParseText(text, &scratch);
-  }
-  return ReportParse(result, why);
+    return TuningParseText(text, &scratch);
+  });
 }
 
 namespace {

@@ -161,11 +161,10 @@ ParseResult StatsParseText(const std::string& text, Stats* stats) {
 }
 
 errCode StatsValidateTextFile(const char* path, std::string* why) {
-  std::string text;
-  ParseResult result = ReadTextFile(path, &text);
-  Stats scratch;
-  if (result) result = StatsParseText(text, &scratch);
-  return ReportParse(result, why);
+  return ValidateTextFile(path, why, [](const std::string& text) {
+    Stats scratch;
+    return StatsParseText(text, &scratch);
+  });
 }
 
 void StatsWriteText(std::ostream& out, const Stats& stats) {
