@@ -81,13 +81,15 @@ std::string MissingMarkerReason(std::istream& in, int p) {
   return "missing marker \"" + marker + "\"";
 }
 
-// Walks the file with exactly the loader's stream operations, so that the
-// validator accepts what the loader loads. As the loader (`why` null) the
-// marker searches never give up, stream errors are printed, and a token loads
-// as its leading number, 0 if it has none. As the validator it stops where the
-// loader would hang or fail, and it also rejects tokens that would load as 0
-// only because they are not numbers, including a missing last token, which
-// the loader does not test for.
+// Walks the text with exactly the loader's stream operations, so that the
+// strict reader accepts only what the loader loads, with the same values. As
+// the loader (`why` null) the marker searches never give up, stream errors
+// are printed, and a token loads as its leading number, 0 if it has none. As
+// the strict reader it stops where the loader would hang or fail, and also
+// where it would load a wrong value: a token that is not one whole finite
+// number (a missing last token included, which the loader does not test
+// for), a plane not closed by "}," right after its 221st value, text after
+// the B plane.
 class HeaderWalk {
  public:
   HeaderWalk(std::istream& in, std::string* why) : in_(in), why_(why) {}
