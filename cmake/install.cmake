@@ -13,18 +13,21 @@ set(MIRVO_PUBLIC_HEADERS
   core/core.h
   core/cpu_features.h
   core/crop_info.h
+  core/diagnostic_dump.h
   core/error_code.h
   core/export.h
   core/lsc_table.h
   core/matrix.h
   core/mirvo_params.h
   core/mirvo_state.h
+  core/parse_result.h
   core/rgbg.h
   core/simd4.h
   core/stats.h
   engine/edge_kernels.h
   engine/log_stats.h
   engine/mirvo_hybrid.h
+  io/learned_profile_file.h
   io/lsc_table_file.h
   io/sim_rolloff_file.h
   io/tuning_file.h
@@ -32,6 +35,7 @@ set(MIRVO_PUBLIC_HEADERS
   resample/learned_tint_profile.h
   resample/lsc_gain.h
   tools/bayer_raw.h
+  tools/stats_text.h
   tools/stats_validate.h)
 set(MIRVO_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/mirvo)
 foreach(header ${MIRVO_PUBLIC_HEADERS})

@@ -16,8 +16,6 @@ struct CropInfo {
 
 // Crops compare as raw memory, so 0.0 and -0.0 are different crops and a NaN
 // crop equals itself: a re-crop is skipped only for a bit-identical crop.
-inline bool SameCrop(const CropInfo& a, const CropInfo& b) {
-  return std::memcmp(&a, &b, sizeof(CropInfo)) == 0;
-}
+inline bool SameCrop(const CropInfo& a, const CropInfo& b) { return std::memcmp(&a, &b, sizeof(CropInfo)) == 0; }
 
 }  // namespace mirvo

@@ -30,17 +30,21 @@ void WriteGrids(std::ostream& out, const std::map<std::string, Matrix<T>>& grids
 
 }  // namespace
 
+void MirvoState::Write(std::ostream& out) const {
+  for (const auto& [name, value] : scalars_) out << name << "=\n" << value << '\n' << std::flush;
+  WriteGrids(out, float_matrices_);
+  WriteGrids(out, uint_matrices_);
+  WriteGrids(out, ushort_matrices_);
+  WriteGrids(out, uchar_matrices_);
+}
+
 errCode MirvoState::SaveAll(const std::string& path) const {
   std::ofstream out(path);
   if (!out.is_open()) {
     __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Cannot open file: %s", path.c_str());
     return kFileError;
   }
-  for (const auto& [name, value] : scalars_) out << name << "=\n" << value << '\n' << std::flush;
-  WriteGrids(out, float_matrices_);
-  WriteGrids(out, uint_matrices_);
-  WriteGrids(out, ushort_matrices_);
-  WriteGrids(out, uchar_matrices_);
+  Write(out);
   out.close();
   // Only a failed write or flush counts; a failing close sets failbit alone
   // and is deliberately not reported.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <ostream>
 #include <string>
 
 #include "core/error_code.h"
@@ -21,8 +22,13 @@ class MIRVO_EXPORT MirvoState {
   void Set(std::string name, const float& value);
   void Clear();
 
-  // Scalars first ("key=\nvalue\n"), then float, uint, ushort and uchar grids,
-  // each as "\nkey=\n<ToString()>\n". Byte grids are written as raw bytes.
+  // Writes the dump: scalars first ("key=\nvalue\n"), then float, uint,
+  // ushort and uchar grids, each as "\nkey=\n<ToString()>\n", flushing
+  // after each entry. Byte grids are written as raw bytes.
+  // DiagnosticDumpParseText (core/diagnostic_dump.h) reads it back.
+  void Write(std::ostream& out) const;
+  // Write into the file at `path` (mode "w"); kFileError, with a log line,
+  // when it cannot be opened or a write fails.
   errCode SaveAll(const std::string& path) const;
 
   const std::map<std::string, Matrix<float>>& float_matrices() const { return float_matrices_; }

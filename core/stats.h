@@ -50,13 +50,14 @@ struct MIRVO_EXPORT Stats {
 
   // Simulator statistics text loader. The base-16 conversion throws
   // std::invalid_argument on a token with no hexadecimal digit; tools validate
-  // with StatsValidateTextFile first.
+  // with StatsParseText (tools/stats_text.h), which also loads, instead.
   int LoadSimStatsElmrak(const char* path);
   errCode ReadStatsSumFromFile(Channel channel, std::ifstream& file, const std::string& marker);
   errCode ReadStatsCountFromFile(Channel channel, std::ifstream& file, const std::string& marker);
 
   // Dumps: per-cell means as a tiny BGGR raw frame, and the text dump that
-  // LoadSimStatsElmrak reads back.
+  // LoadSimStatsElmrak reads back. StatsWriteMeanImage and StatsWriteText
+  // (tools/stats_text.h) write the same into a stream.
   errCode Save(const char* path) const;
   errCode SaveAsText(const char* path) const;
 };

@@ -1,23 +1,28 @@
-// Statistics text dumps through the validation the tools use: an accepted
-// file must load with success and never reach the throwing hex conversion.
+// Statistics text dumps through the strict reader the tools use: an accepted
+// text must load from a file with success and the same cells, and never reach
+// the loader's throwing hex conversion.
+#include <cstring>
 #include <exception>
+#include <string>
 
 #include "core/stats.h"
 #include "scratch_file.h"
-#include "tools/stats_validate.h"
+#include "tools/stats_text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  mirvo::Stats parsed;
+  const mirvo::ParseResult result = mirvo::StatsParseText(text, &parsed);
+  if (mirvo_fuzz::Rejected(result)) return 0;
   const std::string& path = mirvo_fuzz::WriteScratch(data, size);
-  std::string why;
-  if (mirvo::StatsValidateTextFile(path.c_str(), &why) != mirvo::kOk) {
-    if (why.empty()) mirvo_fuzz::Fail("validator rejected without a reason");
-    return 0;
-  }
-  mirvo::Stats stats;
+  mirvo::Stats loaded;
   try {
-    if (stats.LoadSimStatsElmrak(path.c_str()) != 0) mirvo_fuzz::Fail("validator accepted a file the loader rejects");
+    if (loaded.LoadSimStatsElmrak(path.c_str()) != 0)
+      mirvo_fuzz::Fail("strict reader accepted a file the loader rejects");
   } catch (const std::exception&) {
-    mirvo_fuzz::Fail("validator accepted a file the loader throws on");
+    mirvo_fuzz::Fail("strict reader accepted a file the loader throws on");
   }
+  if (std::memcmp(parsed.cells, loaded.cells, 768 * sizeof(mirvo::StatsCell)) != 0)
+    mirvo_fuzz::Fail("strict reader and loader disagree on values");
   return 0;
 }

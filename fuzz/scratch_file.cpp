@@ -22,6 +22,13 @@ const std::string& WriteScratch(const uint8_t* data, size_t size) {
   return path;
 }
 
+bool Rejected(const mirvo::ParseResult& result) {
+  if (result.ok) return false;
+  if (result.reason.empty() || result.reason.find('\n') != std::string::npos)
+    Fail("strict reader rejected without a one-line reason");
+  return true;
+}
+
 void Fail(const char* what) {
   std::fprintf(stderr, "mirvo fuzz invariant broken: %s\n", what);
   std::abort();

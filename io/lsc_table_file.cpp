@@ -1,10 +1,12 @@
 #include "io/lsc_table_file.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iomanip>
 #include <istream>
+#include <sstream>
 #include <string>
 
 namespace mirvo {
@@ -53,21 +55,6 @@ bool FindLine(std::istream& in, const std::string& marker) {
   return false;
 }
 
-// The loader's stream test before each value. The badbit test after the
-// failbit-or-badbit test can never fire; the order is kept as documented.
-bool StreamFailed(const std::istream& in) {
-  if (in.eof()) {
-    std::perror("stream eofbit. error state");
-  } else if (in.fail()) {
-    std::perror("stream failbit (or badbit). error state");
-  } else if (in.bad()) {
-    std::perror("stream badbit. error state");
-  } else {
-    return false;
-  }
-  return true;
-}
-
 std::string TrimBlanks(const std::string& s) {
   const size_t b = s.find_first_not_of(" \t\r");
   if (b == std::string::npos) return std::string();
@@ -94,13 +81,15 @@ std::string MissingMarkerReason(std::istream& in, int p) {
   return "missing marker \"" + marker + "\"";
 }
 
-// Walks the file with exactly the loader's stream operations, so that the
-// validator accepts what the loader loads. As the loader (`why` null) the
-// marker searches never give up, stream errors are printed, and a token loads
-// as its leading number, 0 if it has none. As the validator it stops where the
-// loader would hang or fail, and it also rejects tokens that would load as 0
-// only because they are not numbers, including a missing last token, which
-// the loader does not test for.
+// Walks the text with exactly the loader's stream operations, so that the
+// strict reader accepts only what the loader loads, with the same values. As
+// the loader (`why` null) the marker searches never give up, stream errors
+// are printed, and a token loads as its leading number, 0 if it has none. As
+// the strict reader it stops where the loader would hang or fail, and also
+// where it would load a wrong value: a token that is not one whole finite
+// number (a missing last token included, which the loader does not test
+// for), a plane not closed by "}," right after its 221st value, text after
+// the B plane.
 class HeaderWalk {
  public:
   HeaderWalk(std::istream& in, std::string* why) : in_(in), why_(why) {}
@@ -126,9 +115,19 @@ class HeaderWalk {
         std::string token;
         in_ >> token;
         if (why_ && !StartsWithNumber(token)) return Reject(p, i, &token);
+        if (why_ && !IsGainToken(token)) {
+          return Fail(std::string("plane ") + kPlaneNames[p] + ": value " + std::to_string(i + 1) + " " +
+                      QuoteToken(token) + " is not a finite number");
+        }
         // atof stops at the "f," suffix.
         plane[i / 17][i % 17] = static_cast<float>(std::atof(token.c_str()));
       }
+      if (why_ && !PlaneClosed(p)) return kFileError;
+    }
+    if (why_) {
+      std::string token;
+      in_ >> token;  // the B block's "},"
+      if (in_ >> token) return Fail("text after the B plane: " + QuoteToken(token));
     }
     return kOk;
   }
@@ -136,7 +135,43 @@ class HeaderWalk {
  private:
   bool Failed() const {
     if (why_) return in_.eof() || in_.fail();
-    return StreamFailed(in_);
+    return PrintStreamFault(in_);
+  }
+
+  // Strict mode: the whole token is one finite float, as a C initialiser
+  // writes it ("1.25f,"); the loader would silently take "1.2x3f" as 1.2.
+  static bool IsGainToken(std::string token) {
+    if (!token.empty() && token.back() == ',') token.pop_back();
+    char* end = nullptr;
+    const double value = std::strtod(token.c_str(), &end);
+    if (end != token.c_str() && (*end == 'f' || *end == 'F')) ++end;
+    return end != token.c_str() && end == token.c_str() + token.size() && std::isfinite(static_cast<float>(value));
+  }
+
+  // Strict mode: the token after a plane's 221st value closes it; anything
+  // else is a value the loader would leave unread. The stream is put back,
+  // so the loader's line skips that follow see it untouched.
+  bool PlaneClosed(int p) {
+    const std::string plane = std::string("plane ") + kPlaneNames[p];
+    std::string token;
+    const std::streampos at = in_.tellg();
+    const bool more = !in_.eof() && static_cast<bool>(in_ >> token);
+    in_.clear();
+    in_.seekg(at);
+    if (!more) {
+      Fail(plane + ": file ends after value 221 without the closing \"},\" (truncated?)");
+      return false;
+    }
+    if (token[0] != '}') {
+      Fail(plane + ": more than 221 values (" + QuoteToken(token) + " where \"},\" should close the plane)");
+      return false;
+    }
+    return true;
+  }
+
+  errCode Fail(const std::string& reason) {
+    *why_ = reason;
+    return kFileError;
   }
 
   static bool StartsWithNumber(const std::string& token) {
@@ -159,10 +194,7 @@ class HeaderWalk {
 
 }  // namespace
 
-errCode LscTableSaveHeaderFile(const char* path, const LscTable& table) {
-  if (!path) return kFileError;
-  std::ofstream out(path);
-  if (!out.is_open()) return kFileError;
+void LscTableWriteText(std::ostream& out, const LscTable& table) {
   out << std::fixed;
   for (int p = 0; p < 4; ++p) {
     const Plane& plane = PlaneOf(table, p);
@@ -177,6 +209,20 @@ errCode LscTableSaveHeaderFile(const char* path, const LscTable& table) {
     }
     out << "}," << std::endl;
   }
+}
+
+ParseResult LscTableParseText(const std::string& text, LscTable* table) {
+  std::istringstream in(text);
+  std::string reason;
+  if (HeaderWalk(in, &reason).Run(*table) != kOk) return ParseResult::Fail(reason);
+  return NulByteProblem(text);
+}
+
+errCode LscTableSaveHeaderFile(const char* path, const LscTable& table) {
+  if (!path) return kFileError;
+  std::ofstream out(path);
+  if (!out.is_open()) return kFileError;
+  LscTableWriteText(out, table);
   return kOk;
 }
 
@@ -188,21 +234,10 @@ errCode LscTableLoadHeaderFile(const char* path, LscTable& table) {
 }
 
 errCode LscTableValidateHeaderFile(const char* path, std::string* why) {
-  std::string reason;
-  errCode rc = kFileError;
-  if (!path) {
-    reason = "no path";
-  } else {
-    std::ifstream in(path);
-    if (!in.is_open()) {
-      reason = "cannot open file";
-    } else {
-      LscTable scratch;
-      rc = HeaderWalk(in, &reason).Run(scratch);
-    }
-  }
-  if (why) *why = rc == kOk ? std::string() : reason;
-  return rc;
+  return ValidateTextFile(path, why, [](const std::string& text) {
+    LscTable scratch;
+    return LscTableParseText(text, &scratch);
+  });
 }
 
 }  // namespace mirvo

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
+#include <utility>
 
 #include "core/log_tag.h"
 
@@ -20,17 +21,28 @@ std::string Trim(const std::string& s) {
   return s.substr(first, last - first + 1);
 }
 
-// Reads one line without its line feed; false at end of file with nothing read.
-bool ReadLine(FILE* f, std::string* line) {
-  line->clear();
-  int ch;
-  bool any = false;
-  while ((ch = std::fgetc(f)) != EOF) {
-    any = true;
-    if (ch == '\n') return true;
-    line->push_back(static_cast<char>(ch));
+// Calls `line` with each line of `text` (without its line feed) and its
+// number; a last line without a line feed counts too.
+template <typename Visit>
+void ForEachLine(const std::string& text, Visit line) {
+  size_t begin = 0;
+  for (int number = 1; begin < text.size(); ++number) {
+    size_t end = text.find('\n', begin);
+    if (end == std::string::npos) end = text.size();
+    line(text.substr(begin, end - begin), number);
+    begin = end + 1;
   }
-  return any;
+}
+
+// Key and value of a line: the text before the first "=" and after it, or
+// the whole line as both when it has none.
+OverrideEntry Split(const std::string& line, int number) {
+  const size_t eq = line.find('=');
+  if (eq == std::string::npos) {
+    const std::string all = Trim(line);
+    return {number, all, all};
+  }
+  return {number, Trim(line.substr(0, eq)), Trim(line.substr(eq + 1))};
 }
 
 // Truncation toward zero, saturating at the int range; NaN becomes 0.
@@ -60,49 +72,104 @@ DebugParamUpdater::DebugParamUpdater() {
 
 DebugParamUpdater::~DebugParamUpdater() = default;
 
+bool IsOverrideKey(const std::string& key) {
+  for (const OverrideKey& k : kOverrideKeys)
+    if (key == k.name) return true;
+  return false;
+}
+
+std::vector<OverrideEntry> OverrideMapEntries(const std::string& text) {
+  std::vector<OverrideEntry> entries;
+  ForEachLine(text, [&entries](const std::string& line, int number) {
+    OverrideEntry entry = Split(line, number);
+    if (!entry.key.empty() && !entry.value.empty()) entries.push_back(std::move(entry));
+  });
+  return entries;
+}
+
+ParseResult OverrideMapParseText(const std::string& text, std::vector<OverrideEntry>* entries) {
+  entries->clear();
+  for (size_t i = 0; i < text.size(); ++i) {
+    const unsigned char c = static_cast<unsigned char>(text[i]);
+    if ((c < 32 && c != '\n' && c != '\r' && c != '\t') || c == 127)
+      return ParseResult::Fail("not a text file (control byte at offset " + std::to_string(i) + ")");
+  }
+  ParseResult result;
+  int known = 0;
+  ForEachLine(text, [&](const std::string& line, int number) {
+    const std::string where = "line " + std::to_string(number) + ": ";
+    if (!result || Trim(line).empty()) return;
+    // The device reads a line without "=" as key and value at once, and
+    // skips one with either missing: both are mistakes in a file a tool checks.
+    if (line.find('=') == std::string::npos) {
+      result = ParseResult::Fail(where + QuoteToken(Trim(line)) + " is not a key=value line", number);
+      return;
+    }
+    OverrideEntry entry = Split(line, number);
+    if (!entry.value.empty() && entry.value.back() == '\r') entry.value.pop_back();
+    if (entry.key.empty() || entry.value.empty()) {
+      result = ParseResult::Fail(where + "key or value missing in " + QuoteToken(Trim(line)), number);
+      return;
+    }
+    if (IsOverrideKey(entry.key)) {
+      // The device parses with "%f" and stores 0 on failure: silently wrong tuning.
+      float f = 0;
+      char extra = 0;
+      if (std::sscanf(entry.value.c_str(), "%f %c", &f, &extra) != 1 || !std::isfinite(f)) {
+        result = ParseResult::Fail(
+            where + "value " + QuoteToken(entry.value) + " of " + entry.key + " is not a finite number", number);
+        return;
+      }
+      ++known;
+    }
+    entries->push_back(std::move(entry));
+  });
+  if (result && known == 0)
+    return ParseResult::Fail("sets none of the known keys, expected lines such as smooth_thd=0.05");
+  return result;
+}
+
 void DebugParamUpdater::Init(const std::string& path, TuningParams* tuning, MirvoDebugParams* debug) {
   path_ = path;
-  int_params_["enable_temporal_filter"] = &tuning->enable_temporal_filter;
-  int_params_["filter_input_stats"] = &tuning->filter_input_stats;
-  float_params_["min_level_thd"] = &tuning->min_level_thd;
-  float_params_["max_level_thd"] = &tuning->max_level_thd;
-  float_params_["sat_ratio_thd"] = &tuning->sat_ratio_thd;
-  float_params_["smooth_thd"] = &tuning->smooth_thd;
-  float_params_["limit_thd"] = &tuning->limit_thd;
-  float_params_["prj_delta_thd"] = &tuning->prj_delta_thd;
-  float_params_["tint_update_gain"] = &tuning->tint_update_gain;
-  float_params_["tint_visualization_gain"] = &debug->tint_visualization_gain;
-  float_params_["in_w"] = &debug->crop.in_w;
-  float_params_["in_h"] = &debug->crop.in_h;
-  float_params_["offs_x"] = &debug->crop.offs_x;
-  float_params_["offs_y"] = &debug->crop.offs_y;
-  float_params_["out_w"] = &debug->crop.out_w;
-  float_params_["out_h"] = &debug->crop.out_h;
+  // In the order of kOverrideKeys.
+  void* const targets[16] = {
+      &tuning->enable_temporal_filter,
+      &tuning->filter_input_stats,
+      &tuning->min_level_thd,
+      &tuning->max_level_thd,
+      &tuning->sat_ratio_thd,
+      &tuning->smooth_thd,
+      &tuning->limit_thd,
+      &tuning->prj_delta_thd,
+      &tuning->tint_update_gain,
+      &debug->tint_visualization_gain,
+      &debug->crop.in_w,
+      &debug->crop.in_h,
+      &debug->crop.offs_x,
+      &debug->crop.offs_y,
+      &debug->crop.out_w,
+      &debug->crop.out_h,
+  };
+  for (int i = 0; i < 16; ++i) {
+    if (kOverrideKeys[i].integer)
+      int_params_[kOverrideKeys[i].name] = static_cast<int*>(targets[i]);
+    else
+      float_params_[kOverrideKeys[i].name] = static_cast<float*>(targets[i]);
+  }
 }
 
 bool DebugParamUpdater::Update() {
   if (path_.empty()) return false;
   FILE* f = std::fopen(path_.c_str(), "r");
   if (f == nullptr) return false;
+  std::string text;
+  char buffer[4096];
+  for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, f)) > 0;) text.append(buffer, n);
 
   // Ordered, so the overrides apply in byte order of their keys and a later
   // line for the same key wins.
   std::map<std::string, std::string> entries;
-  std::string line;
-  while (ReadLine(f, &line)) {
-    const size_t eq = line.find('=');
-    std::string key;
-    std::string value;
-    if (eq == std::string::npos) {
-      key = Trim(line);
-      value = key;
-    } else {
-      key = Trim(line.substr(0, eq));
-      value = Trim(line.substr(eq + 1));
-    }
-    if (key.empty() || value.empty()) continue;
-    entries[key] = value;
-  }
+  for (OverrideEntry& entry : OverrideMapEntries(text)) entries[entry.key] = std::move(entry.value);
 
   for (const auto& [key, value] : entries) {
     float parsed;

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <sstream>
+#include <string>
 
 namespace mirvo {
 namespace {
@@ -30,29 +32,36 @@ constexpr const char kHeader[] =
 // Gain in fixed point with 10 fractional bits, truncated toward zero.
 int32_t FixedPoint(float gain) { return static_cast<int32_t>(static_cast<double>(gain) * 1024.0 + 0.5); }
 
-void WritePlane(FILE* f, const char* title, const float (&plane)[13][17]) {
-  std::fputs(title, f);
-  std::fputc('\n', f);
+void WritePlane(std::ostream& out, const char* title, const float (&plane)[13][17]) {
+  out << title << '\n';
   for (int r = 0; r < 13; ++r) {
     for (int c = 0; c < 17; ++c) {
-      std::fprintf(f, "%d", static_cast<int>(FixedPoint(plane[r][c])));
-      std::fputs(r == 12 && c == 16 ? "\n" : ", ", f);
+      char number[16];
+      std::snprintf(number, sizeof number, "%d", static_cast<int>(FixedPoint(plane[r][c])));
+      out << number << (r == 12 && c == 16 ? "\n" : ", ");
     }
   }
 }
 
 }  // namespace
 
+void LscTableWriteSimText(std::ostream& out, const LscTable& table) {
+  out << kHeader;
+  // The simulator expects B before Gb, unlike the table's own plane order.
+  WritePlane(out, "MESH_TABLE_R = ", table.r_gain);
+  WritePlane(out, "\nMESH_TABLE_GR = ", table.gr_gain);
+  WritePlane(out, "\nMESH_TABLE_B = ", table.b_gain);
+  WritePlane(out, "\nMESH_TABLE_GB = ", table.gb_gain);
+}
+
 errCode LscTableSaveTovanSimFile(const char* path, const LscTable& table) {
   if (!path) return kFileError;
   FILE* f = std::fopen(path, "w");
   if (!f) return kFileError;
-  std::fputs(kHeader, f);
-  // The simulator expects B before Gb, unlike the table's own plane order.
-  WritePlane(f, "MESH_TABLE_R = ", table.r_gain);
-  WritePlane(f, "\nMESH_TABLE_GR = ", table.gr_gain);
-  WritePlane(f, "\nMESH_TABLE_B = ", table.b_gain);
-  WritePlane(f, "\nMESH_TABLE_GB = ", table.gb_gain);
+  std::ostringstream out;
+  LscTableWriteSimText(out, table);
+  const std::string text = out.str();
+  std::fwrite(text.data(), 1, text.size(), f);
   std::fclose(f);
   return kOk;
 }

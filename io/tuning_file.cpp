@@ -1,29 +1,33 @@
 #include "io/tuning_file.h"
 
-#include <sys/stat.h>
-
+#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <new>
+#include <sstream>
 #include <string>
 
 #include "core/log_tag.h"
 #include "io/default_tuning.h"
-#include "io/tuning_text.h"
 
 namespace mirvo {
 
-namespace internal {
+namespace {
 
+// True if `line` carries `name` behind blanks, asterisks and slashes only, as
+// on a C comment line. Tabs are not skipped.
 bool LineCarries(const std::string& line, const std::string& name) {
   size_t pos = line.find_first_not_of(" */");
   if (pos == std::string::npos) pos = line.empty() ? 0 : line.size() - 1;
   return line.compare(pos, name.size(), name) == 0;
 }
 
+// A value token without its initialiser-list decoration: leading '{' and
+// blanks, trailing blanks, '}' and ','. Tokens made only of those come out
+// empty.
 std::string GetValueStr(const std::string& token) {
   const size_t first = token.find_first_not_of("{ ");
   if (first == std::string::npos) return std::string();
@@ -31,13 +35,6 @@ std::string GetValueStr(const std::string& token) {
   if (last == std::string::npos || last < first) return std::string();
   return token.substr(first, last - first + 1);
 }
-
-}  // namespace internal
-
-namespace {
-
-using internal::GetValueStr;
-using internal::LineCarries;
 
 // Field order of TuningParams, as the nine value lines of the file hold them.
 constexpr const char* kTuningFieldNames[9] = {
@@ -70,85 +67,228 @@ unsigned char ConvertValue<unsigned char>(float value) {
   return static_cast<unsigned char>(static_cast<uint32_t>(TruncateToInt(value)) & 0xFFu);
 }
 
-// Checks the stream before a read. The badbit test after the failbit-or-badbit
-// one can never fire; it is kept for the order of the messages.
-int CheckErrorBits(std::ifstream& file) {
-  if (file.eof()) {
-    std::perror("stream eofbit. error state");
-    return -1;
-  }
-  if (file.fail()) {
-    std::perror("stream failbit (or badbit). error state");
-    return -1;
-  }
-  if (file.bad()) {
-    std::perror("stream badbit. error state");
-    return -1;
-  }
-  return 0;
+// The number a value line starts with, as sscanf "%f" reads it; false when
+// the scan fails (the value is then 0).
+bool ScanLine(const std::string& line, float* value) {
+  *value = 0.0f;
+  return std::sscanf(line.c_str(), "%f", value) == 1;
 }
 
-// Reads lines up to and including the one carrying `name`. 0 found; -1 when
-// the stream runs out (the file is then closed).
-int MoveToLine(std::ifstream& file, const std::string& name) {
-  std::string line;
-  for (;;) {
-    if (CheckErrorBits(file) != 0) {
-      file.close();
-      return -1;
-    }
-    std::getline(file, line);
-    if (LineCarries(line, name)) return 0;
-  }
+// Strict mode: a value line starts with a finite number that nothing glues
+// onto ("0.05abc", "1.2.3"), and no digit follows a comma right behind it, a
+// decimal comma ("0,05") that sscanf would read as 0.
+std::string ValueLineProblem(const std::string& line) {
+  const char* start = line.c_str();
+  while (*start == ' ' || *start == '\t') ++start;
+  char* end = nullptr;
+  const float v = std::strtof(start, &end);
+  if (end == start || !std::isfinite(v)) return "does not start with a finite number";
+  if (*end == 'f' || *end == 'F') ++end;
+  const unsigned char next = static_cast<unsigned char>(*end);
+  if (next == ',' && std::isdigit(static_cast<unsigned char>(end[1]))) return "has a decimal comma";
+  if (std::isalnum(next) || next == '.' || next == '_') return "does not start with a finite number";
+  return std::string();
 }
 
-// The value is stored even when the scan fails (then as 0), before the
-// failure is reported.
-template <typename T>
-int GetNumberFromLine(const std::string& line, T* out) {
-  float value = 0.0f;
-  const int scanned = std::sscanf(line.c_str(), "%f", &value);
-  *out = ConvertValue<T>(value);
-  if (scanned != 1) {
-    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Line: %s is not decoded", line.c_str());
-    return kInvalidInput;
-  }
-  return 0;
+// Strict mode: a grid token is one finite float, optionally with C's 'f'.
+std::string GridTokenProblem(const std::string& value) {
+  char* end = nullptr;
+  const double v = std::strtod(value.c_str(), &end);
+  if (end != value.c_str() && *end == ',' && std::isdigit(static_cast<unsigned char>(end[1])))
+    return "has a decimal comma";
+  if (end != value.c_str() && (*end == 'f' || *end == 'F')) ++end;
+  if (end == value.c_str() || *end != '\0' || !std::isfinite(static_cast<float>(v))) return "is not a finite number";
+  return std::string();
 }
 
-// A 13 x 17 grid: exactly 221 tokens. std::stof throws on a token that holds
-// no number; tools call TuningValidateHeaderFile first.
-int ReadGrid(std::ifstream& file, float (&grid)[13][17]) {
-  std::string token;
-  for (auto& row : grid) {
-    for (float& value : row) {
-      if (CheckErrorBits(file) != 0) {
-        file.close();
-        return -1;
+std::string Count(int n, const char* what) { return std::to_string(n) + " " + what; }
+
+// One walk over a tuning header file for the loader and the strict reader:
+// the same stream operations in the same order. As the loader (`why` null)
+// stream faults are printed with perror, undecodable value lines logged and
+// grid tokens converted with std::stof, which throws on non-numbers (the
+// documented hazard). As the strict reader every point where the loader
+// would fail or throw, and every value it would take silently wrong (text
+// glued to a number, a decimal comma, a non-finite value, more values than
+// a section takes), becomes a reason; nothing is printed or logged.
+class TuningWalk {
+ public:
+  TuningWalk(std::istream& in, std::string* why) : in_(in), why_(why) {}
+
+  errCode Run(MirvoParams& params) {
+    std::string line;
+    if (!MoveTo("[Version]")) return kFileError;
+    std::getline(in_, line);
+    std::getline(in_, line);
+    // All four version numbers come from the one value line.
+    for (int i = 0; i < 3; ++i) {
+      float value = 0.0f;
+      if (!ScanLine(line, &value)) {
+        if (why_) return Fail("[Version]: value line does not start with a number"), kFileError;
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Line: %s is not decoded", line.c_str());
+        return kFileError;
       }
-      file >> token;
-      value = std::stof(GetValueStr(token));
+      params.version[i] = ConvertValue<unsigned char>(value);
     }
-  }
-  return 0;
-}
+    if (why_ && IsValueLineBad(line, "[Version]: value line ")) return kFileError;
+    if (!ValueLine(line, &params.version[3])) return kFileError;
 
-// A gradient block: tokens until 1480 values are stored; tokens that trim to
-// nothing (a lone brace) are skipped.
-int ReadBlock(std::ifstream& file, float (&block)[kNumEdges]) {
-  std::string token;
-  int stored = 0;
-  while (stored < kNumEdges) {
-    if (CheckErrorBits(file) != 0) {
-      file.close();
-      return -1;
+    if (!MoveTo("[TuningParams]")) return kFileError;
+    std::getline(in_, line);
+    std::getline(in_, line);
+    TuningParams& t = params.tuning;
+    float* const floats[9] = {&t.min_level_thd, &t.max_level_thd, &t.sat_ratio_thd,    &t.smooth_thd, &t.limit_thd,
+                              nullptr,          &t.prj_delta_thd, &t.tint_update_gain, nullptr};
+    int32_t* const ints[9] = {nullptr, nullptr, nullptr,
+                              nullptr, nullptr, &t.filter_input_stats,
+                              nullptr, nullptr, &t.enable_temporal_filter};
+    for (int i = 0; i < 9; ++i) {
+      const bool ok = floats[i] != nullptr ? ValueLine(line, floats[i], i) : ValueLine(line, ints[i], i);
+      if (!ok) return kFileError;
+      if (why_ && IsValueLineBad(line, std::string("[TuningParams]: ") + kTuningFieldNames[i] + " line "))
+        return kFileError;
+      std::getline(in_, line);
     }
-    file >> token;
-    const std::string value = GetValueStr(token);
-    if (value.empty()) continue;
-    block[stored++] = std::stof(value);
+
+    LearnedTintProfile& profile = params.learned_tint_profile;
+    if (!MoveTo("[BUL]")) return kFileError;
+    std::getline(in_, line);
+    if (!Values("[BUL]", &profile.BUL[0][0], 221, false)) return kFileError;
+
+    std::getline(in_, line);
+    if (!MoveTo("[BVL]")) return kFileError;
+    std::getline(in_, line);
+    if (!Values("[BVL]", &profile.BVL[0][0], 221, false)) return kFileError;
+
+    std::getline(in_, line);
+    if (!MoveTo("[BgUHXY]")) return kFileError;
+    if (!Values("[BgUHXY]", profile.BgUHXY, kNumEdges, true)) return kFileError;
+    if (!MoveTo("[BgVHXY]")) return kFileError;
+    if (!Values("[BgVHXY]", profile.BgVHXY, kNumEdges, true)) return kFileError;
+    return kOk;
   }
-  return 0;
+
+ private:
+  bool Fail(const std::string& reason) {
+    *why_ = reason;
+    return false;
+  }
+
+  bool IsValueLineBad(const std::string& line, const std::string& what) {
+    const std::string problem = ValueLineProblem(line);
+    return !problem.empty() && !Fail(what + QuoteToken(line) + " " + problem);
+  }
+
+  // Reads lines up to and including the one carrying `name`.
+  bool MoveTo(const std::string& name) {
+    std::string line;
+    for (;;) {
+      if (why_ ? !in_.good() : PrintStreamFault(in_)) return why_ && Fail("section " + name + " not found");
+      std::getline(in_, line);
+      if (LineCarries(line, name)) return true;
+    }
+  }
+
+  // The loader stores the value even when the scan fails (then as 0),
+  // before the failure is reported.
+  template <typename T>
+  bool ValueLine(const std::string& line, T* out, int field = -1) {
+    float value = 0.0f;
+    const bool scanned = ScanLine(line, &value);
+    *out = ConvertValue<T>(value);
+    if (scanned) return true;
+    if (why_) {
+      return Fail("[TuningParams]: line " + std::to_string(field + 1) + " does not start with a number (" +
+                  kTuningFieldNames[field] + ")");
+    }
+    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Line: %s is not decoded", line.c_str());
+    return false;
+  }
+
+  // Grids take exactly `count` tokens; blocks skip tokens that trim to
+  // nothing (a lone brace) and read until `count` values are stored.
+  bool Values(const std::string& section, float* out, int count, bool skip_empty) {
+    const std::string ends = section + ": file ends after ";
+    std::string token;
+    std::string last;
+    int stored = 0;
+    for (int index = 1; stored < count; ++index) {
+      if (why_ ? !in_.good() : PrintStreamFault(in_))
+        return why_ && Fail(ends + std::to_string(stored) + " of " + std::to_string(count) + " values");
+      in_ >> token;
+      const std::string value = GetValueStr(token);
+      if (value.empty() && skip_empty) continue;
+      if (why_ && !StrictValue(section, index, stored, count, token, value)) return false;
+      out[stored++] = std::stof(value);
+      last = token;
+    }
+    return !why_ || Closed(section, count, last);
+  }
+
+  // Strict mode: where std::stof would throw (no conversion, or out of
+  // float range), then whatever it would take silently wrong.
+  bool StrictValue(const std::string& section, int index, int stored, int count, const std::string& token,
+                   const std::string& value) {
+    if (value.empty() && in_.fail())
+      return Fail(section + ": file ends after " + std::to_string(stored) + " of " + std::to_string(count) + " values");
+    errno = 0;
+    char* end = nullptr;
+    std::strtof(value.c_str(), &end);
+    auto quoted = [&token] { return "\"" + (token.size() > 24 ? token.substr(0, 24) + "..." : token) + "\""; };
+    if (end == value.c_str())
+      return Fail(section + ": token " + std::to_string(index) + " " + quoted() + " is not a number");
+    if (errno == ERANGE)
+      return Fail(section + ": token " + std::to_string(index) + " " + quoted() + " is out of float range");
+    const std::string problem = GridTokenProblem(value);
+    if (problem.empty()) return true;
+    return Fail(section + ": value " + std::to_string(stored + 1) + " " + QuoteToken(token) + " " + problem);
+  }
+
+  // Strict mode: a brace follows the last value; without one the file was
+  // cut inside it, or holds values the loader leaves unread. The stream is
+  // put back for the marker search that follows.
+  bool Closed(const std::string& section, int count, const std::string& last) {
+    if (last.find('}') != std::string::npos) return true;
+    const std::streampos at = in_.tellg();
+    std::string token;
+    const bool more = !in_.eof() && static_cast<bool>(in_ >> token);
+    in_.clear();
+    in_.seekg(at);
+    if (!more)
+      return Fail(section + ": file ends after value " + std::to_string(count) +
+                  " without the closing '}' (truncated?)");
+    if (token[0] != '}')
+      return Fail(section + ": more than " + Count(count, "values") + " (" + QuoteToken(token) +
+                  " where '}' should close it)");
+    return true;
+  }
+
+  std::istream& in_;
+  std::string* why_;
+};
+
+// Strict mode: each section name on one line only. The loader takes the
+// first and skips the rest, so a second [TuningParams] would be ignored.
+ParseResult DuplicateSection(const std::string& text) {
+  static const char* const kSections[6] = {"[Version]", "[BUL]", "[BVL]", "[BgUHXY]", "[BgVHXY]", "[TuningParams]"};
+  int first[6] = {0, 0, 0, 0, 0, 0};
+  size_t begin = 0;
+  for (int number = 1; begin < text.size(); ++number) {
+    size_t end = text.find('\n', begin);
+    if (end == std::string::npos) end = text.size();
+    const std::string line = text.substr(begin, end - begin);
+    begin = end + 1;
+    for (int s = 0; s < 6; ++s) {
+      if (!LineCarries(line, kSections[s])) continue;
+      if (first[s] != 0) {
+        return ParseResult::Fail(std::string("section ") + kSections[s] + " appears twice (lines " +
+                                     std::to_string(first[s]) + " and " + std::to_string(number) + ")",
+                                 number);
+      }
+      first[s] = number;
+    }
+  }
+  return ParseResult::Ok();
 }
 
 }  // namespace
@@ -156,155 +296,25 @@ int ReadBlock(std::ifstream& file, float (&block)[kNumEdges]) {
 errCode LoadTuningHeaderFile(const char* path, MirvoParams& params) {
   std::ifstream file(path);
   if (!file.is_open()) return kFileError;
-  std::string line;
+  return TuningWalk(file, nullptr).Run(params);
+}
 
-  if (MoveToLine(file, "[Version]") != 0) return kFileError;
-  std::getline(file, line);
-  std::getline(file, line);
-  // All four version numbers come from the one value line.
-  for (int i = 0; i < 3; ++i) {
-    float value = 0.0f;
-    if (std::sscanf(line.c_str(), "%f", &value) != 1) {
-      __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Line: %s is not decoded", line.c_str());
-      return kFileError;
-    }
-    params.version[i] = ConvertValue<unsigned char>(value);
-  }
-  if (GetNumberFromLine(line, &params.version[3]) != 0) return kFileError;
+ParseResult TuningParseText(const std::string& text, MirvoParams* params) {
+  std::istringstream in(text);
+  std::string reason;
+  if (TuningWalk(in, &reason).Run(*params) != kOk) return ParseResult::Fail(reason);
+  const ParseResult nul = NulByteProblem(text);
+  return nul ? DuplicateSection(text) : nul;
+}
 
-  if (MoveToLine(file, "[TuningParams]") != 0) return kFileError;
-  std::getline(file, line);
-  std::getline(file, line);
-  TuningParams& t = params.tuning;
-  float* const floats[9] = {&t.min_level_thd, &t.max_level_thd, &t.sat_ratio_thd,    &t.smooth_thd, &t.limit_thd,
-                            nullptr,          &t.prj_delta_thd, &t.tint_update_gain, nullptr};
-  int32_t* const ints[9] = {
-      nullptr, nullptr, nullptr, nullptr, nullptr, &t.filter_input_stats, nullptr, nullptr, &t.enable_temporal_filter};
-  for (int i = 0; i < 9; ++i) {
-    const int result = floats[i] != nullptr ? GetNumberFromLine(line, floats[i]) : GetNumberFromLine(line, ints[i]);
-    if (result != 0) return kFileError;
-    std::getline(file, line);
-  }
-
-  LearnedTintProfile& profile = params.learned_tint_profile;
-  if (MoveToLine(file, "[BUL]") != 0) return kFileError;
-  std::getline(file, line);
-  if (ReadGrid(file, profile.BUL) != 0) return kFileError;
-
-  std::getline(file, line);
-  if (MoveToLine(file, "[BVL]") != 0) return kFileError;
-  std::getline(file, line);
-  if (ReadGrid(file, profile.BVL) != 0) return kFileError;
-
-  std::getline(file, line);
-  if (MoveToLine(file, "[BgUHXY]") != 0) return kFileError;
-  if (ReadBlock(file, profile.BgUHXY) != 0) return kFileError;
-  if (MoveToLine(file, "[BgVHXY]") != 0) return kFileError;
-  if (ReadBlock(file, profile.BgVHXY) != 0) return kFileError;
-
-  file.close();
-  return kOk;
+errCode TuningValidateHeaderFile(const char* path, std::string* why) {
+  return ValidateTextFile(path, why, [](const std::string& text) {
+    MirvoParams scratch;
+    return TuningParseText(text, &scratch);
+  });
 }
 
 namespace {
-
-// Silent replay of LoadTuningHeaderFile: the same stream operations in the
-// same order, with every point where the reader fails or throws turned into
-// a reason.
-class TuningChecker {
- public:
-  explicit TuningChecker(const char* path) : file_(path) {}
-
-  bool Run() {
-    if (!file_.is_open()) return Fail("cannot open file");
-    std::string line;
-    if (!MoveTo("[Version]")) return false;
-    std::getline(file_, line);
-    std::getline(file_, line);
-    if (!Scans(line)) return Fail("[Version]: value line does not start with a number");
-
-    if (!MoveTo("[TuningParams]")) return false;
-    std::getline(file_, line);
-    std::getline(file_, line);
-    for (int i = 0; i < 9; ++i) {
-      if (!Scans(line)) {
-        return Fail("[TuningParams]: line " + std::to_string(i + 1) + " does not start with a number (" +
-                    kTuningFieldNames[i] + ")");
-      }
-      std::getline(file_, line);
-    }
-
-    if (!MoveTo("[BUL]")) return false;
-    std::getline(file_, line);
-    if (!Values("[BUL]", 221, false)) return false;
-    std::getline(file_, line);
-    if (!MoveTo("[BVL]")) return false;
-    std::getline(file_, line);
-    if (!Values("[BVL]", 221, false)) return false;
-    std::getline(file_, line);
-    if (!MoveTo("[BgUHXY]")) return false;
-    if (!Values("[BgUHXY]", kNumEdges, true)) return false;
-    if (!MoveTo("[BgVHXY]")) return false;
-    return Values("[BgVHXY]", kNumEdges, true);
-  }
-
-  const std::string& reason() const { return reason_; }
-
- private:
-  bool Fail(const std::string& reason) {
-    reason_ = reason;
-    return false;
-  }
-
-  static bool Scans(const std::string& line) {
-    float value = 0.0f;
-    return std::sscanf(line.c_str(), "%f", &value) == 1;
-  }
-
-  bool MoveTo(const std::string& name) {
-    std::string line;
-    for (;;) {
-      if (!file_.good()) return Fail("section " + name + " not found");
-      std::getline(file_, line);
-      if (LineCarries(line, name)) return true;
-    }
-  }
-
-  // Grids take exactly `count` tokens; blocks skip tokens that trim to nothing.
-  bool Values(const std::string& section, int count, bool skip_empty) {
-    std::string token;
-    int stored = 0;
-    for (int index = 1; stored < count; ++index) {
-      if (!file_.good()) {
-        return Fail(section + ": file ends after " + std::to_string(stored) + " of " + std::to_string(count) +
-                    " values");
-      }
-      file_ >> token;
-      const std::string value = GetValueStr(token);
-      if (value.empty() && skip_empty) continue;
-      if (value.empty() && file_.fail()) {
-        return Fail(section + ": file ends after " + std::to_string(stored) + " of " + std::to_string(count) +
-                    " values");
-      }
-      // std::stof is strtof plus an exception on no conversion or ERANGE.
-      errno = 0;
-      char* end = nullptr;
-      std::strtof(value.c_str(), &end);
-      const std::string quoted = "\"" + (token.size() > 24 ? token.substr(0, 24) + "..." : token) + "\"";
-      if (end == value.c_str()) {
-        return Fail(section + ": token " + std::to_string(index) + " " + quoted + " is not a number");
-      }
-      if (errno == ERANGE) {
-        return Fail(section + ": token " + std::to_string(index) + " " + quoted + " is out of float range");
-      }
-      ++stored;
-    }
-    return true;
-  }
-
-  std::ifstream file_;
-  std::string reason_;
-};
 
 // 9 significant digits bring every normal float back bit for bit. Near the
 // bottom of the normal range the shortest decimal can lie just below the
@@ -322,30 +332,7 @@ std::string FormatFloat(float value) {
 
 }  // namespace
 
-errCode TuningValidateHeaderFile(const char* path, std::string* why) {
-  std::string reason;
-  if (path == nullptr) {
-    reason = "no path given";
-  } else {
-    // Reading a pipe or a device could block or never end.
-    struct stat info;
-    if (::stat(path, &info) != 0) {
-      reason = "cannot open file";
-    } else if (!S_ISREG(info.st_mode)) {
-      reason = "not a regular file";
-    } else {
-      TuningChecker checker(path);
-      if (checker.Run()) return kOk;
-      reason = checker.reason();
-    }
-  }
-  if (why != nullptr) *why = reason;
-  return kFileError;
-}
-
-errCode SaveTuningHeaderFile(const char* path, const MirvoParams& params) {
-  FILE* file = std::fopen(path, "w");
-  if (file == nullptr) return kFileError;
+void TuningWriteText(std::ostream& out, const MirvoParams& params) {
   std::string text;
   text += "/* Mirvo tuning record: version, thresholds and learned tint profile. */\n";
   text += "/* Each section is named in the comment line above its data. */\n\n";
@@ -397,6 +384,15 @@ errCode SaveTuningHeaderFile(const char* path, const MirvoParams& params) {
   text += "\n";
   block("BgVHXY", p.BgVHXY);
 
+  out << text;
+}
+
+errCode SaveTuningHeaderFile(const char* path, const MirvoParams& params) {
+  FILE* file = std::fopen(path, "w");
+  if (file == nullptr) return kFileError;
+  std::ostringstream out;
+  TuningWriteText(out, params);
+  const std::string text = out.str();
   const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
   const bool closed = std::fclose(file) == 0;
   return written && closed ? kOk : kFileError;

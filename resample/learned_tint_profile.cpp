@@ -1,23 +1,10 @@
 #include "resample/learned_tint_profile.h"
 
-#include <fstream>
-#include <string>
-
 #include "resample/bicubic.h"
 
 namespace mirvo {
 
 namespace {
-
-// Header lines are compared on their first three characters only. For the
-// three-letter names this rejects a matching line; a six-letter name can never
-// equal three characters, so those headers are always accepted. The inverted
-// sense is deliberate and must stay.
-bool HeaderRejected(const std::string& line, const char* name) { return line.substr(0, 3) == name; }
-
-void ReadNumbers(std::istream& in, float* dst, int n) {
-  for (int i = 0; i < n; ++i) in >> dst[i];
-}
 
 // Differences of a 24 x 32 surface in edge order: horizontal, then vertical.
 void SurfaceGradients(const float (&s)[24][32], float* dst) {
@@ -28,33 +15,6 @@ void SurfaceGradients(const float (&s)[24][32], float* dst) {
 }
 
 }  // namespace
-
-int LoadLearnedTintProfile(const char* path, LearnedTintProfile& profile) {
-  std::ifstream in(path);
-  if (!in.is_open()) return kFileError;
-
-  std::string line;
-  std::getline(in, line);
-  if (HeaderRejected(line, "BUL")) return -1;
-  ReadNumbers(in, &profile.BUL[0][0], 13 * 17);
-
-  // The first getline finishes the line of the last number.
-  std::getline(in, line);
-  std::getline(in, line);
-  if (HeaderRejected(line, "BVL")) return -1;
-  ReadNumbers(in, &profile.BVL[0][0], 13 * 17);
-
-  std::getline(in, line);
-  std::getline(in, line);
-  if (HeaderRejected(line, "BgUHXY")) return -1;
-  ReadNumbers(in, profile.BgUHXY, kNumEdges);
-
-  std::getline(in, line);
-  std::getline(in, line);
-  if (HeaderRejected(line, "BgVHXY")) return -1;
-  ReadNumbers(in, profile.BgVHXY, kNumEdges);
-  return kOk;
-}
 
 void Crop(const CropInfo& crop, const LearnedTintProfile& in, LearnedTintProfile* out) {
   const float w_full = crop.in_w;

@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 
+#include "io/learned_profile_file.h"
 #include "resample/bicubic.h"
 #include "tests/support/test_support.h"
 
@@ -86,6 +87,55 @@ TEST_F(ProfileFile, ShortFileIsNotDetected) {
   const LearnedTintProfile before = profile_;
   EXPECT_EQ(LoadLearnedTintProfile(dir_.File("absent.txt").c_str(), profile_), kFileError);
   EXPECT_EQ(std::memcmp(&before, &profile_, sizeof before), 0);
+}
+
+TEST_F(ProfileFile, WrittenProfileReadsBackBitForBitBothWays) {
+  LearnedTintProfile p;
+  float* f = &p.BUL[0][0];
+  for (size_t i = 0; i < sizeof p / sizeof(float); ++i)
+    f[i] = std::ldexp(1.0f + static_cast<float>(i) / 4096.0f, -20) * (i % 3 ? 1.0f : -1.0f);
+  std::ostringstream out;
+  LearnedProfileWriteText(out, p);
+  LearnedTintProfile parsed = Filled(0.0f);
+  const ParseResult result = LearnedProfileParseText(out.str(), &parsed);
+  ASSERT_TRUE(result) << result.reason;
+  EXPECT_EQ(std::memcmp(&parsed, &p, sizeof p), 0);
+  ASSERT_EQ(Load(out.str()), kOk);
+  EXPECT_EQ(std::memcmp(&profile_, &p, sizeof p), 0);
+}
+
+// Files the loader reads without a word but wrongly, or refuses; the strict
+// reader names each.
+TEST_F(ProfileFile, StrictReaderNamesWhatTheLoaderMisses) {
+  const std::string good = ProfileText("[BUL]", "[BVL]");
+  auto replaced = [&good](const std::string& from, const std::string& to) {
+    std::string text = good;
+    const size_t at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    return at == std::string::npos ? text : text.replace(at, from.size(), to);
+  };
+  struct Case {
+    std::string text;
+    const char* reason;
+  } const cases[] = {
+      {ProfileText("BUL", "[BVL]"), "header \"BUL\" starts with BUL, which the loader refuses"},
+      {ProfileText("U", "[BVL]"), "header line of [BUL] expected, found \"U\""},
+      {replaced("1000.25 ", "1000,25 "), "[BUL]: number 3 of 221 missing or not a finite number"},
+      {replaced("1000.5 ", std::string("1000.5\0 ", 8)), "[BUL]: number 4 of 221 missing or not a finite number"},
+      {replaced("1000.25 ", "1e60 "), "[BUL]: number 2 of 221 missing or not a finite number"},
+      {good.substr(0, good.size() - 9), "[BgVHXY]: number 1480 of 1480 missing or not a finite number"},
+      {replaced("1055\n", "1055 1\n"), "[BUL]: text after the last number: \" 1\""},
+      {good + "5\n", "text after the last section: \"5\""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.reason);
+    LearnedTintProfile p;
+    const ParseResult result = LearnedProfileParseText(c.text, &p);
+    EXPECT_FALSE(result);
+    EXPECT_EQ(result.reason, c.reason);
+  }
+  LearnedTintProfile p;
+  EXPECT_TRUE(LearnedProfileParseText(good, &p));
 }
 
 // A profile whose u plane is the plane 3r + 2c, which the resampler carries

@@ -9,7 +9,7 @@
 #include "core/stats.h"
 #include "support/test_support.h"
 #include "tools/bayer_raw.h"
-#include "tools/stats_validate.h"
+#include "tools/stats_text.h"
 
 namespace mirvo {
 namespace {

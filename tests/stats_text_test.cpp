@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -8,7 +9,7 @@
 #include "core/stats.h"
 #include "support/test_support.h"
 #include "tools/bayer_raw.h"
-#include "tools/stats_validate.h"
+#include "tools/stats_text.h"
 
 namespace mirvo {
 namespace {
@@ -182,6 +183,57 @@ TEST(StatsValidate, AgreesWithLoaderOnMutatedFiles) {
       });
   EXPECT_GT(accepted, 20);
   EXPECT_LT(accepted, 280);
+}
+
+// A dump whose value k of every section is `value(k)`, separated by `gap`.
+std::string DumpText(const std::function<std::string(int)>& value, const std::string& gap = "\t") {
+  std::string text = "\n******** Stats ********\n";
+  for (const StatsTextSection& section : kStatsTextSections) {
+    text += StatsTextMarker(section) + " =\n";
+    for (int k = 0; k < kStatsTextValues; ++k) text += value(k) + gap;
+    text += "\n";
+  }
+  return text;
+}
+
+// The strict reader's reason, empty when it accepts.
+std::string StatsTextProblem(const std::string& text) {
+  Stats stats;
+  return StatsParseText(text, &stats).reason;
+}
+
+TEST(StatsParseText, WholeValuesWithinTheirFields) {
+  EXPECT_EQ(StatsTextProblem(DumpText([](int k) { return "0x" + std::to_string(k % 10); })), "");
+  // Every white space the stream readers skip; upper-case digits and prefix; a comma behind.
+  EXPECT_EQ(StatsTextProblem(DumpText([](int) { return "0XfFfF,"; }, " \v\f\r")), "");
+  // Leading zeros do not make a value large; 17 significant digits do.
+  EXPECT_EQ(StatsTextProblem(DumpText([](int) { return "0x00000000000000000000ffff"; })), "");
+  // Beyond 64 bits the loader's conversion itself fails.
+  const std::string too_big = StatsTextProblem(DumpText([](int k) { return k == 5 ? "10000000000000000" : "1"; }));
+  EXPECT_EQ(too_big, "*r_sum[768]: token 6 \"10000000000000000\" is out of range");
+  EXPECT_NE(StatsTextProblem(DumpText([](int) { return "0x100000000"; })).find("32-bit sum"), std::string::npos);
+  // 0x10000 fits a sum but not a count.
+  EXPECT_EQ(StatsTextProblem(DumpText([](int) { return "0x10000"; })),
+            "*r_cnt[768]: value 1 \"0x10000\" is out of range for a 16-bit count");
+  for (const char* bad : {"0x", "0xg", "12g", "1.5", "-1", "x12"}) {
+    SCOPED_TRACE(bad);
+    EXPECT_NE(StatsTextProblem(DumpText([&](int k) { return k == 767 ? bad : "1"; })).find(" 768 "), std::string::npos);
+  }
+  EXPECT_NE(StatsTextProblem(DumpText([](int) { return "1"; }) + "1\n").find("more than 768"), std::string::npos);
+}
+
+TEST(StatsParseText, LoadsWhatTheLoaderLoads) {
+  TempDir dir;
+  WriteFile(dir.File("s.txt"), SimFile());
+  Stats loaded;
+  ASSERT_EQ(loaded.LoadSimStatsElmrak(dir.File("s.txt").c_str()), 0);
+  Stats parsed;
+  const ParseResult result = StatsParseText(SimFile(), &parsed);
+  ASSERT_TRUE(result) << result.reason;
+  EXPECT_EQ(parsed.cols, 32);
+  EXPECT_EQ(parsed.rows, 24);
+  EXPECT_EQ(parsed.bit_depth, 14);
+  EXPECT_EQ(std::memcmp(parsed.cells, loaded.cells, 768 * sizeof(StatsCell)), 0);
 }
 
 }  // namespace

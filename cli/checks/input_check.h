@@ -10,10 +10,11 @@
 
 namespace mirvo_cli {
 
-// Every input goes through these before a library loader sees it: the loaders
-// assume well-formed files (one never returns on a table without a marker,
-// others throw on malformed tokens). Failures throw DataError with one line
-// naming the file and the problem.
+// Every input goes through these: a text input is read into memory once and
+// checked and loaded by the library's strict reader for its format, never by
+// the path-taking loaders, which assume well-formed files (one never returns
+// on a table without a marker, others throw on malformed tokens). Failures
+// throw DataError with one line naming the file and the problem.
 
 // The path names an existing, readable, non-empty regular file of at most
 // `max_bytes`; returns its size. An empty path is a usage error.
@@ -30,13 +31,13 @@ inline constexpr uint64_t kMaxStatsBytes = 16 << 20;
 inline constexpr uint64_t kMaxOverrideBytes = 1 << 20;
 inline constexpr uint64_t kMaxDiagBytes = 256 << 20;
 
-// LSC table header file, validated then loaded.
+// LSC table header file, read once, checked and loaded.
 mirvo::LscTable LoadTableFile(const std::string& path);
 
-// Tuning header file, validated then loaded into `params`.
+// Tuning header file, read once, checked and loaded into `params`.
 void LoadTuningFile(const std::string& path, mirvo::MirvoParams* params);
 
-// Statistics text dump, validated then loaded into `stats`.
+// Statistics text dump, read once, checked and loaded into `stats`.
 void LoadStatsFile(const std::string& path, mirvo::Stats* stats);
 
 // Raw frame file: present, and exactly the size its dimensions imply.

@@ -1,11 +1,12 @@
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
 #include "base/cli_error.h"
-#include "checks/diag_dump.h"
 #include "checks/input_check.h"
 #include "commands/args.h"
 #include "commands/commands.h"
+#include "core/diagnostic_dump.h"
 #include "files/atomic_file.h"
 #include "files/output_plan.h"
 #include "render/heatmap.h"
@@ -25,25 +26,38 @@ const char kHelp[] =
     "(positive) about white at zero; the others from dark blue (low) to yellow (high).\n"
     "Prints the dump's scalars.\n";
 
+// Longest grid side drawn. With the reader's bound on values per grid, a
+// picture then holds at most some tens of MiB of pixels.
+constexpr int kMaxPictureCells = 4096;
+
 int Run(const std::vector<std::string>& argv) {
   const Args args("view", {{"--out-dir", OptionKind::kValue}}, argv);
   if (args.positional().size() != 1) args.Fail("give exactly one diagnostic dump (see mirvo view --help)");
   const std::string path = args.positional()[0];
   const std::string out_dir = args.Require("--out-dir");
   const std::string content = ReadInputFile(path, "a diagnostic dump", kMaxDiagBytes);
-  const DiagDump dump = ParseDiagDump(content, path);
+  mirvo::DiagnosticDump dump;
+  const mirvo::ParseResult parsed = mirvo::DiagnosticDumpParseText(content, &dump);
+  if (!parsed) throw DataError(path + ": " + parsed.reason);
+  // A picture's size follows the grid's longer side, not its value count: a
+  // long thin grid would make a picture far larger than the dump itself.
+  for (const mirvo::DiagnosticGrid& grid : dump.grids) {
+    if (std::max(grid.rows, grid.cols) > kMaxPictureCells)
+      throw DataError(path + ": grid " + grid.key + " is too large to draw (at most " +
+                      std::to_string(kMaxPictureCells) + " rows or columns)");
+  }
   if (dump.grids.empty() && dump.scalars.empty()) throw DataError(path + ": empty diagnostic dump");
 
   // Every picture's name is known, and checked, before the first is written.
   PictureNames names;
   std::vector<std::string> files;
-  for (const DiagGrid& grid : dump.grids) files.push_back(out_dir + "/" + names.Next(grid.name));
+  for (const mirvo::DiagnosticGrid& grid : dump.grids) files.push_back(out_dir + "/" + names.Next(grid.name));
   CheckOutputPlan({path}, files);
 
   for (const auto& [key, value] : dump.scalars) std::printf("%s = %s\n", key.c_str(), FormatValue(value).c_str());
   MakeDirectories(out_dir);
   for (size_t i = 0; i < dump.grids.size(); ++i) {
-    const DiagGrid& grid = dump.grids[i];
+    const mirvo::DiagnosticGrid& grid = dump.grids[i];
     GridView view;
     view.title = grid.key;
     view.rows = grid.rows;

@@ -8,10 +8,9 @@
 
 namespace mirvo_cli {
 
-// The library's writers do not report failed writes; these wrappers let them
-// write into memory, check that the file came out complete, and only then
-// write it to a temporary file renamed over the target. All throw DataError
-// naming the target.
+// The library's stream writers fill memory, which then goes to a temporary
+// file renamed over the target, so an output appears complete or not at all.
+// All throw DataError naming the target.
 
 void WriteTableFile(const std::string& path, const mirvo::LscTable& table);
 void WriteSimRolloffFile(const std::string& path, const mirvo::LscTable& table);

@@ -66,6 +66,14 @@ std::string EncodePng(const Image& image) {
   return out;
 }
 
-void WritePng(const Image& image, const std::string& path) { WriteFileAtomically(path, EncodePng(image)); }
+void WritePng(const Image& image, const std::string& path) {
+  std::string data;
+  try {
+    data = EncodePng(image);
+  } catch (const DataError& e) {
+    throw DataError(path + ": " + e.what());
+  }
+  WriteFileAtomically(path, data);
+}
 
 }  // namespace mirvo_cli

@@ -212,6 +212,54 @@ case $CLASS in
       run --base "$IN/base.h" --stats "$IN/stats_000.txt" --crop 1,2,3 --out-dir "$O"
     ;;
 
+  silently_wrong)
+    # Text the library's loaders take without a word but wrongly: a NUL byte
+    # ends a C conversion early, a decimal comma reads as the number before
+    # it, and of a tuning section given twice only the first counts.
+    perl -pe 's/^(\d)\./$1\0./ if $. == 3' "$IN/base.h" >"$T/nul.h"
+    perl -pe 's/^  0\.05/  0.05\0/' "$IN/tuning.h" >"$T/nul_tuning.h"
+    perl -pe 's/0x/0x\0/ if /^0x/ && !$done++' "$IN/stats_000.txt" >"$T/nul.txt"
+    printf 'smooth_thd = 0.0\0%s\n' 5 >"$T/nul_override.txt"
+    for f in nul.h nul_tuning.h nul.txt nul_override.txt; do
+      [ "$(tr -d '\0' <"$T/$f" | wc -c)" -lt "$(wc -c <"$T/$f")" ] || fail "fixture $f holds no NUL byte"
+    done
+    for role in base table; do
+      feed $role "$T/nul.h" 1 "$T/nul.h: not a valid LSC table header file: plane R: value 1 \""
+    done
+    feed tuning "$T/nul_tuning.h" 1 "$T/nul_tuning.h: not a valid tuning header file: NUL byte on line "
+    feed stats "$T/nul.txt" 1 "$T/nul.txt: not a valid statistics dump: *r_sum[768]: value 1 \"0x?"
+    feed override "$T/nul_override.txt" 1 "$T/nul_override.txt: not a text file (control byte at offset 16)"
+    sed 's/^  0\.0500000007,/  0,0500000007,/' "$IN/tuning.h" >"$T/comma.h"
+    awk '/\[BUL\]/ { grid = 1 } grid && !done && /\{ *-?[0-9]/ { sub(/\./, ","); done = 1 } { print }' \
+      "$IN/tuning.h" >"$T/grid_comma.h"
+    feed tuning "$T/comma.h" 1 \
+      "$T/comma.h: not a valid tuning header file: [TuningParams]: smooth_thd line \"  0,0500000007, /* smoot...\" has a decimal comma"
+    feed tuning "$T/grid_comma.h" 1 "$T/grid_comma.h: not a valid tuning header file: [BUL]: value 1 "
+    printf 'smooth_thd = 0,05\n' >"$T/comma.txt"
+    feed override "$T/comma.txt" 1 "$T/comma.txt: line 1: value \"0,05\" of smooth_thd is not a finite number"
+    sed '3s/^\([0-9]\)\./\1,/' "$IN/base.h" >"$T/comma.h"
+    feed base "$T/comma.h" 1 "$T/comma.h: not a valid LSC table header file: plane R: value 1 "
+    lines=$(wc -l <"$IN/tuning.h")
+    for section in Version TuningParams BUL BgVHXY; do
+      { cat "$IN/tuning.h"; echo "/* [$section] */"; } >"$T/twice.h"
+      feed tuning "$T/twice.h" 1 "$T/twice.h: not a valid tuning header file: section [$section] appears twice (lines "
+      grep -q "and $((lines + 1)))" "$ERR" || fail "[$section]: second line not named: $(cat "$ERR")"
+    done
+    ;;
+
+  huge_declared)
+    # Keys declare a grid's size; memory and pictures must follow the values
+    # present, not the declaration.
+    printf '\ng[2048][2048]=\n1 2 3\n' >"$T/empty_grid.txt"
+    feed view "$T/empty_grid.txt" 1 "$T/empty_grid.txt: line 3: grid g[2048][2048] does not hold 4194304 values"
+    printf '\ng[1][99999999999]=\n1\n' >"$T/beyond.txt"
+    feed view "$T/beyond.txt" 1 "$T/beyond.txt: line 2: grid key g[1][99999999999] does not end in [rows][cols]"
+    # A thin grid of a million bytes: a 2 MB dump whose picture would be a
+    # million pixels wide.
+    { printf '\ng[1][1000000]=\n'; head -c 1000000 /dev/zero | tr '\0' '\1' | sed 's/./& /g; s/ $//'; echo; } >"$T/thin.txt"
+    feed view "$T/thin.txt" 1 "$T/thin.txt: grid g[1][1000000] is too large to draw (at most 4096 rows or columns)"
+    ;;
+
   non_numeric)
     # Line 3 starts plane R, line 19 plane GR.
     sed '3s/^[0-9.]*f/1.2x3f/' "$IN/base.h" >"$T/glued.h"

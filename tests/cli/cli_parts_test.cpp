@@ -14,8 +14,6 @@
 #include "analysis/shading_metric.h"
 #include "analysis/table_summary.h"
 #include "base/cli_error.h"
-#include "checks/diag_dump.h"
-#include "checks/token_check.h"
 #include "commands/args.h"
 #include "commands/raw_options.h"
 #include "demo/demo_scene.h"
@@ -30,7 +28,7 @@
 #include "render/heatmap.h"
 #include "render/png_writer.h"
 #include "test_support.h"
-#include "tools/stats_text_format.h"
+#include "tools/stats_text.h"
 
 namespace {
 
@@ -165,37 +163,6 @@ TEST(RawOptions, Crop) {
 
 // --- atomic outputs ---
 
-// A dump whose value k of every section is `value(k)`, separated by `gap`.
-std::string DumpText(const std::function<std::string(int)>& value, const std::string& gap = "\t") {
-  std::string text = "\n******** Stats ********\n";
-  for (const mirvo::StatsTextSection& section : mirvo::kStatsTextSections) {
-    text += mirvo::StatsTextMarker(section) + " =\n";
-    for (int k = 0; k < mirvo::kStatsTextValues; ++k) text += value(k) + gap;
-    text += "\n";
-  }
-  return text;
-}
-
-TEST(TokenCheck, StatsDumpValuesAndRanges) {
-  EXPECT_EQ(StatsTextProblem(DumpText([](int k) { return "0x" + std::to_string(k % 10); })), "");
-  // Every white space the stream readers skip; upper-case digits and prefix; a comma behind.
-  EXPECT_EQ(StatsTextProblem(DumpText([](int) { return "0XfFfF,"; }, " \v\f\r")), "");
-  // Leading zeros do not make a value large; 17 significant digits do.
-  EXPECT_EQ(StatsTextProblem(DumpText([](int) { return "0x00000000000000000000ffff"; })), "");
-  const std::string too_big = StatsTextProblem(DumpText([](int k) { return k == 5 ? "10000000000000000" : "1"; }));
-  EXPECT_EQ(too_big, "*r_sum[768]: value 6 \"10000000000000000\" is out of range for a 32-bit sum");
-  EXPECT_NE(StatsTextProblem(DumpText([](int) { return "0x100000000"; })).find("32-bit sum"), std::string::npos);
-  // 0x10000 fits a sum but not a count.
-  EXPECT_EQ(StatsTextProblem(DumpText([](int) { return "0x10000"; })),
-            "*r_cnt[768]: value 1 \"0x10000\" is out of range for a 16-bit count");
-  for (const char* bad : {"0x", "0xg", "12g", "1.5", "-1", "x12"}) {
-    SCOPED_TRACE(bad);
-    EXPECT_NE(StatsTextProblem(DumpText([&](int k) { return k == 767 ? bad : "1"; })).find("value 768"),
-              std::string::npos);
-  }
-  EXPECT_NE(StatsTextProblem(DumpText([](int) { return "1"; }) + "1\n").find("more than 768"), std::string::npos);
-}
-
 TEST(AtomicOutput, ReplacesOnlyOnCommit) {
   SetDurableWrites(true);
   TempDir dir;
@@ -312,73 +279,6 @@ TEST(Png, EncodesWhatLibpngDecodes) {
   std::vector<uint8_t> pixels(PNG_IMAGE_SIZE(png));
   ASSERT_TRUE(png_image_finish_read(&png, nullptr, pixels.data(), 0, nullptr));
   EXPECT_EQ(pixels, img.pixels());
-}
-
-// --- diagnostic dump parsing ---
-
-TEST(DiagDump, DimensionsComeFromTheKey) {
-  std::string name;
-  int rows = 0, cols = 0;
-  ASSERT_TRUE(DimensionsFromKey("GradH_UX[24][31]", &name, &rows, &cols));
-  EXPECT_EQ(name, "GradH_UX");
-  EXPECT_EQ(rows, 24);
-  EXPECT_EQ(cols, 31);
-  EXPECT_FALSE(DimensionsFromKey("prj_u", &name, &rows, &cols));
-  EXPECT_FALSE(DimensionsFromKey("x[2]", &name, &rows, &cols));
-  EXPECT_FALSE(DimensionsFromKey("x[0][3]", &name, &rows, &cols));
-  EXPECT_FALSE(DimensionsFromKey("x[a][3]", &name, &rows, &cols));
-  EXPECT_FALSE(DimensionsFromKey("[2][3]", &name, &rows, &cols));
-}
-
-TEST(DiagDump, ScalarsNumberGridsAndByteGrids) {
-  // Byte grids may hold any byte, blanks and line feeds included.
-  const std::string bytes("\x01 \0 \n  ", 7);
-  const std::string text =
-      "prj_u=\n-0.5\nred_gain=\nnan\n"
-      "\nf[1][2]=\n1.5 -2e-07\n"
-      "\nu[2][1]=\n7 4294967295\n"
-      "\nm[1][4]=\n" +
-      bytes +
-      "\n"
-      "\nn[1][1]=\n\x01\n";
-  const DiagDump d = ParseDiagDump(text, "d.txt");
-  ASSERT_EQ(d.scalars.size(), 2u);
-  EXPECT_EQ(d.scalars[0].first, "prj_u");
-  EXPECT_EQ(d.scalars[0].second, -0.5);
-  EXPECT_TRUE(std::isnan(d.scalars[1].second));
-  ASSERT_EQ(d.grids.size(), 4u);
-  EXPECT_EQ(d.grids[0].values, (std::vector<double>{1.5, -2e-07}));
-  EXPECT_EQ(d.grids[1].rows, 2);
-  EXPECT_EQ(d.grids[1].values[1], 4294967295.0);
-  EXPECT_TRUE(d.grids[2].bytes);
-  EXPECT_EQ(d.grids[2].values, (std::vector<double>{1, 0, 10, 32}));
-  EXPECT_EQ(d.grids[3].values, (std::vector<double>{1}));
-
-  // A dump of grids only starts with an empty line.
-  const DiagDump grids = ParseDiagDump("\ng[1][1]=\n3\n", "d.txt");
-  EXPECT_TRUE(grids.scalars.empty());
-  ASSERT_EQ(grids.grids.size(), 1u);
-  EXPECT_TRUE(ParseDiagDump("", "d.txt").grids.empty());
-}
-
-TEST(DiagDump, MalformedDumpsNameFileAndLine) {
-  auto fails = [](const std::string& text, const char* message) {
-    try {
-      ParseDiagDump(text, "d.txt");
-      ADD_FAILURE() << "accepted: " << text;
-    } catch (const DataError& e) {
-      EXPECT_NE(std::string(e.what()).find(message), std::string::npos) << e.what();
-      EXPECT_EQ(std::string(e.what()).rfind("d.txt: line ", 0), 0u) << e.what();
-    }
-  };
-  // Lines count from 1, as editors show them.
-  fails("prj_u=\nabc\n", "line 2: value 'abc' of scalar prj_u is not a number");
-  fails("prj_u\n1\n", "line 1: expected a line 'key='");
-  fails("prj_u=\n1", "line 2: truncated");
-  fails("\ng=\n1\n", "line 2: grid key g does not end in [rows][cols]");
-  fails("\ng[2][2]=\n1 2 3\n", "line 3: grid g[2][2] does not hold 4 values");
-  fails("\ng[1][1]=\n1\nh[1][1]=\n1\n", "line 4: expected an empty line");
-  fails("\ng[1][2]=\n1 2", "line 3: truncated");
 }
 
 // --- frames in order ---

@@ -42,11 +42,13 @@ class TempDir {
 
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);
-// Checks that a validator accepts exactly what its loader loads, on `count`
-// damaged copies of a good file: in turn a cut at a random place, one byte
-// replaced by one of `edits`, and up to `max_erase` bytes removed. A loader
-// that returns false or throws has not loaded. Fails the test at the first
-// disagreement or multi-line reason; returns how many copies were accepted.
+// Checks that a strict validator accepts only what its loader loads, on
+// `count` damaged copies of a good file: in turn a cut at a random place, one
+// byte replaced by one of `edits`, and up to `max_erase` bytes removed. A
+// loader that returns false or throws has not loaded. The validator may
+// reject more (values the loader would take silently wrong). Fails the test
+// at the first copy accepted but not loaded, or a rejection without a
+// one-line reason; returns how many copies were accepted.
 int CountAcceptedMutations(const std::string& good, unsigned seed, int count, const std::string& edits, int max_erase,
                            const std::function<bool(const char* path, std::string* why)>& validate,
                            const std::function<bool(const char* path)>& load);
