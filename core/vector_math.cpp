@@ -3,13 +3,25 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/cpu_features.h"
+
+// Android's C library computes logf and expf on AArch64 with the same
+// published algorithms as glibc's generic AArch64 code, so the same vector
+// form gives the same bits there; a vendor confirms it once per platform
+// with vector_math_check, and the check below drops back to the scalar calls
+// at run time if the library disagrees. Build with
+// -DMIRVO_ANDROID_VECTOR_LOGF_EXPF=0 to keep the scalar calls on Android.
+#if !defined(MIRVO_ANDROID_VECTOR_LOGF_EXPF)
+#define MIRVO_ANDROID_VECTOR_LOGF_EXPF 1
+#endif
+
 // MIRVO_PORTABLE_PATHS_ONLY keeps the scalar calls, to test them on a
 // machine that would take a vector path.
 #if defined(MIRVO_PORTABLE_PATHS_ONLY)
 #elif defined(__x86_64__) && defined(__GLIBC__)
 #include <immintrin.h>
 #define MIRVO_VECTOR_MATH_X86 1
-#elif defined(__aarch64__) && defined(__GLIBC__)
+#elif defined(__aarch64__) && (defined(__GLIBC__) || (defined(__ANDROID__) && MIRVO_ANDROID_VECTOR_LOGF_EXPF))
 #include <arm_neon.h>
 #define MIRVO_VECTOR_MATH_NEON 1
 #endif
@@ -456,20 +468,36 @@ bool AgreesWithLibrary(int path) {
 }
 #endif
 
-int ChoosePath() {
+// The widest path this build and machine can run, checked or not.
+int WidestPath() {
 #if defined(MIRVO_VECTOR_MATH_X86) || defined(MIRVO_VECTOR_MATH_NEON)
   if (!HaveVectorUnits()) return kScalar;
 #if defined(MIRVO_VECTOR_MATH_X86)
-  if (HaveWideUnits() && AgreesWithLibrary(kEight)) return kEight;
+  if (HaveWideUnits()) return kEight;
 #endif
-  return AgreesWithLibrary(kFour) ? kFour : kScalar;
+  return kFour;
 #else
   return kScalar;
 #endif
 }
 
+// The widest path that also agrees with the library on the spread above.
+int ChoosePath() {
+#if defined(MIRVO_VECTOR_MATH_X86) || defined(MIRVO_VECTOR_MATH_NEON)
+  for (int path = WidestPath(); path > kScalar; --path) {
+    if (AgreesWithLibrary(path)) return path;
+  }
+#endif
+  return kScalar;
+}
+
 int ActivePath() {
   static const int path = ChoosePath();
+  return PortablePathsForced() ? kScalar : path;
+}
+
+int AvailablePath() {
+  static const int path = WidestPath();
   return path;
 }
 
@@ -477,16 +505,18 @@ int ActivePath() {
 
 int VectorMathPath() { return ActivePath(); }
 
+int VectorMathPathAvailable() { return AvailablePath(); }
+
 void LogfArray(const float* in, float* out, int n) { LogfOnPath(ActivePath(), in, out, n); }
 
 void ExpfArray(const float* in, float* out, int n) { ExpfOnPath(ActivePath(), in, out, n); }
 
 void LogfArrayOnPath(int path, const float* in, float* out, int n) {
-  LogfOnPath(path <= ActivePath() ? path : kScalar, in, out, n);
+  LogfOnPath(path <= AvailablePath() ? path : kScalar, in, out, n);
 }
 
 void ExpfArrayOnPath(int path, const float* in, float* out, int n) {
-  ExpfOnPath(path <= ActivePath() ? path : kScalar, in, out, n);
+  ExpfOnPath(path <= AvailablePath() ? path : kScalar, in, out, n);
 }
 
 }  // namespace internal
