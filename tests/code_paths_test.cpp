@@ -34,6 +34,14 @@ TEST(CodePaths, CheckedLibraryTakesTheVectorPath) {
 #endif
   EXPECT_EQ(VectorMathPath(), VectorMathPathAvailable());
 }
+#elif defined(__aarch64__) && defined(__ANDROID__) && \
+    (!defined(MIRVO_ANDROID_VECTOR_LOGF_EXPF) || MIRVO_ANDROID_VECTOR_LOGF_EXPF)
+// The device's C library must agree with the vector form (vector_math_check
+// compares every input).
+TEST(CodePaths, DeviceTakesTheVectorPath) {
+  EXPECT_EQ(VectorMathPathAvailable(), 1);
+  EXPECT_EQ(VectorMathPath(), 1);
+}
 #endif
 
 // Inputs of both functions' main paths and the special lanes around them.
