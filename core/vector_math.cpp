@@ -21,12 +21,29 @@ int ExpfVectorRuns(int, const float*, float*, int) { return 0; }
 
 namespace {
 
+// The library's function on in[i..n), four calls per loop step: on the
+// portable path this loop makes every call of the frame, and its own
+// counting is then a fifth of the work.
+template <float (*kFn)(float)>
+void ScalarCalls(int i, const float* in, float* out, int n) {
+  for (; i + 4 <= n; i += 4) {
+    out[i] = kFn(in[i]);
+    out[i + 1] = kFn(in[i + 1]);
+    out[i + 2] = kFn(in[i + 2]);
+    out[i + 3] = kFn(in[i + 3]);
+  }
+  for (; i < n; ++i) out[i] = kFn(in[i]);
+}
+
+float Logf(float x) { return logf(x); }
+float Expf(float x) { return expf(x); }
+
 void LogfOnPath(int path, const float* in, float* out, int n) {
-  for (int i = path == kScalar ? 0 : LogfVectorRuns(path, in, out, n); i < n; ++i) out[i] = logf(in[i]);
+  ScalarCalls<Logf>(path == kScalar ? 0 : LogfVectorRuns(path, in, out, n), in, out, n);
 }
 
 void ExpfOnPath(int path, const float* in, float* out, int n) {
-  for (int i = path == kScalar ? 0 : ExpfVectorRuns(path, in, out, n); i < n; ++i) out[i] = expf(in[i]);
+  ScalarCalls<Expf>(path == kScalar ? 0 : ExpfVectorRuns(path, in, out, n), in, out, n);
 }
 
 #if defined(MIRVO_VECTOR_MATH_X86) || defined(MIRVO_VECTOR_MATH_NEON)
