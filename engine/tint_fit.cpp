@@ -76,19 +76,12 @@ struct Sums {
 };
 
 Sums LinearTint(float* __restrict u, float* __restrict v) {
-  if (internal::VectorMathPath() != 0) {
-    for (int i = 0; i < kNodes; ++i) {
-      u[i] = -u[i];
-      v[i] = -v[i];
-    }
-    internal::ExpfArray(u, u, kNodes);
-    internal::ExpfArray(v, v, kNodes);
-  } else {
-    for (int i = 0; i < kNodes; ++i) {
-      u[i] = expf(-u[i]);
-      v[i] = expf(-v[i]);
-    }
+  for (int i = 0; i < kNodes; ++i) {
+    u[i] = -u[i];
+    v[i] = -v[i];
   }
+  internal::ExpfArray(u, u, kNodes);
+  internal::ExpfArray(v, v, kNodes);
   Sums s = {0.0f, 0.0f};
   for (int i = 0; i < kNodes; ++i) {
     s.u += u[i];
