@@ -2,7 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
+#include "bench_fixtures.h"
 
 namespace mirvo_bench {
 
@@ -18,14 +18,13 @@ double CellPassSeconds();
 double RawReadSeconds();
 
 // Runs body once per iteration and reports its mean time over the floor as
-// the counter "x_floor".
+// the counter "x_floor". Both are this thread's CPU time, so that other
+// processes on a shared machine do not move the ratio.
 template <typename Body>
 void Measure(benchmark::State& state, double floor_seconds, Body&& body) {
-  const auto start = std::chrono::steady_clock::now();
+  const double start = ThreadSeconds();
   for (auto _ : state) body();
-  const double per_iter =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / state.iterations();
-  state.counters["x_floor"] = per_iter / floor_seconds;
+  state.counters["x_floor"] = (ThreadSeconds() - start) / state.iterations() / floor_seconds;
 }
 
 }  // namespace mirvo_bench

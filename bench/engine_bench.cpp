@@ -6,16 +6,29 @@
 // for the others.
 #include <benchmark/benchmark.h>
 
-
 #include "baselines.h"
 #include "bench_fixtures.h"
 #include "core/core.h"
+#include "core/cpu_features.h"
+#include "core/vector_math.h"
 #include "io/default_tuning.h"
 
 namespace mirvo_bench {
 namespace {
 
 constexpr int kFrames = 16;
+
+// Which logf/expf path the library takes on this machine.
+const char* PathLabel() {
+  switch (mirvo::internal::VectorMathPath()) {
+    case 2:
+      return "vector logf/expf, 8 lanes";
+    case 1:
+      return "vector logf/expf, 4 lanes";
+    default:
+      return "portable";
+  }
+}
 
 struct EngineFixture {
   mirvo::MirvoParams params = mirvo::DefaultMirvoParams();
@@ -45,8 +58,22 @@ void BM_Frame(benchmark::State& state) {
   EngineFixture f(debug);
   int i = 0;
   Measure(state, MathFloorSeconds(), [&] { f.RunFrame(i++); });
+  state.SetLabel(PathLabel());
 }
 BENCHMARK(BM_Frame)->Arg(0)->ArgName("debug");
+
+// The same frames on the portable paths (the C library's scalar logf/expf
+// and four-lane loops): the device's path where no vector logf/expf is
+// built. The label names the path each row took.
+void BM_FramePortable(benchmark::State& state) {
+  mirvo::internal::ForcePortablePaths(true);
+  EngineFixture f(false);
+  int i = 0;
+  Measure(state, MathFloorSeconds(), [&] { f.RunFrame(i++); });
+  mirvo::internal::ForcePortablePaths(false);
+  state.SetLabel("portable");
+}
+BENCHMARK(BM_FramePortable);
 BENCHMARK(BM_Frame)->Arg(1)->ArgName("debug")->Unit(benchmark::kMicrosecond);
 
 void BM_Stage_LogStatsInit(benchmark::State& state) {

@@ -136,12 +136,18 @@ MIRVO_INLINE void StoreV(float* p, const V& v) {
   std::memcpy(p, &v, sizeof v);
 }
 
-// x in every lane (not 0 + x, which would turn -0 into +0).
+// x in every lane (not 0 + x, which would turn -0 into +0). Written as an
+// initialiser, which compiles to one broadcast; a loop over the lanes
+// compiled to a chain of inserts.
 template <typename V>
-MIRVO_INLINE V SplatV(float x) {
-  V v;
-  for (int l = 0; l < VectorTraits<V>::kLanes; ++l) v[l] = x;
-  return v;
+MIRVO_INLINE V SplatV(float x);
+template <>
+MIRVO_INLINE F4 SplatV<F4>(float x) {
+  return F4{x, x, x, x};
+}
+template <>
+MIRVO_INLINE F8 SplatV<F8>(float x) {
+  return F8{x, x, x, x, x, x, x, x};
 }
 
 template <typename V>

@@ -1,4 +1,3 @@
-#include <cmath>
 #include <cstring>
 
 #include "engine/edge_kernels.h"
@@ -18,58 +17,11 @@ namespace {
 constexpr int kRows = 24;
 constexpr int kCols = 32;
 
-using internal::IsShape;
-
-// Any other shape of the grids (only a caller reshaping the public members
-// can make one) takes the element-by-element path below.
-bool StandardGradientShapes(const MirvoHybrid& e) {
-  const LogStats& s = e.log_stats_;
-  return IsShape(s.log_u_input, kCols, kRows) && IsShape(s.log_v_input, kCols, kRows) &&
-         IsShape(e.GradH_UX, kCols - 1, kRows) && IsShape(e.GradH_VX, kCols - 1, kRows) &&
-         IsShape(e.GradH_UY, kCols, kRows - 1) && IsShape(e.GradH_VY, kCols, kRows - 1) &&
-         IsShape(e.WX, kCols - 1, kRows) && IsShape(e.WY, kCols, kRows - 1);
-}
-
-void Differences(const Matrix<float>& in, Matrix<float>& gx, Matrix<float>& gy) {
-  const int w = in.cols;
-  const int h = in.rows;
-  for (int r = 0; r < h; ++r)
-    for (int c = 0; c + 1 < w; ++c) gx[r][c] = in[r][c + 1] - in[r][c];
-  for (int r = 0; r + 1 < h; ++r)
-    for (int c = 0; c < w; ++c) gy[r][c] = in[r + 1][c] - in[r][c];
-}
-
-// A small joint chroma step is shading and keeps weight 1; a large one is a
-// scene edge and is faded out between 2x and 3x smooth_thd. The weight never
-// drops below 0.0005 so the integration never divides by a zero sum.
-// fmin/fmax: a NaN ramp value (zero smooth_thd, zero step) yields the bound.
-void WeightEdges(float smooth_thd, Matrix<float>& gu, Matrix<float>& gv, Matrix<float>& w) {
-  for (int r = 0; r < gu.rows; ++r) {
-    for (int c = 0; c < gu.cols; ++c) {
-      const float s = std::fabs(gu[r][c]) + std::fabs(gv[r][c]);
-      float t = 3.0f - s / smooth_thd;
-      t = std::fmin(t, 1.0f);
-      w[r][c] = std::fmax(t, 0.0005f);
-      const float m = std::fmax(t, 0.0f);
-      gu[r][c] = gu[r][c] * m;
-      gv[r][c] = gv[r][c] * m;
-    }
-  }
-}
-
 template <int N>
 void ClampRun(float limit, float* __restrict g) {
   for (int i = 0; i < N; ++i) {
     const float x = g[i];
     g[i] = x < -limit ? -limit : (x > limit ? limit : x);
-  }
-}
-
-void ClampGrid(float limit, Matrix<float>& g) {
-  const int n = g.rows * g.cols;
-  for (int i = 0; i < n; ++i) {
-    const float x = g.data[i];
-    g.data[i] = x < -limit ? -limit : (x > limit ? limit : x);
   }
 }
 
@@ -84,13 +36,6 @@ constexpr int kLastRow = kRows - 1;
 // past the grid) and goes through scratch.
 void MirvoHybrid::EstimateGradient() {
   const float smooth_thd = pconfig_params_->tuning.smooth_thd;
-  if (!StandardGradientShapes(*this)) {
-    Differences(log_stats_.log_u_input, GradH_UX, GradH_UY);
-    Differences(log_stats_.log_v_input, GradH_VX, GradH_VY);
-    WeightEdges(smooth_thd, GradH_UX, GradH_VX, WX);
-    WeightEdges(smooth_thd, GradH_UY, GradH_VY, WY);
-    return;
-  }
   const float* u = log_stats_.log_u_input.data.data();
   const float* v = log_stats_.log_v_input.data.data();
   for (int r = 0; r < kLastRow; ++r) {
@@ -114,8 +59,6 @@ void MirvoHybrid::EstimateGradient() {
                                                              GradH_VY[r], WY[r], nullptr, nullptr);
   }
 }
-
-bool MirvoHybrid::CanFuseGradientSteps() const { return StandardGradientShapes(*this); }
 
 namespace {
 
@@ -231,18 +174,10 @@ void MaskUnreliableGradients(const LogStats& stats, Matrix<float>& ux, Matrix<fl
 }
 
 void ClampGradients(float limit, Matrix<float>& ux, Matrix<float>& uy, Matrix<float>& vx, Matrix<float>& vy) {
-  if (IsShape(ux, kCols - 1, kRows) && IsShape(vx, kCols - 1, kRows) && IsShape(uy, kCols, kRows - 1) &&
-      IsShape(vy, kCols, kRows - 1)) {
-    ClampRun<kNumHorizontalEdges>(limit, ux.data.data());
-    ClampRun<kNumVerticalEdges>(limit, uy.data.data());
-    ClampRun<kNumHorizontalEdges>(limit, vx.data.data());
-    ClampRun<kNumVerticalEdges>(limit, vy.data.data());
-    return;
-  }
-  ClampGrid(limit, ux);
-  ClampGrid(limit, uy);
-  ClampGrid(limit, vx);
-  ClampGrid(limit, vy);
+  ClampRun<kNumHorizontalEdges>(limit, ux.data.data());
+  ClampRun<kNumVerticalEdges>(limit, uy.data.data());
+  ClampRun<kNumHorizontalEdges>(limit, vx.data.data());
+  ClampRun<kNumVerticalEdges>(limit, vy.data.data());
 }
 
 }  // namespace internal

@@ -9,8 +9,6 @@
 namespace mirvo {
 namespace internal {
 
-inline bool IsShape(const Matrix<float>& m, int cols, int rows) { return m.cols == cols && m.rows == rows; }
-
 template <int kBegin, int kEnd>
 void DivideRun(float* __restrict x, float d) {
   for (int i = kBegin; i < kEnd; ++i) x[i] = x[i] / d;
@@ -32,12 +30,7 @@ void AddRun(const float* __restrict gain, float* __restrict log_input) {
 // log_input[i] = gain[i] + log_input[i] over log_input's flat index (both
 // grids are 24 x 32).
 inline void AddLogGains(const Matrix<float>& gain, Matrix<float>& log_input) {
-  const int n = log_input.rows * log_input.cols;
-  if (n == 768 && gain.size() == 768) {
-    AddRun<768>(gain.data.data(), log_input.data.data());
-    return;
-  }
-  for (int i = 0; i < n; ++i) log_input.data[i] = gain.data[i] + log_input.data[i];
+  AddRun<768>(gain.data.data(), log_input.data.data());
 }
 
 }  // namespace internal

@@ -9,58 +9,7 @@
 
 namespace mirvo {
 
-using internal::IsShape;
-
 namespace internal {
-
-namespace {
-
-void LatticeAnyStride(const Matrix<float>& gx, const Matrix<float>& gy, Matrix<float>& lx, Matrix<float>& ly) {
-  std::fill(lx.data.begin(), lx.data.end(), 0.0f);
-  std::fill(ly.data.begin(), ly.data.end(), 0.0f);
-
-  // Edge grids padded by repeating their outer column (gx) or row (gy), so
-  // every lattice node sees a full [1 2 1] window.
-  float px[24][33];
-  float py[25][32];
-  for (int r = 0; r < 24; ++r) {
-    const float* src = gx[r];
-    px[r][0] = src[0];
-    for (int j = 1; j <= 31; ++j) px[r][j] = src[j - 1];
-    px[r][32] = src[30];
-  }
-  for (int c = 0; c < 32; ++c) py[0][c] = gy[0][c];
-  for (int i = 1; i <= 23; ++i)
-    for (int c = 0; c < 32; ++c) py[i][c] = gy[i - 1][c];
-  for (int c = 0; c < 32; ++c) py[24][c] = gy[22][c];
-
-  for (int c = 0; c < 16; ++c) {
-    for (int k = 0; k < 12; ++k) {
-      const float a = 0.5f * (px[2 * k][2 * c] + 2.0f * px[2 * k][2 * c + 1] + px[2 * k][2 * c + 2]);
-      const float b = 0.5f * (px[2 * k + 1][2 * c] + 2.0f * px[2 * k + 1][2 * c + 1] + px[2 * k + 1][2 * c + 2]);
-      lx[k][c] += 0.25f * (3.0f * a - b);
-      lx[k + 1][c] += 0.25f * (3.0f * b - a);
-      const float cc = 0.5f * (py[2 * k][2 * c] + 2.0f * py[2 * k + 1][2 * c] + py[2 * k + 2][2 * c]);
-      // Not the mirror of cc: no sample above, the centre weighted three
-      // times. The tuned tables depend on this exact form.
-      const float d = 0.5f * (3.0f * py[2 * k + 1][2 * c + 1] + py[2 * k + 2][2 * c + 1]);
-      ly[k][c] += 0.25f * (3.0f * cc - d);
-      ly[k][c + 1] += 0.25f * (3.0f * d - cc);
-    }
-  }
-
-  // Border rows/columns of the lattice get one contribution instead of two.
-  for (int c = 0; c < 16; ++c) {
-    lx[0][c] *= 2.0f;
-    lx[12][c] *= 2.0f;
-  }
-  for (int r = 0; r < 12; ++r) {
-    ly[r][0] *= 2.0f;
-    ly[r][16] *= 2.0f;
-  }
-}
-
-}  // namespace
 
 namespace {
 
@@ -156,12 +105,8 @@ void LatticeY(const Matrix<float>& gy, Matrix<float>& ly) {
 }  // namespace
 
 void Matrix24x32ToMatrix13x17(const Matrix<float>& gx, const Matrix<float>& gy, Matrix<float>& lx, Matrix<float>& ly) {
-  if (IsShape(gx, 31, 24) && IsShape(gy, 32, 23) && IsShape(lx, 16, 13) && IsShape(ly, 17, 12)) {
-    LatticeX(gx, lx);
-    LatticeY(gy, ly);
-    return;
-  }
-  LatticeAnyStride(gx, gy, lx, ly);
+  LatticeX(gx, lx);
+  LatticeY(gy, ly);
 }
 
 void Integrator(int c0, int r0, const Matrix<float>& lx, const Matrix<float>& ly, Matrix<float>& out) {
@@ -191,11 +136,6 @@ void Integrator(int c0, int r0, const Matrix<float>& lx, const Matrix<float>& ly
 }  // namespace internal
 
 namespace {
-
-void Accumulate(const Matrix<float>& src, Matrix<float>& dst) {
-  const int n = dst.size();
-  for (int i = 0; i < n; ++i) dst.data[i] += src.data[i];
-}
 
 constexpr int kLatticeRows = 13;
 constexpr int kLatticeCols = 17;
@@ -345,13 +285,6 @@ void BlendAndAddProfile(float g, const float* pu, const float* pv, float prj_u, 
 }  // namespace
 
 void MirvoHybrid::IntegratorSum() {
-  if (!IsShape(GradL_UX, kLatticeCols - 1, kLatticeRows) || !IsShape(GradL_VX, kLatticeCols - 1, kLatticeRows) ||
-      !IsShape(GradL_UY, kLatticeCols, kLatticeRows - 1) || !IsShape(GradL_VY, kLatticeCols, kLatticeRows - 1) ||
-      !IsShape(log_tint_u, kLatticeCols, kLatticeRows) || !IsShape(log_tint_v, kLatticeCols, kLatticeRows)) {
-    IntegratorSumAnyShape();
-    return;
-  }
-
   PairedLattice l;
   Interleave<kLatticeRows*(kLatticeCols - 1)>(GradL_UX.data.data(), GradL_VX.data.data(), &l.lx[0][0]);
   Interleave<(kLatticeRows - 1) * kLatticeCols>(GradL_UY.data.data(), GradL_VY.data.data(), &l.ly[0][0]);
@@ -377,28 +310,6 @@ void MirvoHybrid::IntegratorSum() {
   Average<Pair, 1>(t, i, u, v);
 }
 
-// The same on grids of any shape, one integration at a time.
-void MirvoHybrid::IntegratorSumAnyShape() {
-  const int w = GradL_UY.cols;
-  const int h = GradL_UX.rows;
-  Matrix<float> t(w, h);
-  std::fill(log_tint_u.data.begin(), log_tint_u.data.end(), 0.0f);
-  std::fill(log_tint_v.data.begin(), log_tint_v.data.end(), 0.0f);
-  int count = 0;
-  for (int r0 = 0; r0 < h; r0 += h / 2) {
-    for (int c0 = 0; c0 < w; c0 += w / 2) {
-      internal::Integrator(c0, r0, GradL_UX, GradL_UY, t);
-      Accumulate(t, log_tint_u);
-      internal::Integrator(c0, r0, GradL_VX, GradL_VY, t);
-      Accumulate(t, log_tint_v);
-      ++count;
-    }
-  }
-  const float n = static_cast<float>(count);
-  for (float& x : log_tint_u.data) x /= n;
-  for (float& x : log_tint_v.data) x /= n;
-}
-
 void MirvoHybrid::IntegrateGradientResidue() {
   if (pconfig_params_ == nullptr) {
     __android_log_print(ANDROID_LOG_ERROR, kLogTag, "Mirvo is not configured. pconfig_params_ is nullptr");
@@ -414,12 +325,6 @@ void MirvoHybrid::IntegrateGradientResidue() {
   }
 
   const LearnedTintProfile& profile = pconfig_params_->learned_tint_profile;
-  if (!IsShape(log_tint_u, kLatticeCols, kLatticeRows) || !IsShape(log_tint_v, kLatticeCols, kLatticeRows) ||
-      !IsShape(temporal_tint_u_, kLatticeCols, kLatticeRows) ||
-      !IsShape(temporal_tint_v_, kLatticeCols, kLatticeRows)) {
-    BlendAndAddProfileAnyShape();
-    return;
-  }
   // The profile's share was taken out before integration; put it back after
   // the blend, which therefore smooths only the residue.
   if (tuning.enable_temporal_filter != 0) {
@@ -429,28 +334,6 @@ void MirvoHybrid::IntegrateGradientResidue() {
   } else {
     BlendAndAddProfile<false>(0.0f, &profile.BUL[0][0], &profile.BVL[0][0], prj_u_, prj_v_, nullptr, nullptr,
                               log_tint_u.data.data(), log_tint_v.data.data());
-  }
-}
-
-void MirvoHybrid::BlendAndAddProfileAnyShape() {
-  const TuningParams& tuning = pconfig_params_->tuning;
-  if (tuning.enable_temporal_filter != 0) {
-    const float g = temporal_update_gain_;
-    for (int r = 0; r < 13; ++r) {
-      for (int c = 0; c < 17; ++c) {
-        temporal_tint_u_[r][c] = temporal_tint_u_[r][c] + g * (log_tint_u[r][c] - temporal_tint_u_[r][c]);
-        temporal_tint_v_[r][c] = temporal_tint_v_[r][c] + g * (log_tint_v[r][c] - temporal_tint_v_[r][c]);
-      }
-    }
-    log_tint_u = temporal_tint_u_;
-    log_tint_v = temporal_tint_v_;
-  }
-  const LearnedTintProfile& profile = pconfig_params_->learned_tint_profile;
-  for (int r = 0; r < 13; ++r) {
-    for (int c = 0; c < 17; ++c) {
-      log_tint_u[r][c] = profile.BUL[r][c] * prj_u_ + log_tint_u[r][c];
-      log_tint_v[r][c] = profile.BVL[r][c] * prj_v_ + log_tint_v[r][c];
-    }
   }
 }
 

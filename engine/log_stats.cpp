@@ -5,8 +5,6 @@
 
 #include "core/simd4.h"
 #include "core/vector_math.h"
-#include "engine/gradient_steps.h"
-#include "engine/mirvo_hybrid.h"
 
 // The eight-lane cell pass below passes its vectors only between
 // always-inlined helpers inside the AVX2 function, never across an ABI
@@ -120,13 +118,10 @@ __attribute__((always_inline)) inline void CellFields(const CellWord* w, interna
 // With a ratio >= 0 (or NaN) the saturation limit is >= 0 or NaN, and for an
 // integer sat, sat > trunc(x) is sat > x there, so no truncation is needed.
 template <typename V>
-__attribute__((always_inline)) inline void CellStep(const CellWord* w, float lo_thd, float hi_thd, float s_thd,
-                                                    float* u, float* v, int32_t* flags) {
+__attribute__((always_inline)) inline void CellStep(const CellWord* w, const V& lo, const V& hi, const V& s, float* u,
+                                                    float* v, int32_t* flags) {
   using I = typename internal::VectorTraits<V>::Int;
   using U = typename internal::VectorTraits<V>::Unsigned;
-  const V lo = internal::SplatV<V>(lo_thd);
-  const V hi = internal::SplatV<V>(hi_thd);
-  const V s = internal::SplatV<V>(s_thd);
   V fields[8];
   CellFields(w, fields);
   const U cnt_r_gr = (U)fields[4];
@@ -158,23 +153,19 @@ __attribute__((always_inline)) inline void CellStep(const CellWord* w, float lo_
 
 constexpr int kCells = kRows * kCols;
 
-// Four cells per step. With kScalarLogs, the logs of the step before are
-// taken in the same loop: the library calls are latency-bound, and the
-// vector work of the next cells runs beside them. Otherwise the ratios are
-// left for the vector logs afterwards.
-template <bool kScalarLogs>
+// Four cells per step; the logs are taken afterwards over whole grids, so
+// no library call sits inside this loop to spill its vectors.
 void CellPass(const StatsCell* cells, float lo, float hi, float s, float* u, float* v,
               int32_t (&both)[kRows + 1][kCols]) {
   const CellWord* words = reinterpret_cast<const CellWord*>(cells);
   int32_t* flags = &both[0][0];
-  for (int c = 0; c <= kCells; c += 4) {
-    if (c < kCells) CellStep<internal::F4>(words + kCellWords * c, lo, hi, s, u + c, v + c, flags + c);
-    if (kScalarLogs && c > 0) {
-      for (int k = c - 4; k < c; ++k) {
-        u[k] = logf(u[k]);
-        v[k] = logf(v[k]);
-      }
-    }
+  // The thresholds in every lane once, outside the loop: rebuilt in each
+  // step they cost a quarter of it.
+  const internal::F4 lo4 = internal::SplatV<internal::F4>(lo);
+  const internal::F4 hi4 = internal::SplatV<internal::F4>(hi);
+  const internal::F4 s4 = internal::SplatV<internal::F4>(s);
+  for (int c = 0; c < kCells; c += 4) {
+    CellStep<internal::F4>(words + kCellWords * c, lo4, hi4, s4, u + c, v + c, flags + c);
   }
 }
 
@@ -184,19 +175,14 @@ __attribute__((target("avx2"))) void CellPassEight(const StatsCell* cells, float
                                                    float* v, int32_t (&both)[kRows + 1][kCols]) {
   const CellWord* words = reinterpret_cast<const CellWord*>(cells);
   int32_t* flags = &both[0][0];
+  const internal::F8 lo8 = internal::SplatV<internal::F8>(lo);
+  const internal::F8 hi8 = internal::SplatV<internal::F8>(hi);
+  const internal::F8 s8 = internal::SplatV<internal::F8>(s);
   for (int c = 0; c < kCells; c += 8) {
-    CellStep<internal::F8>(words + kCellWords * c, lo, hi, s, u + c, v + c, flags + c);
+    CellStep<internal::F8>(words + kCellWords * c, lo8, hi8, s8, u + c, v + c, flags + c);
   }
 }
 #endif
-
-template <typename T>
-void RecordChannel(MirvoState& state, const char* key, const Stats& stats, T (*get)(const StatsCell&)) {
-  Matrix<T> m(stats.cols, stats.rows);
-  const int n = stats.cols * stats.rows;
-  for (int i = 0; i < n; ++i) m.data[i] = get(stats.cells[i]);
-  state.Set(key, m);
-}
 
 }  // namespace
 
@@ -224,20 +210,18 @@ errCode LogStats::Init(const Stats& stats, float min_level_thd, float max_level_
   float* v = log_v_input.data.data();
   if (s < 0.0f) {
     CellPassNegativeRatio(stats.cells, lo, hi, s, u, v, both);
-  } else if (internal::VectorMathPath() != 0) {
+  } else {
 #if defined(__x86_64__)
     if (internal::HaveEightLanes()) {
       CellPassEight(stats.cells, lo, hi, s, u, v, both);
     } else {
-      CellPass<false>(stats.cells, lo, hi, s, u, v, both);
+      CellPass(stats.cells, lo, hi, s, u, v, both);
     }
 #else
-    CellPass<false>(stats.cells, lo, hi, s, u, v, both);
+    CellPass(stats.cells, lo, hi, s, u, v, both);
 #endif
     internal::LogfArray(u, u, kRows * kCols);
     internal::LogfArray(v, v, kRows * kCols);
-  } else {
-    CellPass<true>(stats.cells, lo, hi, s, u, v, both);
   }
 
   // An edge is reliable only when both of its cells are reliable in u and v.
@@ -253,31 +237,6 @@ errCode LogStats::Init(const Stats& stats, float min_level_thd, float max_level_
   // ones: nothing reads it, but the recorded grid shows it, so keep it.
   std::memcpy(is_reliable_dy_[kRows - 1], is_reliable_dx_[kRows - 2], kCols);
   return kOk;
-}
-
-errCode MirvoHybrid::SetStats(const Stats& stats) {
-  // Recorded before validation so that a rejected frame can be inspected too.
-  if (pdebug_params_->debug_enable) {
-    RecordChannel<unsigned int>(state_, "lin_stat_sum_R[24][32]", stats, [](const StatsCell& s) { return s.sum[R]; });
-    RecordChannel<unsigned int>(state_, "lin_stat_sum_Gr[24][32]", stats, [](const StatsCell& s) { return s.sum[Gr]; });
-    RecordChannel<unsigned int>(state_, "lin_stat_sum_Gb[24][32]", stats, [](const StatsCell& s) { return s.sum[Gb]; });
-    RecordChannel<unsigned int>(state_, "lin_stat_sum_B[24][32]", stats, [](const StatsCell& s) { return s.sum[B]; });
-    RecordChannel<unsigned short>(state_, "lin_stat_sat_cnt_R[24][32]", stats,
-                                  [](const StatsCell& s) { return s.sat_cnt[R]; });
-    RecordChannel<unsigned short>(state_, "lin_stat_sat_cnt_Gr[24][32]", stats,
-                                  [](const StatsCell& s) { return s.sat_cnt[Gr]; });
-    RecordChannel<unsigned short>(state_, "lin_stat_sat_cnt_Gb[24][32]", stats,
-                                  [](const StatsCell& s) { return s.sat_cnt[Gb]; });
-    RecordChannel<unsigned short>(state_, "lin_stat_sat_cnt_B[24][32]", stats,
-                                  [](const StatsCell& s) { return s.sat_cnt[B]; });
-    RecordChannel<unsigned short>(state_, "lin_stat_count[24][32]", stats, [](const StatsCell& s) { return s.cnt[R]; });
-  }
-  const TuningParams& tuning = pconfig_params_->tuning;
-  return log_stats_.Init(stats, tuning.min_level_thd, tuning.max_level_thd, tuning.sat_ratio_thd);
-}
-
-void MirvoHybrid::RemoveUnreliableStats() {
-  internal::MaskUnreliableGradients(log_stats_, GradH_UX, GradH_UY, GradH_VX, GradH_VY);
 }
 
 }  // namespace mirvo

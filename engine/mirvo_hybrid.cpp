@@ -3,12 +3,15 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/log_tag.h"
 #include "engine/grid_kernels.h"
 #include "io/lsc_table_file.h"
 
 namespace mirvo {
 
 namespace {
+
+bool IsShape(const Matrix<float>& m, int cols, int rows) { return m.cols == cols && m.rows == rows; }
 
 void RecordBaseTable(MirvoState& state, const LscTable& table) {
   state.Set("base_table_R[13][17]", Matrix<float>(table.r_gain));
@@ -77,11 +80,29 @@ int MirvoHybrid::LoadLscBaseTable(const char* path) {
 }
 
 void MirvoHybrid::ApplyLscBaseTable() {
+  if (!CheckGridShapes()) return;
   internal::AddLogGains(lsc_gain_.lsc_log_RG_gain, log_stats_.log_u_input);
   internal::AddLogGains(lsc_gain_.lsc_log_BG_gain, log_stats_.log_v_input);
 }
 
 LscTable* MirvoHybrid::GetMirvoTable() { return &mirvo_table_; }
+
+// The grids are public so that tools can read them; a caller that resizes
+// one gets this error instead of a frame.
+bool MirvoHybrid::CheckGridShapes() const {
+  const bool ok = IsShape(log_stats_.log_u_input, 32, 24) && IsShape(log_stats_.log_v_input, 32, 24) &&
+                  IsShape(lsc_gain_.lsc_log_RG_gain, 32, 24) && IsShape(lsc_gain_.lsc_log_BG_gain, 32, 24) &&
+                  IsShape(WX, 31, 24) && IsShape(WY, 32, 23) && IsShape(GradH_UX, 31, 24) &&
+                  IsShape(GradH_UY, 32, 23) && IsShape(GradH_VX, 31, 24) && IsShape(GradH_VY, 32, 23) &&
+                  IsShape(log_tint_u, 17, 13) && IsShape(log_tint_v, 17, 13) && IsShape(temporal_tint_u_, 17, 13) &&
+                  IsShape(temporal_tint_v_, 17, 13) && IsShape(GradL_UX, 16, 13) && IsShape(GradL_UY, 17, 12) &&
+                  IsShape(GradL_VX, 16, 13) && IsShape(GradL_VY, 17, 12);
+  if (!ok) {
+    __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                        "Mirvo grids were reshaped. The engine runs only on the shapes it was built with");
+  }
+  return ok;
+}
 
 errCode MirvoHybrid::SaveDisgnosticData(const std::string& path) { return state_.SaveAll(path); }
 

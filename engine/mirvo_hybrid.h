@@ -93,23 +93,17 @@ class MirvoHybrid {
   Matrix<float> GradL_VY;
 
  private:
+  // Whether every grid still has the shape the constructor gave it (the
+  // stages are written for those shapes only); logs an error when not.
+  bool CheckGridShapes() const;
   // Pieces of the stages that the frame driver runs fused when diagnostics
   // are off (nothing is recorded between them then).
-  bool CanFuseGradientSteps() const;
   // EstimateGradient + mask + the flattening and sums of the fit.
   internal::FitSums WeightMaskAndSum();
   // Projections (with the temporal filter) from the fit's sums.
   void SetProjections(const internal::FitSums& sums);
   // The fit's residues, and the clamp of them into the gradient grids.
   void ResiduesAndClamp();
-
-  void IntegratorSumAnyShape();
-  struct TintMeans {
-    float u;
-    float v;
-  };
-  TintMeans LinearTintAnyShape(bool scale);
-  void BlendAndAddProfileAnyShape();
 
   // The nine path integrations of IntegratorSum, u and v side by side; a
   // member so that a frame neither allocates nor needs 16 KB of stack.

@@ -67,6 +67,7 @@ void MirvoHybrid::GenerateDlscTable() {
                         "Mirvo is not configured. Either pdebug_params_ or pconfig_params_ is nullptr");
     return;
   }
+  if (!CheckGridShapes()) return;
   const bool debug = pdebug_params_->debug_enable;
   const TuningParams& tuning = pconfig_params_->tuning;
   Matrix<float>& log_u = log_stats_.log_u_input;
@@ -96,7 +97,7 @@ void MirvoHybrid::GenerateDlscTable() {
     state_.Set("log_stats_V[24][32]", log_v);
   }
 
-  if (!debug && CanFuseGradientSteps()) {
+  if (!debug) {
     // Nothing is recorded between these steps: run them as one pass over the
     // edges and one over the residues, with the same arithmetic.
     SetProjections(WeightMaskAndSum());
@@ -148,8 +149,7 @@ void MirvoHybrid::MergeTintBaseTables() {
   // NaN nodes are ignored by the minimum, so one bad node cannot void the
   // normalisation.
   float m = 1.0f;
-  if (log_tint_u.cols == 17 && log_tint_u.rows == 13 && log_tint_v.cols == 17 && log_tint_v.rows == 13 &&
-      !HasSignalingNan(&base.gr_gain[0][0]) && !HasSignalingNan(&base.gb_gain[0][0])) {
+  if (!HasSignalingNan(&base.gr_gain[0][0]) && !HasSignalingNan(&base.gb_gain[0][0])) {
     const float* tu = log_tint_u.data.data();
     const float* tv = log_tint_v.data.data();
     ApplyTint<0, kMainNodes>(&base.r_gain[0][0], &base.b_gain[0][0], tu, tv, &out.r_gain[0][0], &out.b_gain[0][0]);
@@ -161,6 +161,7 @@ void MirvoHybrid::MergeTintBaseTables() {
     m = MinOfPlane(&base.gb_gain[0][0], m);
     m = MinOfPlane(&out.b_gain[0][0], m);
   } else {
+    // A signaling NaN in a green plane: node by node with fmin, as written.
     for (int r = 0; r < 13; ++r) {
       for (int c = 0; c < 17; ++c) {
         out.r_gain[r][c] = base.r_gain[r][c] * log_tint_u[r][c];

@@ -20,6 +20,8 @@ const float* Unflatten(const float* src, Matrix<float>& m) {
   return src + m.size();
 }
 
+constexpr int kNodes = 13 * 17;
+
 bool DiagnosticsOn(const MirvoDebugParams* debug) { return debug != nullptr && debug->debug_enable; }
 
 // residue = (gradient - PU x prj) x weight for u and weight x (gradient - PV x
@@ -74,20 +76,12 @@ struct Sums {
 };
 
 Sums LinearTint(float* __restrict u, float* __restrict v) {
-  constexpr int kNodes = 13 * 17;
-  if (internal::VectorMathPath() != 0) {
-    for (int i = 0; i < kNodes; ++i) {
-      u[i] = -u[i];
-      v[i] = -v[i];
-    }
-    internal::ExpfArray(u, u, kNodes);
-    internal::ExpfArray(v, v, kNodes);
-  } else {
-    for (int i = 0; i < kNodes; ++i) {
-      u[i] = expf(-u[i]);
-      v[i] = expf(-v[i]);
-    }
+  for (int i = 0; i < kNodes; ++i) {
+    u[i] = -u[i];
+    v[i] = -v[i];
   }
+  internal::ExpfArray(u, u, kNodes);
+  internal::ExpfArray(v, v, kNodes);
   Sums s = {0.0f, 0.0f};
   for (int i = 0; i < kNodes; ++i) {
     s.u += u[i];
@@ -181,46 +175,29 @@ void MirvoHybrid::TemporalFilter(float prj_u, float prj_v) {
   temporal_update_gain_ = g;
 }
 
-// The scaled path, exp call by exp call, on grids of any shape.
-MirvoHybrid::TintMeans MirvoHybrid::LinearTintAnyShape(bool scale) {
-  float su = 0.0f;
-  float sv = 0.0f;
-  for (int r = 0; r < 13; ++r) {
-    for (int c = 0; c < 17; ++c) {
-      if (scale) {
-        log_tint_u[r][c] *= pdebug_params_->tint_visualization_gain;
-        log_tint_v[r][c] *= pdebug_params_->tint_visualization_gain;
-      }
-      log_tint_u[r][c] = expf(-log_tint_u[r][c]);
-      log_tint_v[r][c] = expf(-log_tint_v[r][c]);
-      su += log_tint_u[r][c];
-      sv += log_tint_v[r][c];
-    }
-  }
-  return {su / 221.0f, sv / 221.0f};
-}
-
 void MirvoHybrid::LogToLinear() {
   const bool debug = DiagnosticsOn(pdebug_params_);
   const bool scale = debug && pdebug_params_->tint_visualization_gain != 1.0f;
-  TintMeans m;
-  if (!scale && log_tint_u.cols == 17 && log_tint_u.rows == 13 && log_tint_v.cols == 17 && log_tint_v.rows == 13) {
-    const Sums s = LinearTint(log_tint_u.data.data(), log_tint_v.data.data());
-    m = {s.u / 221.0f, s.v / 221.0f};
-  } else {
-    m = LinearTintAnyShape(scale);
+  float* u = log_tint_u.data.data();
+  float* v = log_tint_v.data.data();
+  // Each node is scaled before its own exponential; the nodes do not depend
+  // on each other, so scaling all of them first gives the same values.
+  if (scale) {
+    const float gain = pdebug_params_->tint_visualization_gain;
+    for (int i = 0; i < kNodes; ++i) {
+      u[i] *= gain;
+      v[i] *= gain;
+    }
   }
-  if (log_tint_u.size() == 221 && log_tint_v.size() == 221) {
-    internal::DivideAll<221>(log_tint_u.data.data(), m.u);
-    internal::DivideAll<221>(log_tint_v.data.data(), m.v);
-  } else {
-    for (float& x : log_tint_u.data) x /= m.u;
-    for (float& x : log_tint_v.data) x /= m.v;
-  }
+  const Sums s = LinearTint(u, v);
+  const float mean_u = s.u / 221.0f;
+  const float mean_v = s.v / 221.0f;
+  internal::DivideAll<kNodes>(u, mean_u);
+  internal::DivideAll<kNodes>(v, mean_v);
 
   if (debug) {
-    state_.Set("red_gain", m.u);
-    state_.Set("blue_gain", m.v);
+    state_.Set("red_gain", mean_u);
+    state_.Set("blue_gain", mean_v);
   }
 }
 

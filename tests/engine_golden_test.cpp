@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/core.h"
+#include "core/cpu_features.h"
 #include "io/lsc_table_file.h"
 #include "tests/support/engine_scene.h"
 #include "tests/support/test_support.h"
@@ -16,7 +17,8 @@
 // files. The same files must come out on x86-64 and on AArch64. Regenerate
 // them after an intended change of the numbers with
 //   MIRVO_UPDATE_GOLDEN=1 <build>/tests/engine_golden_test
-// and review the diff.
+// and review the diff. The run is repeated with the portable paths forced
+// (the device's path where no vector logf/expf is built): same files.
 
 namespace mirvo {
 namespace {
@@ -115,7 +117,16 @@ void ExpectSameText(const std::string& golden_name, const std::string& actual) {
                 << "\n  actual:   " << actual.substr(from, actual.find('\n', from) - from);
 }
 
-TEST(EngineGolden, MultiFrameScenario) {
+// Forces the portable paths for one test.
+struct PortablePaths {
+  explicit PortablePaths(bool on) { internal::ForcePortablePaths(on); }
+  ~PortablePaths() { internal::ForcePortablePaths(false); }
+};
+
+class EngineGolden : public testing::TestWithParam<bool> {};
+
+TEST_P(EngineGolden, MultiFrameScenario) {
+  const PortablePaths paths(GetParam());
   static MirvoParams params;  // must outlive the Core
   MakeParams(params);
   LscTable base;
@@ -163,7 +174,7 @@ TEST(EngineGolden, MultiFrameScenario) {
   const std::string dump = mirvo_test::ReadFile(dir.File("dump.txt"));
 
   const char* update = std::getenv("MIRVO_UPDATE_GOLDEN");
-  if (update != nullptr && std::strcmp(update, "1") == 0) {
+  if (update != nullptr && std::strcmp(update, "1") == 0 && !GetParam()) {
     mirvo_test::WriteFile(mirvo_test::DataPath("golden/engine_tables.txt"), tables);
     mirvo_test::WriteFile(mirvo_test::DataPath("golden/engine_dump.txt"), dump);
     GTEST_SKIP() << "golden files rewritten";
@@ -171,6 +182,9 @@ TEST(EngineGolden, MultiFrameScenario) {
   ExpectSameText("engine_tables.txt", tables);
   ExpectSameText("engine_dump.txt", dump);
 }
+
+INSTANTIATE_TEST_SUITE_P(Paths, EngineGolden, testing::Values(false, true),
+                         [](const testing::TestParamInfo<bool>& p) { return p.param ? "Portable" : "Widest"; });
 
 }  // namespace
 }  // namespace mirvo

@@ -96,6 +96,31 @@ TEST_F(EngineTest, UnconfiguredEngineLogsAndLeavesEverythingAlone) {
   EXPECT_EQ(std::memcmp(&before, &bare.mirvo_table_, sizeof(LscTable)), 0);
 }
 
+// A caller that resizes a public grid gets one error line per frame and an
+// untouched engine, whichever grid it was.
+TEST_F(EngineTest, ReshapedGridStopsTheFrame) {
+  Matrix<float> MirvoHybrid::*const grids[] = {
+      &MirvoHybrid::WX, &MirvoHybrid::GradH_UY, &MirvoHybrid::log_tint_v,      &MirvoHybrid::GradL_VX,
+      &MirvoHybrid::WY, &MirvoHybrid::GradH_VX, &MirvoHybrid::temporal_tint_u_};
+  for (Matrix<float> MirvoHybrid::*grid : grids) {
+    MirvoHybrid e;
+    MirvoDebugParams debug;
+    e.SetMirvoParams(params_);
+    e.SetMirvoDebugParams(debug);
+    std::memset(&e.mirvo_table_, 0x5a, sizeof(LscTable));
+    const LscTable before = e.mirvo_table_;
+    (e.*grid).Resize((e.*grid).cols + 1, (e.*grid).rows);
+    mirvo_test::LogCapture log;
+    e.GenerateDlscTable();
+    e.ApplyLscBaseTable();
+    const std::string reshaped =
+        "E/MirvoCore: Mirvo grids were reshaped. The engine runs only on the shapes it was built with\n";
+    EXPECT_EQ(mirvo_test::LogText(log), reshaped + reshaped);
+    EXPECT_EQ(std::memcmp(&before, &e.mirvo_table_, sizeof(LscTable)), 0);
+    for (float x : e.log_stats_.log_u_input.data) ASSERT_EQ(x, 1.0f);
+  }
+}
+
 TEST_F(EngineTest, NoShadingInNoTintOut) {
   // Grey scene, base table with vignetting but no colour: nothing to correct,
   // and the smallest gain is already 1.
