@@ -120,3 +120,67 @@ class Core:
     @property
     def temporal_update_gain(self) -> Optional[float]:
         """Temporal filter gain of the last frame, None before a frame."""
+
+_Frames = Union[npt.ArrayLike, Sequence[npt.ArrayLike]]
+
+class CalibrationSummary:
+    """What calibrate() found: the figures mirvo calibrate prints."""
+
+    @property
+    def falloff_ev(self) -> Tuple[float, float, float, float]:
+        """Corner fall-off per channel (R, Gr, Gb, B) in EV: log2 of the centre over the corners' mean."""
+    @property
+    def rg_peak_to_peak(self) -> float:
+        """Colour shading: peak to peak of log R/G over the nodes."""
+    @property
+    def bg_peak_to_peak(self) -> float:
+        """Colour shading: peak to peak of log B/G over the nodes."""
+    @property
+    def clipped_share(self) -> float:
+        """Share of the samples at the white level."""
+    @property
+    def residual_rms(self) -> float:
+        """RMS of the blocks kept off the smooth surface (log units), the largest channel's."""
+    @property
+    def residual_p90(self) -> float:
+        """90th percentile of |block - smooth surface| (log units)."""
+    @property
+    def outlier_share(self) -> float:
+        """Share of the blocks the surface leaves out, the largest channel's."""
+    @property
+    def captures(self) -> int:
+        """Captures averaged."""
+
+def calibrate(
+    frames: _Frames,
+    pattern: str,
+    bits: int,
+    black_level: _Levels = 0,
+    luminance_strength: float = 1.0,
+) -> Tuple[npt.NDArray[np.float32], CalibrationSummary]:
+    """Base table float32 (4, 13, 17) from uint16 (height, width) flat-field captures (one, a stack or a
+    sequence, averaged), as mirvo calibrate makes it; ValueError with the program's reason for a bad shot."""
+
+class ProfileLearningReport:
+    """How well a learned profile describes the tables it was learned from."""
+
+    @property
+    def explained_u(self) -> float:
+        """Share of the energy of the u (log R/G) differences the profile explains."""
+    @property
+    def explained_v(self) -> float:
+        """Share of the energy of the v (log B/G) differences the profile explains."""
+    @property
+    def projection_u(self) -> list[float]:
+        """Per table, its u difference projected onto BUL (reference 0, largest +-1)."""
+    @property
+    def projection_v(self) -> list[float]:
+        """Per table, its v difference projected onto BVL."""
+
+def learn_profile(
+    tables: Union[npt.ArrayLike, Sequence[npt.ArrayLike]],
+    reference: int = 0,
+    tuning: Optional[Tuning] = None,
+) -> Tuple[Tuning, ProfileLearningReport]:
+    """Tuning with the tint profile learned from float32 (4, 13, 17) base tables of several illuminants
+    (two or more), as mirvo learn makes it; ValueError with the program's reason for tables that cannot teach one."""

@@ -32,4 +32,5 @@ PYBIND11_MODULE(mirvo, m) {
   mirvo_py::BindTables(m);
   mirvo_py::BindStats(m);
   mirvo_py::BindCore(m);
+  mirvo_py::BindCalibration(m);
 }

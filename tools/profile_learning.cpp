@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 #include "core/crop_info.h"
 #include "resample/learned_tint_profile.h"
@@ -140,6 +141,25 @@ errCode LearnTintProfile(const LscTable* tables, size_t count, size_t reference,
   std::copy(cropped.BgUHXY, cropped.BgUHXY + kNumEdges, profile->BgUHXY);
   std::copy(cropped.BgVHXY, cropped.BgVHXY + kNumEdges, profile->BgVHXY);
   return kOk;
+}
+
+std::string LearnTintProfileFromTables(const std::vector<LscTable>& tables, const std::vector<std::string>& names,
+                                       size_t reference, LearnedTintProfile* profile, ProfileLearningReport* report) {
+  for (size_t k = 0; k < tables.size(); ++k) {
+    const float* g = &tables[k].r_gain[0][0];
+    for (int i = 0; i < 884; ++i)
+      if (!(g[i] > 0.0f)) return names[k] + ": holds a gain that is not positive";
+    const double d = GreenShapeDifference(tables[reference], tables[k]);
+    if (d > kMaxGreenShapeDiff) {
+      char figures[64];
+      std::snprintf(figures, sizeof figures, "%.3f in log G (at most %.2f)", d, kMaxGreenShapeDiff);
+      return names[k] + ": vignetting differs from " + names[reference] + "'s by " + figures +
+             ": not the same module and geometry";
+    }
+  }
+  if (LearnTintProfile(tables.data(), tables.size(), reference, profile, report) != kOk)
+    return names[reference] + ": the tables' colour ratios do not differ; give tables of at least two illuminants";
+  return std::string();
 }
 
 }  // namespace mirvo

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "core/error_code.h"
@@ -38,5 +39,19 @@ double GreenShapeDifference(const LscTable& a, const LscTable& b);
 // `reference` is out of range or a gain is not positive and finite.
 errCode LearnTintProfile(const LscTable* tables, size_t count, size_t reference, LearnedTintProfile* profile,
                          ProfileLearningReport* report);
+
+// Tables whose vignetting differs by more than a factor of two (log units)
+// are not of one module and crop; real calibrations of one module under
+// different lights differ by up to 0.4.
+inline constexpr double kMaxGreenShapeDiff = 0.7;
+
+// LearnTintProfile behind the checks the workstation program and the Python
+// module make first: every gain positive, every table's vignetting close to
+// the reference's (GreenShapeDifference), the colour ratios of at least two
+// tables different. `names` name the tables in the refusal, which comes back
+// as one line ready to show the user; empty when the profile was learned.
+// `reference` must be below tables.size() and tables.size() at least 2.
+std::string LearnTintProfileFromTables(const std::vector<LscTable>& tables, const std::vector<std::string>& names,
+                                       size_t reference, LearnedTintProfile* profile, ProfileLearningReport* report);
 
 }  // namespace mirvo

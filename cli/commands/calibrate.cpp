@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -13,6 +12,7 @@
 #include "render/png_writer.h"
 #include "tools/bayer_raw.h"
 #include "tools/calibration.h"
+#include "tools/flat_field_calibration.h"
 
 namespace mirvo_cli {
 namespace {
@@ -48,54 +48,13 @@ const char kHelp[] =
 
 const char* const kChannels[4] = {"R", "Gr", "Gb", "B"};
 
-std::string Fixed(double v, int decimals) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.*f", decimals, v);
-  return text;
-}
-
-std::string Percent(double share) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.3g %%", share * 100.0);
-  return text;
-}
-
-[[noreturn]] void TooDark(const std::string& what, const mirvo::FlatFieldFit& fit) {
-  throw DataError(what + ": too dark to measure: the green level is " +
-                  Percent(std::max(0.0, fit.median_green / 16383.0)) + " of the range above black (at least " +
-                  Percent(mirvo::kMinFlatLevel) + ")");
-}
-
-// Refuses a capture (or the average of several) that cannot serve as a flat field.
-void Judge(const std::string& what, const mirvo::FlatFieldFit& fit) {
-  const mirvo::FlatFieldVerdict v = mirvo::JudgeFlatField(fit);
-  switch (v.problem) {
-    case mirvo::FlatFieldProblem::kNone:
-      return;
-    case mirvo::FlatFieldProblem::kClipped:
-      throw DataError(what + ": " + Percent(v.value) + " of the samples are clipped (at most " + Percent(v.limit) +
-                      "); lower the exposure");
-    case mirvo::FlatFieldProblem::kTooDark:
-      TooDark(what, fit);
-    case mirvo::FlatFieldProblem::kNotFlat:
-      throw DataError(
-          what + ": not a flat field: " +
-          (v.limit == mirvo::kMaxFlatResidual
-               ? "10 % of the blocks lie " + Percent(v.value) + " or more off a smooth surface (at most " +
-                     Percent(v.limit) + ")"
-               : Percent(v.value) + " of the blocks lie far off a smooth surface (at most " + Percent(v.limit) + ")") +
-          "; texture or objects in view?");
-  }
-}
-
-void MeasureCapture(const std::string& path, const RawOptions& raw, mirvo::FlatFieldBlocks* blocks) {
+void AddCapture(const std::string& path, const RawOptions& raw, mirvo::FlatFieldCalibration* calibration) {
   CheckRawFile(path, raw);
   mirvo::BayerRaw frame;
   if (frame.ReadRawImage(path.c_str(), raw.width, raw.height, raw.bits, raw.pattern.c_str(), raw.mipi) != mirvo::kOk)
     throw DataError(path + ": cannot read raw frame");
-  if (mirvo::MeasureFlatField(frame, raw.black_level, blocks) != mirvo::kOk)
-    throw DataError(path + ": frame too small to calibrate (at least " + std::to_string(2 * mirvo::kFlatBlockCols) +
-                    " x " + std::to_string(2 * mirvo::kFlatBlockRows) + " pixels)");
+  const std::string refused = calibration->AddCapture(frame, raw.black_level, path);
+  if (!refused.empty()) throw DataError(refused);
 }
 
 std::string Stem(const std::string& path) {
@@ -122,29 +81,13 @@ int Run(const std::vector<std::string>& argv) {
     args.Fail("--luminance-strength: '" + args.Get("--luminance-strength") + "' is not a number from 0 to 1");
   const std::string out = args.Require("--out");
 
-  std::vector<mirvo::FlatFieldBlocks> blocks(files.size());
-  std::unique_ptr<mirvo::FlatFieldFit> first;
-  for (size_t k = 0; k < files.size(); ++k) {
-    MeasureCapture(files[k], raw, &blocks[k]);
-    auto fit = std::make_unique<mirvo::FlatFieldFit>();
-    if (!mirvo::FitFlatField(&blocks[k], 1, fit.get())) TooDark(files[k], *fit);
-    Judge(files[k], *fit);
-    if (!first) {
-      first = std::move(fit);
-      continue;
-    }
-    double colour = 0.0, luma = 0.0;
-    mirvo::CaptureDifference(*first, *fit, &colour, &luma);
-    if (colour > mirvo::kMaxCaptureColourDiff || luma > mirvo::kMaxCaptureLumaDiff)
-      throw DataError(files[k] + ": disagrees with " + files[0] + ": shading differs by " + Fixed(colour, 3) +
-                      " in log R/G or B/G (at most " + Fixed(mirvo::kMaxCaptureColourDiff, 2) + ") and " +
-                      Fixed(luma, 3) + " in log G (at most " + Fixed(mirvo::kMaxCaptureLumaDiff, 2) +
-                      "); one light, one module per call");
-  }
+  // Captures are read one at a time: a refused one stops the run before the next is read.
+  auto calibration = std::make_unique<mirvo::FlatFieldCalibration>();
+  for (const std::string& file : files) AddCapture(file, raw, calibration.get());
+  mirvo::LscTable table;
   mirvo::FlatFieldFit fit;
-  if (!mirvo::FitFlatField(blocks.data(), blocks.size(), &fit)) TooDark(files[0], fit);
-  Judge(files.size() == 1 ? files[0] : "the average of the captures", fit);
-  const mirvo::LscTable table = mirvo::GainsFromFit(fit, static_cast<float>(strength));
+  const std::string refused = calibration->Finish(static_cast<float>(strength), &table, &fit);
+  if (!refused.empty()) throw DataError(refused);
   const mirvo::CalibrationSummary s = mirvo::SummariseFit(fit);
 
   WriteTableFile(out, table);
@@ -153,15 +96,16 @@ int Run(const std::vector<std::string>& argv) {
   std::printf("corner fall-off (EV):");
   for (int ch = 0; ch < 4; ++ch) std::printf(" %s %.2f", kChannels[ch], s.falloff_ev[ch]);
   std::printf("\ncolour shading, peak to peak: log R/G %.4f, log B/G %.4f\n", s.rg_peak_to_peak, s.bg_peak_to_peak);
-  std::printf("clipped samples: %s\n", Percent(fit.clipped_share).c_str());
+  std::printf("clipped samples: %s\n", mirvo::PercentText(fit.clipped_share).c_str());
   std::printf("fit residual: %s RMS, 90 %% of the blocks within %s, %s of the blocks left out\n",
-              Percent(fit.residual_rms).c_str(), Percent(fit.residual_p90).c_str(), Percent(fit.outlier_share).c_str());
+              mirvo::PercentText(fit.residual_rms).c_str(), mirvo::PercentText(fit.residual_p90).c_str(),
+              mirvo::PercentText(fit.outlier_share).c_str());
   if (args.Has("--png")) {
     const std::string stem = Stem(out);
     const std::string name = stem.substr(stem.find_last_of('/') + 1);
     WritePng(TablePicture(table, name), stem + "_gains.png");
     std::unique_ptr<float[][mirvo::kFlatBlocks]> corrected(new float[4][mirvo::kFlatBlocks]);
-    mirvo::CorrectedFlatField(blocks[0], table, corrected.get());
+    mirvo::CorrectedFlatField(calibration->blocks(0), table, corrected.get());
     WritePng(FlatFieldPicture(corrected.get(), name + " corrected"), stem + "_flat.png");
   }
   return kExitOk;

@@ -31,11 +31,6 @@ const char kHelp[] =
     "  --tuning FILE      thresholds to keep (default: the built-in tuning's)\n"
     "  --out TUNING.h     the tuning header file\n";
 
-// Tables whose vignetting differs by more than a factor of two (log units)
-// are not of one module and crop; real calibrations of one module under
-// different lights differ by up to 0.4.
-constexpr double kMaxGreenShapeDiff = 0.7;
-
 int Run(const std::vector<std::string>& argv) {
   const Args args("learn",
                   {{"--table", OptionKind::kList},
@@ -60,24 +55,10 @@ int Run(const std::vector<std::string>& argv) {
 
   std::vector<mirvo::LscTable> tables;
   for (const std::string& f : files) tables.push_back(LoadTableFile(f));
-  for (size_t k = 0; k < tables.size(); ++k) {
-    const float* g = &tables[k].r_gain[0][0];
-    for (int i = 0; i < 884; ++i)
-      if (!(g[i] > 0.0f)) throw DataError(files[k] + ": holds a gain that is not positive");
-    const double d = mirvo::GreenShapeDifference(tables[reference], tables[k]);
-    if (d > kMaxGreenShapeDiff) {
-      char figures[64];
-      std::snprintf(figures, sizeof figures, "%.3f in log G (at most %.2f)", d, kMaxGreenShapeDiff);
-      throw DataError(files[k] + ": vignetting differs from " + files[reference] + "'s by " + figures +
-                      ": not the same module and geometry");
-    }
-  }
   mirvo::ProfileLearningReport report;
-  if (mirvo::LearnTintProfile(tables.data(), tables.size(), reference, &params->learned_tint_profile, &report) !=
-      mirvo::kOk)
-    throw DataError(files[reference] +
-                    ": the tables' colour ratios do not differ; give tables of at least two "
-                    "illuminants");
+  const std::string refused =
+      mirvo::LearnTintProfileFromTables(tables, files, reference, &params->learned_tint_profile, &report);
+  if (!refused.empty()) throw DataError(refused);
   WriteTuningFile(out, *params);
   std::printf("%s: learned tint profile from %zu tables, reference %s\n", out.c_str(), files.size(),
               files[reference].c_str());

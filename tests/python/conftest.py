@@ -17,6 +17,12 @@ RAW_FRAME = DATA / "nikon_dsc1339_crop_192x128_RGGB_14bit.raw"  # 192 x 128, RGG
 F = np.float32
 
 
+def without_preload():
+    """The environment for the program: under ASan the interpreter has the
+    sanitizer runtime preloaded, which the instrumented program brings itself."""
+    return {k: v for k, v in os.environ.items() if k != "LD_PRELOAD"}
+
+
 class Lcg:
     """The golden test's integer generator (uint32 arithmetic)."""
 

@@ -12,7 +12,7 @@ import numpy as np
 import pytest
 
 import mirvo
-from conftest import RAW_FRAME, golden_frame
+from conftest import RAW_FRAME, golden_frame, without_preload
 
 
 def test_library_failure_is_runtime_error_with_code_and_operation(base_table):
@@ -72,12 +72,6 @@ def test_frames_run_in_parallel_threads_with_the_results_of_one(base_table):
         t.join()
     for k in range(4):
         np.testing.assert_array_equal(results[k], sequential[0])
-
-
-def without_preload():
-    """The environment for the program: under ASan the interpreter has the
-    sanitizer runtime preloaded, which the instrumented program brings itself."""
-    return {k: v for k, v in os.environ.items() if k != "LD_PRELOAD"}
 
 
 @pytest.mark.skipif("MIRVO_CLI" not in os.environ, reason="the mirvo program is not built")

@@ -1,0 +1,84 @@
+#include "frame_args.h"
+
+#include <pybind11/pybind11.h>
+
+namespace mirvo_py {
+
+// One value for all four, or a sequence of four, each within [lo, hi].
+std::array<long long, 4> FourInts(py::handle obj, const char* name, long long lo, long long hi) {
+  std::array<long long, 4> v{};
+  const std::string range = " within " + std::to_string(lo) + ".." + std::to_string(hi);
+  if (py::isinstance<py::int_>(obj)) {
+    v.fill(obj.cast<long long>());
+  } else {
+    if (!py::isinstance<py::sequence>(obj) || py::len(obj) != 4)
+      throw py::type_error(std::string(name) + ": expected an int or a sequence of 4 ints" + range);
+    py::sequence seq = py::reinterpret_borrow<py::sequence>(obj);
+    for (size_t i = 0; i < 4; ++i) {
+      if (!py::isinstance<py::int_>(seq[i]) && !py::hasattr(seq[i], "__index__"))
+        throw py::type_error(std::string(name) + ": expected ints, got " + py::repr(seq[i]).cast<std::string>());
+      v[i] = py::int_(seq[i]).cast<long long>();
+    }
+  }
+  for (long long x : v)
+    if (x < lo || x > hi) throw py::value_error(std::string(name) + ": " + std::to_string(x) + " is not" + range);
+  return v;
+}
+
+void CheckPattern(const std::string& pattern) {
+  if (pattern != "RGGB" && pattern != "GRBG" && pattern != "BGGR" && pattern != "GBRG")
+    throw py::value_error("pattern: unknown Bayer pattern '" + pattern + "' (RGGB, GRBG, BGGR or GBRG)");
+}
+
+void CheckRange(const char* name, long long v, long long lo, long long hi) {
+  if (v < lo || v > hi)
+    throw py::value_error(std::string(name) + ": " + std::to_string(v) + " is not within " + std::to_string(lo) + ".." +
+                          std::to_string(hi));
+}
+
+void CheckFrameSize(int width, int height) {
+  CheckRange("width", width, 2, 65534);
+  CheckRange("height", height, 2, 65534);
+  // Planes are half the frame in each direction.
+  if (width % 2 || height % 2)
+    throw py::value_error("frame of " + std::to_string(width) + "x" + std::to_string(height) +
+                          ": width and height must be even (whole Bayer quads)");
+}
+
+void FrameToPlanes(const uint16_t* frame, int width, int height, int bits, const std::string& pattern,
+                   mirvo::BayerRaw* out) {
+  mirvo::BayerRaw& raw = *out;
+  raw.half_height_ = height / 2;
+  raw.half_width_ = width / 2;
+  raw.bit_depth_ = bits;
+  const size_t plane = static_cast<size_t>(raw.half_height_) * raw.half_width_;
+  for (uint16_t** p : {&raw.plane_r_, &raw.plane_gr_, &raw.plane_gb_, &raw.plane_b_}) {
+    delete[] * p;
+    *p = new uint16_t[plane];
+  }
+  // Plane of each quad position (top-left, top-right, bottom-left,
+  // bottom-right), as the library's raw reader assigns them.
+  uint16_t* quad[4];
+  if (pattern == "RGGB") {
+    quad[0] = raw.plane_r_, quad[1] = raw.plane_gr_, quad[2] = raw.plane_gb_, quad[3] = raw.plane_b_;
+  } else if (pattern == "GRBG") {
+    quad[0] = raw.plane_gr_, quad[1] = raw.plane_r_, quad[2] = raw.plane_b_, quad[3] = raw.plane_gb_;
+  } else if (pattern == "BGGR") {
+    quad[0] = raw.plane_b_, quad[1] = raw.plane_gr_, quad[2] = raw.plane_gb_, quad[3] = raw.plane_r_;
+  } else {
+    quad[0] = raw.plane_gr_, quad[1] = raw.plane_b_, quad[2] = raw.plane_r_, quad[3] = raw.plane_gb_;
+  }
+  for (int k = 0; k < raw.half_height_; ++k) {
+    const uint16_t* top = frame + static_cast<size_t>(2 * k) * width;
+    const uint16_t* bottom = top + width;
+    const size_t row = static_cast<size_t>(k) * raw.half_width_;
+    for (int j = 0; j < raw.half_width_; ++j) {
+      quad[0][row + j] = top[2 * j];
+      quad[1][row + j] = top[2 * j + 1];
+      quad[2][row + j] = bottom[2 * j];
+      quad[3][row + j] = bottom[2 * j + 1];
+    }
+  }
+}
+
+}  // namespace mirvo_py
