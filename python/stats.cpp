@@ -12,7 +12,7 @@
 #include "core/stats.h"
 #include "frame_args.h"
 #include "tools/bayer_raw.h"
-#include "validate.h"
+#include "file_readers.h"
 
 namespace mirvo_py {
 namespace {
@@ -120,12 +120,10 @@ void BindStats(py::module_& m) {
       "load_stats",
       [](const PathLike& path_arg) {
         const std::string path = FsPath(path_arg.obj);
-        ValidateStatsFile(path);
         auto stats = std::make_unique<Stats>();
+        LoadStatsFile(path, stats.get());
         // The dump carries no black levels: they read as none removed.
         for (int i = 0; i < 4; ++i) stats->black_level[i] = 0, stats->black_level_gain[i] = 1.0f;
-        if (stats->LoadSimStatsElmrak(path.c_str()) != 0)
-          throw py::value_error(path + ": not a valid statistics dump: the reader refused it");
         return stats;
       },
       py::arg("path"),

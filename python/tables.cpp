@@ -5,7 +5,7 @@
 #include "bindings.h"
 #include "core/lsc_table.h"
 #include "io/lsc_table_file.h"
-#include "validate.h"
+#include "file_readers.h"
 
 namespace mirvo_py {
 
@@ -14,11 +14,8 @@ void BindTables(py::module_& m) {
       "load_table",
       [](const PathLike& path_arg) {
         const std::string path = FsPath(path_arg.obj);
-        ValidateTableFile(path);
         py::array_t<float> table({4, 13, 17});
-        auto* t = reinterpret_cast<mirvo::LscTable*>(table.mutable_data());
-        if (mirvo::LscTableLoadHeaderFile(path.c_str(), *t) != mirvo::kOk)
-          throw py::value_error(path + ": not a valid LSC table header file: the reader refused it");
+        LoadTableFile(path, reinterpret_cast<mirvo::LscTable*>(table.mutable_data()));
         // "nan" and "inf" read as numbers; no gain table holds them.
         CheckedFiniteFloats(table, (path + ": LSC table").c_str(), {4, 13, 17});
         return table;

@@ -9,7 +9,7 @@
 #include "bindings.h"
 #include "io/default_tuning.h"
 #include "io/tuning_file.h"
-#include "validate.h"
+#include "file_readers.h"
 
 namespace mirvo_py {
 namespace {
@@ -130,10 +130,8 @@ void BindTuning(py::module_& m) {
       "load_tuning",
       [](const PathLike& path_arg) {
         const std::string path = FsPath(path_arg.obj);
-        ValidateTuningFile(path);
         MirvoParams p(mirvo::DefaultMirvoParams());
-        if (mirvo::LoadTuningHeaderFile(path.c_str(), p) != mirvo::kOk)
-          throw py::value_error(path + ": not a valid tuning header file: the reader refused it");
+        LoadTuningFile(path, &p);
         CheckFiniteRecord(path, p);
         return p;
       },

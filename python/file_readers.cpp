@@ -1,4 +1,4 @@
-#include "validate.h"
+#include "file_readers.h"
 
 #include <Python.h>
 #include <pybind11/pybind11.h>
@@ -6,9 +6,10 @@
 
 #include <cerrno>
 
+#include "core/parse_result.h"
 #include "io/lsc_table_file.h"
 #include "io/tuning_file.h"
-#include "tools/stats_validate.h"
+#include "tools/stats_text.h"
 
 namespace mirvo_py {
 namespace {
@@ -35,24 +36,36 @@ unsigned long long CheckRegularFile(const std::string& path) {
   throw py::value_error(path + ": not a valid " + what + ": " + (why.empty() ? "rejected" : why));
 }
 
+// The whole file, once; the strict readers work from memory.
+std::string ReadText(const std::string& path, const std::string& what) {
+  CheckRegularFile(path);
+  std::string text;
+  const mirvo::ParseResult read = mirvo::ReadTextFile(path.c_str(), &text);
+  if (!read) Refuse(path, what, read.reason);
+  return text;
+}
+
+// Parses the text with the given strict reader, refusing with its reason.
+template <typename Parse>
+void ParseOrRefuse(const std::string& path, const std::string& what, Parse parse) {
+  const mirvo::ParseResult parsed = parse(ReadText(path, what));
+  if (!parsed) Refuse(path, what, parsed.reason);
+}
+
 }  // namespace
 
-void ValidateTableFile(const std::string& path) {
-  CheckRegularFile(path);
-  std::string why;
-  if (mirvo::LscTableValidateHeaderFile(path.c_str(), &why) != mirvo::kOk) Refuse(path, "LSC table header file", why);
+void LoadTableFile(const std::string& path, mirvo::LscTable* table) {
+  ParseOrRefuse(path, "LSC table header file",
+                [&](const std::string& text) { return mirvo::LscTableParseText(text, table); });
 }
 
-void ValidateTuningFile(const std::string& path) {
-  CheckRegularFile(path);
-  std::string why;
-  if (mirvo::TuningValidateHeaderFile(path.c_str(), &why) != mirvo::kOk) Refuse(path, "tuning header file", why);
+void LoadTuningFile(const std::string& path, mirvo::MirvoParams* params) {
+  ParseOrRefuse(path, "tuning header file",
+                [&](const std::string& text) { return mirvo::TuningParseText(text, params); });
 }
 
-void ValidateStatsFile(const std::string& path) {
-  CheckRegularFile(path);
-  std::string why;
-  if (mirvo::StatsValidateTextFile(path.c_str(), &why) != mirvo::kOk) Refuse(path, "statistics dump", why);
+void LoadStatsFile(const std::string& path, mirvo::Stats* stats) {
+  ParseOrRefuse(path, "statistics dump", [&](const std::string& text) { return mirvo::StatsParseText(text, stats); });
 }
 
 void ValidateRawFile(const std::string& path, unsigned long long expected_bytes, const std::string& layout) {
