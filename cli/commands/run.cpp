@@ -125,7 +125,9 @@ int Run(const std::vector<std::string>& argv) {
   for (size_t k = 0; k < frames.size(); ++k) {
     const mirvo::Stats stats = source.Take();
     session.RunFrame(static_cast<int>(k), stats, base, frames[k]);
-    if (summary) summary->AddFrame(static_cast<int>(k), frames[k], session.core(), base, session.output());
+    if (summary)
+      summary->AddFrame(static_cast<int>(k), frames[k], session.core(), base, session.output(),
+                        session.LastGuardReason());
     progress.Update(static_cast<int>(k + 1));
   }
   outputs.Finish();
