@@ -463,8 +463,21 @@ case $CLASS in
           frames=("$IN/stats_001.txt" "$bad" "$IN/stats_002.txt")
         fi
         attack 1 "$bad: " run --base "$IN/base.h" --stats "${frames[@]}" --debug --png --out-dir "$O"
+        # Beyond the memory budget for dumps (here one byte) every dump is
+        # checked in a first pass and loaded again as its frame comes.
+        MIRVO_TEST_DUMP_BUDGET=1 attack 1 "$bad: " run --base "$IN/base.h" --stats "${frames[@]}" --debug --png \
+          --out-dir "$O"
       done
     done
+    # Both paths give the same outputs.
+    for budget in 1 1000000000; do
+      MIRVO_TEST_DUMP_BUDGET=$budget must run --base "$IN/base.h" --stats "$IN"/stats_00[0-2].txt "$IN/stats_000.txt" \
+        --debug --png --out-dir "$T/budget_$budget"
+      checksum_tables "$T/budget_$budget" >"$T/budget_$budget.sums"
+    done
+    cmp -s "$T/budget_1.sums" "$T/budget_1000000000.sums" || fail "dumps loaded twice gave other outputs"
+    MIRVO_TEST_DUMP_BUDGET=1e9 expect_error 2 "MIRVO_TEST_DUMP_BUDGET: '1e9' is not a number of bytes" \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" --out-dir "$T/budget_bad"
     head -c 1000 "$IN/raw_001.raw" >"$T/short.raw"
     attack 1 "$T/short.raw: raw frame of 1000 bytes" \
       run --base "$IN/base.h" --raw "$IN/raw_001.raw" "$IN/raw_000.raw" "$T/short.raw" $RAW --png --out-dir "$O"
