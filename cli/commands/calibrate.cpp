@@ -8,6 +8,7 @@
 #include "commands/commands.h"
 #include "commands/raw_options.h"
 #include "files/output_files.h"
+#include "files/output_plan.h"
 #include "render/flat_field_picture.h"
 #include "render/pictures.h"
 #include "render/png_writer.h"
@@ -121,6 +122,10 @@ int Run(const std::vector<std::string>& argv) {
       (!ParseDouble(args.Get("--luminance-strength"), &strength) || !(strength >= 0.0 && strength <= 1.0)))
     args.Fail("--luminance-strength: '" + args.Get("--luminance-strength") + "' is not a number from 0 to 1");
   const std::string out = args.Require("--out");
+  const std::string stem = Stem(out);
+  std::vector<std::string> outputs = {out};
+  if (args.Has("--png")) outputs.insert(outputs.end(), {stem + "_gains.png", stem + "_flat.png"});
+  CheckOutputPlan(files, outputs);
 
   std::vector<mirvo::FlatFieldBlocks> blocks(files.size());
   std::unique_ptr<mirvo::FlatFieldFit> first;
@@ -157,7 +162,6 @@ int Run(const std::vector<std::string>& argv) {
   std::printf("fit residual: %s RMS, 90 %% of the blocks within %s, %s of the blocks left out\n",
               Percent(fit.residual_rms).c_str(), Percent(fit.residual_p90).c_str(), Percent(fit.outlier_share).c_str());
   if (args.Has("--png")) {
-    const std::string stem = Stem(out);
     const std::string name = stem.substr(stem.find_last_of('/') + 1);
     WritePng(TablePicture(table, name), stem + "_gains.png");
     std::unique_ptr<float[][mirvo::kFlatBlocks]> corrected(new float[4][mirvo::kFlatBlocks]);

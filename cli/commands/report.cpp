@@ -5,6 +5,7 @@
 #include "commands/args.h"
 #include "commands/commands.h"
 #include "files/atomic_file.h"
+#include "files/output_plan.h"
 #include "report/report_page.h"
 #include "report/summary_format.h"
 
@@ -34,9 +35,10 @@ int Run(const std::vector<std::string>& argv) {
   std::string dir = args.positional()[0];
   while (dir.size() > 1 && dir.back() == '/') dir.pop_back();
   const std::string path = dir + "/summary.json";
+  const std::string out = dir + "/report.html";
+  CheckOutputPlan({path}, {out});
   const RunSummaryData summary = ParseSummaryJson(ReadInputFile(path, "a run summary", kMaxSummaryBytes), path);
   const std::string html = ReportHtml(summary, dir);
-  const std::string out = dir + "/report.html";
   WriteFileAtomically(out, html);
   std::printf("%s: %d frame%s, %zu kept whole, %.0f KB\n", out.c_str(), summary.run.frames,
               summary.run.frames == 1 ? "" : "s", summary.grids.size(), html.size() / 1024.0);
