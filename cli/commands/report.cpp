@@ -20,8 +20,9 @@ const char kHelp[] =
     "browser shows. It holds the run record; plots over the frames of the profile\n"
     "projections prj_u and prj_v, the temporal update gain and the output table's\n"
     "gain range, with the frames marked where an output was not finite, the merge\n"
-    "rescaling switched, or the projections jumped; heatmaps of the tint and the\n"
-    "output table of the first, the last and the most notable frames; and warnings.\n"
+    "rescaling switched, the projections jumped or the guard (run --guard) replaced\n"
+    "the table; heatmaps of the tint and the output table of the first, the last\n"
+    "and the most notable frames; and warnings.\n"
     "Plots of runs longer than a plot is wide show per pixel column the range of its\n"
     "frames as a band and their mean as a line, so no spike is lost; summary.json\n"
     "keeps every frame.\n";

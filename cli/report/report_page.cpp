@@ -214,7 +214,8 @@ std::string Heatmaps(const RunSummaryData& s) {
       const FrameRecord& f = s.frames[g.index];
       facts = " &mdash; prj_u " + Fmt(f.prj_u, "%+.4f") + ", prj_v " + Fmt(f.prj_v, "%+.4f") + ", temporal gain " +
               Fmt(f.temporal_gain, "%.3f") + (f.rescaled ? ", rescaled by 1/" + Fmt(f.rescale, "%.5f") : "") +
-              ", unreliable edges " + std::to_string(f.unreliable_dx) + " + " + std::to_string(f.unreliable_dy);
+              ", unreliable edges " + std::to_string(f.unreliable_dx) + " + " + std::to_string(f.unreliable_dy) +
+              (f.guarded ? "; guarded: the table is the guard's fallback" : "");
     }
     html += "<figure><figcaption>" + XmlEscape(name) + " (" + XmlEscape(reasons) + ")" + facts +
             "</figcaption><img alt=\"tint and output table of " + XmlEscape(name) + "\" src=\"" +
