@@ -39,6 +39,8 @@ class GuardedCore {
   // The accepted gain range. False (and nothing changes) unless both bounds
   // are finite and 0 <= min_gain <= max_gain.
   bool SetGainRange(float min_gain, float max_gain);
+  float min_gain() const { return min_gain_; }
+  float max_gain() const { return max_gain_; }
 
   // As Core's; `params` must outlive the guard.
   bool LoadMirvoParams(const MirvoParams& params);
@@ -61,6 +63,9 @@ class GuardedCore {
   // Tables replaced since construction, and whether the last one was.
   long guarded_frames() const { return guarded_frames_; }
   bool last_frame_guarded() const { return last_frame_guarded_; }
+  // The table the engine produced last, before the check: after a guarded
+  // frame, the table that was rejected (the engine's state is reset by then).
+  const LscTable& last_engine_table() const { return candidate_; }
   // Statistics records in which some cell was made dark, and such cells.
   long sanitised_frames() const { return sanitised_frames_; }
   long sanitised_cells() const { return sanitised_cells_; }

@@ -175,9 +175,11 @@ __attribute__((target("avx2"))) void CellPassEight(const StatsCell* cells, float
                                                    float* v, int32_t (&both)[kRows + 1][kCols]) {
   const CellWord* words = reinterpret_cast<const CellWord*>(cells);
   int32_t* flags = &both[0][0];
-  const internal::F8 lo8 = internal::SplatV<internal::F8>(lo);
-  const internal::F8 hi8 = internal::SplatV<internal::F8>(hi);
-  const internal::F8 s8 = internal::SplatV<internal::F8>(s);
+  // Written out rather than through SplatV: clang refuses a call that returns
+  // an eight-lane vector from a function built without AVX into this one.
+  const internal::F8 lo8 = {lo, lo, lo, lo, lo, lo, lo, lo};
+  const internal::F8 hi8 = {hi, hi, hi, hi, hi, hi, hi, hi};
+  const internal::F8 s8 = {s, s, s, s, s, s, s, s};
   for (int c = 0; c < kCells; c += 8) {
     CellStep<internal::F8>(words + kCellWords * c, lo8, hi8, s8, u + c, v + c, flags + c);
   }

@@ -7,6 +7,7 @@
 #include "commands/commands.h"
 #include "commands/raw_options.h"
 #include "files/output_files.h"
+#include "files/output_plan.h"
 #include "render/flat_field_picture.h"
 #include "render/pictures.h"
 #include "render/png_writer.h"
@@ -80,6 +81,10 @@ int Run(const std::vector<std::string>& argv) {
       (!ParseDouble(args.Get("--luminance-strength"), &strength) || !(strength >= 0.0 && strength <= 1.0)))
     args.Fail("--luminance-strength: '" + args.Get("--luminance-strength") + "' is not a number from 0 to 1");
   const std::string out = args.Require("--out");
+  const std::string stem = Stem(out);
+  std::vector<std::string> outputs = {out};
+  if (args.Has("--png")) outputs.insert(outputs.end(), {stem + "_gains.png", stem + "_flat.png"});
+  CheckOutputPlan(files, outputs);
 
   // Captures are read one at a time: a refused one stops the run before the next is read.
   auto calibration = std::make_unique<mirvo::FlatFieldCalibration>();
@@ -101,7 +106,6 @@ int Run(const std::vector<std::string>& argv) {
               mirvo::PercentText(fit.residual_rms).c_str(), mirvo::PercentText(fit.residual_p90).c_str(),
               mirvo::PercentText(fit.outlier_share).c_str());
   if (args.Has("--png")) {
-    const std::string stem = Stem(out);
     const std::string name = stem.substr(stem.find_last_of('/') + 1);
     WritePng(TablePicture(table, name), stem + "_gains.png");
     std::unique_ptr<float[][mirvo::kFlatBlocks]> corrected(new float[4][mirvo::kFlatBlocks]);

@@ -4,8 +4,10 @@
 
 #include "base/cli_error.h"
 #include "checks/input_check.h"
+#include "checks/table_ranges.h"
 #include "commands/args.h"
 #include "commands/commands.h"
+#include "files/output_plan.h"
 #include "files/tuning_output.h"
 #include "io/default_tuning.h"
 #include "tools/profile_learning.h"
@@ -50,11 +52,18 @@ int Run(const std::vector<std::string>& argv) {
       if (files[k] == ref) reference = k;
     if (reference == files.size()) args.Fail("--reference: '" + ref + "' is not one of the --table files");
   }
+  std::vector<std::string> inputs = files;
+  if (args.Has("--tuning")) inputs.push_back(args.Get("--tuning"));
+  CheckOutputPlan(inputs, {out});
   auto params = std::make_unique<mirvo::MirvoParams>(mirvo::DefaultMirvoParams());
   if (args.Has("--tuning")) LoadTuningFile(args.Get("--tuning"), params.get());
 
   std::vector<mirvo::LscTable> tables;
-  for (const std::string& f : files) tables.push_back(LoadTableFile(f));
+  // Base tables, as run takes them: the profile is made of their log ratios.
+  for (const std::string& f : files) {
+    tables.push_back(LoadTableFile(f));
+    CheckBaseTableGains(f, tables.back());
+  }
   mirvo::ProfileLearningReport report;
   const std::string refused =
       mirvo::LearnTintProfileFromTables(tables, files, reference, &params->learned_tint_profile, &report);

@@ -5,6 +5,7 @@
 #include "commands/args.h"
 #include "commands/commands.h"
 #include "files/atomic_file.h"
+#include "files/output_plan.h"
 #include "report/report_page.h"
 #include "report/summary_format.h"
 
@@ -19,8 +20,9 @@ const char kHelp[] =
     "browser shows. It holds the run record; plots over the frames of the profile\n"
     "projections prj_u and prj_v, the temporal update gain and the output table's\n"
     "gain range, with the frames marked where an output was not finite, the merge\n"
-    "rescaling switched, or the projections jumped; heatmaps of the tint and the\n"
-    "output table of the first, the last and the most notable frames; and warnings.\n"
+    "rescaling switched, the projections jumped or the guard (run --guard) replaced\n"
+    "the table; heatmaps of the tint and the output table of the first, the last\n"
+    "and the most notable frames; and warnings.\n"
     "Plots of runs longer than a plot is wide show per pixel column the range of its\n"
     "frames as a band and their mean as a line, so no spike is lost; summary.json\n"
     "keeps every frame.\n";
@@ -34,9 +36,10 @@ int Run(const std::vector<std::string>& argv) {
   std::string dir = args.positional()[0];
   while (dir.size() > 1 && dir.back() == '/') dir.pop_back();
   const std::string path = dir + "/summary.json";
+  const std::string out = dir + "/report.html";
+  CheckOutputPlan({path}, {out});
   const RunSummaryData summary = ParseSummaryJson(ReadInputFile(path, "a run summary", kMaxSummaryBytes), path);
   const std::string html = ReportHtml(summary, dir);
-  const std::string out = dir + "/report.html";
   WriteFileAtomically(out, html);
   std::printf("%s: %d frame%s, %zu kept whole, %.0f KB\n", out.c_str(), summary.run.frames,
               summary.run.frames == 1 ? "" : "s", summary.grids.size(), html.size() / 1024.0);

@@ -105,7 +105,7 @@ int Run(const std::vector<std::string>& argv) {
   auto params = std::make_unique<mirvo::MirvoParams>(mirvo::DefaultMirvoParams());
   if (args.Has("--tuning")) LoadTuningFile(args.Get("--tuning"), params.get());
   if (!options.override_path.empty()) CheckOverrideFile(options.override_path);
-  FrameInputs frame_inputs(frames, use_raw ? &raw : nullptr, jobs);
+  FrameInputs frame_inputs(frames, use_raw ? &raw : nullptr, jobs, FrameInputs::DumpBudget());
   MakeDirectories(options.out_dir);
 
   // Outputs are written behind the engine, by twice as many threads as cores
@@ -125,7 +125,9 @@ int Run(const std::vector<std::string>& argv) {
   for (size_t k = 0; k < frames.size(); ++k) {
     const mirvo::Stats stats = source.Take();
     session.RunFrame(static_cast<int>(k), stats, base, frames[k]);
-    if (summary) summary->AddFrame(static_cast<int>(k), frames[k], session.core(), base, session.output());
+    if (summary)
+      summary->AddFrame(static_cast<int>(k), frames[k], session.core(), base, session.output(),
+                        session.LastGuardReason());
     progress.Update(static_cast<int>(k + 1));
   }
   outputs.Finish();

@@ -43,6 +43,7 @@ int RunImport(const Args& args) {
   const std::string path = args.Get("--import");
   const int ct = args.Has("--ct") ? static_cast<int>(args.GetInt("--ct", 0, 1000, 100000)) : 0;
   const std::string out = args.Require("--out");
+  CheckOutputPlan({path}, {out});
   const ImportedTable imported = ImportLscJson(ReadInputFile(path, "a JSON calibration", kMaxJsonBytes), path, ct);
   WriteTableFile(out, imported.table);
   std::printf("%s: LSC table imported from %s (%s%s%s)\n", out.c_str(), path.c_str(), imported.layout.c_str(),

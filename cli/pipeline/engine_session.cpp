@@ -28,6 +28,37 @@ int CountNonFiniteGains(const mirvo::LscTable& table) {
   return n;
 }
 
+std::string TableRangeReason(const mirvo::LscTable& table, float lo, float hi) {
+  static const char* const kPlanes[4] = {"R", "Gr", "Gb", "B"};
+  const float* g = &table.r_gain[0][0];
+  constexpr int kPlane = 13 * 17;
+  int nonfinite = 0, outside = 0, first = -1;
+  for (int i = 0; i < 4 * kPlane; ++i) {
+    const bool bad_value = !std::isfinite(g[i]);
+    const bool out_of_range = !bad_value && (g[i] < lo || g[i] > hi);
+    nonfinite += bad_value;
+    outside += out_of_range;
+    if ((bad_value || out_of_range) && first < 0) first = i;
+  }
+  if (first < 0) return "";
+  char where[96];
+  const int node = first % kPlane;
+  std::snprintf(where, sizeof(where), "; first %s[%d][%d] = %g", kPlanes[first / kPlane], node / 17, node % 17,
+                static_cast<double>(g[first]));
+  char range[64];
+  std::snprintf(range, sizeof(range), " outside [%g, %g]", static_cast<double>(lo), static_cast<double>(hi));
+  std::string reason;
+  auto gains = [](int n) { return std::to_string(n) + (n == 1 ? " gain" : " gains"); };
+  if (nonfinite > 0) reason = gains(nonfinite) + " not finite";
+  if (outside > 0) reason += (reason.empty() ? "" : ", ") + gains(outside) + range;
+  return reason + where;
+}
+
+std::string EngineSession::LastGuardReason() const {
+  if (!last_frame_guarded()) return "";
+  return TableRangeReason(guarded_.last_engine_table(), guarded_.min_gain(), guarded_.max_gain());
+}
+
 std::vector<std::string> SessionOutputPaths(const SessionOptions& options, size_t frames) {
   std::vector<std::string> paths;
   for (size_t k = 0; k < frames; ++k) {

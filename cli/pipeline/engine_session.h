@@ -41,6 +41,9 @@ class EngineSession {
   mirvo::Core& core() { return guarded_.core(); }
   // Frames whose table the guard replaced (always 0 without it).
   long guarded_frames() const { return guarded_.guarded_frames(); }
+  // Whether the guard replaced the last frame's table, and why ("" if not).
+  bool last_frame_guarded() const { return options_.guard && guarded_.last_frame_guarded(); }
+  std::string LastGuardReason() const;
 
  private:
   // Calls the guard or the bare engine, as configured.
@@ -61,5 +64,8 @@ std::vector<std::string> SessionOutputPaths(const SessionOptions& options, size_
 int CountZeroCountCells(const mirvo::Stats& stats);
 // Gains of the table that are NaN or infinite.
 int CountNonFiniteGains(const mirvo::LscTable& table);
+// Why a table fails the range [lo, hi]: "3 gains not finite, 1 outside
+// [0.015625, 64]; first B[4][9] = nan"; "" when it passes.
+std::string TableRangeReason(const mirvo::LscTable& table, float lo, float hi);
 
 }  // namespace mirvo_cli

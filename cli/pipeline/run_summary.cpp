@@ -30,10 +30,12 @@ FrameGrids Grids(int k, const mirvo::Core& core, const mirvo::LscTable& output) 
 }  // namespace
 
 FrameRecord MakeFrameRecord(int k, const std::string& input, const mirvo::Core& core, const mirvo::LscTable& base,
-                            const mirvo::LscTable& output) {
+                            const mirvo::LscTable& output, const std::string& guard_reason) {
   FrameRecord f;
   f.index = k;
   f.input = input;
+  f.guarded = !guard_reason.empty();
+  f.guard_reason = guard_reason;
   f.prj_u = core.prj_u_;
   f.prj_v = core.prj_v_;
   f.temporal_gain = core.temporal_update_gain_;
@@ -54,9 +56,11 @@ FrameRecord MakeFrameRecord(int k, const std::string& input, const mirvo::Core& 
   }
   // The merge copies the green planes unless it divides all four planes by
   // the smallest gain, so a changed green gain tells a rescale and its divisor.
+  // A guarded frame's table is a replacement, not the merge's: not evaluated.
   const float* base_gr = &base.gr_gain[0][0];
   const float* out_gr = &output.gr_gain[0][0];
-  for (int i = 0; i < kLatticeNodes; ++i) {
+  if (f.guarded) f.rescale = NAN;
+  for (int i = 0; i < kLatticeNodes && !f.guarded; ++i) {
     if (std::memcmp(&base_gr[i], &out_gr[i], sizeof(float)) != 0) {
       f.rescaled = true;
       f.rescale = base_gr[i] / out_gr[i];
@@ -88,6 +92,7 @@ RunRecord MakeRunRecord(const std::string& command, const std::string& input_kin
   r.temporal_filter = tuning.enable_temporal_filter != 0;
   r.prj_delta_thd = tuning.prj_delta_thd;
   r.tint_update_gain = tuning.tint_update_gain;
+  r.guard = options.guard;
   return r;
 }
 
@@ -109,8 +114,8 @@ void RunSummary::Keep(const std::string& reason, float score, const FrameGrids& 
 }
 
 void RunSummary::AddFrame(int k, const std::string& input, const mirvo::Core& core, const mirvo::LscTable& base,
-                          const mirvo::LscTable& output) {
-  FrameRecord f = MakeFrameRecord(k, input, core, base, output);
+                          const mirvo::LscTable& output, const std::string& guard_reason) {
+  FrameRecord f = MakeFrameRecord(k, input, core, base, output, guard_reason);
   const FrameRecord* prev = data_.frames.empty() ? nullptr : &data_.frames.back();
   // How far the projections moved; the first frame is measured from zero, as
   // the temporal filter measures it.
@@ -125,9 +130,15 @@ void RunSummary::AddFrame(int k, const std::string& input, const mirvo::Core& co
   } else {
     f.jump = change >= 2.0f * tuning.prj_delta_thd;
   }
+  // A guarded frame's projections are those of the engine just reset: the
+  // change is the restart, not the scene.
+  if (f.guarded) f.jump = false;
 
   // Every frame may turn out to be the last, so its grids (5 KB) are copied.
-  const bool rescale_change = prev ? prev->rescaled != f.rescaled : false;
+  // Guarded frames say nothing about the merge, so the change is measured
+  // from the last frame that does.
+  const bool rescale_change = !f.guarded && last_rescaled_ >= 0 && last_rescaled_ != int{f.rescaled};
+  if (!f.guarded) last_rescaled_ = f.rescaled;
   const FrameGrids grids = Grids(k, core, output);
   if (data_.frames.empty()) first_ = grids;
   // Of non-finite outputs and rescale changes the first ones matter (later
@@ -142,6 +153,8 @@ void RunSummary::AddFrame(int k, const std::string& input, const mirvo::Core& co
 RunSummaryData RunSummary::Data() const {
   RunSummaryData out = data_;
   out.run.frames = static_cast<int>(data_.frames.size());
+  out.run.guarded_frames = 0;
+  for (const FrameRecord& f : data_.frames) out.run.guarded_frames += f.guarded;
   if (data_.frames.empty()) return out;
   std::vector<FrameGrids> all;
   auto add = [&](const FrameGrids& g, const std::string& reason) {

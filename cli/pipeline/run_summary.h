@@ -21,9 +21,10 @@ class RunSummary {
   // filled in by Write).
   explicit RunSummary(RunRecord run);
 
-  // Records frame `k` after GetOutputLscTable: `output` is that table.
+  // Records frame `k` after GetOutputLscTable: `output` is that table;
+  // `guard_reason` non-empty: the guard replaced the engine's table, why.
   void AddFrame(int k, const std::string& input, const mirvo::Core& core, const mirvo::LscTable& base,
-                const mirvo::LscTable& output);
+                const mirvo::LscTable& output, const std::string& guard_reason = "");
 
   // Stops the clock and writes DIR/summary.json and DIR/summary.csv,
   // atomically. Throws DataError.
@@ -49,6 +50,7 @@ class RunSummary {
   std::vector<Kept> nonfinite_;
   std::vector<Kept> jumps_;
   std::vector<Kept> rescale_changes_;
+  int last_rescaled_ = -1;  // of the last frame whose rescale was evaluated; -1 none yet
 };
 
 // The run record of a run over `inputs` (of kind "stats", "raw" or
@@ -61,6 +63,6 @@ RunRecord MakeRunRecord(const std::string& command, const std::string& input_kin
 
 // Plain figures of one frame, exposed for tests.
 FrameRecord MakeFrameRecord(int k, const std::string& input, const mirvo::Core& core, const mirvo::LscTable& base,
-                            const mirvo::LscTable& output);
+                            const mirvo::LscTable& output, const std::string& guard_reason = "");
 
 }  // namespace mirvo_cli

@@ -17,6 +17,7 @@ constexpr const char* kPlaneColors[4] = {"#b2182b", "#1b9e77", "#66a61e", "#2166
 constexpr const char* kNonFiniteColor = "#e7298a";
 constexpr const char* kJumpColor = "#7570b3";
 constexpr const char* kRescaleColor = "#d95f02";
+constexpr const char* kGuardedColor = "#e6ab02";
 constexpr int kHeatmapCell = 9;
 
 const char kStyle[] =
@@ -72,6 +73,9 @@ std::string RunTable(const RunSummaryData& s) {
   t += Row("temporal filter", r.temporal_filter ? "on: tint_update_gain " + Fmt(r.tint_update_gain) +
                                                       ", prj_delta_thd " + Fmt(r.prj_delta_thd)
                                                 : "off (prj_delta_thd " + Fmt(r.prj_delta_thd) + ")");
+  if (r.guard)
+    t += Row("guard", "on (<code>--guard</code>): " + std::to_string(r.guarded_frames) + " of " +
+                          std::to_string(r.frames) + " frames guarded");
   t += Row("frames", std::to_string(r.frames));
   t += Row("time", Fmt(r.seconds_total, "%.3f") + " s, " + Fmt(r.seconds_per_frame * 1000.0, "%.3f") +
                        " ms per frame (engine, summary and queued outputs)");
@@ -86,8 +90,13 @@ std::vector<double> Column(const std::vector<FrameRecord>& frames, float (*get)(
 }
 
 bool NonFinite(const FrameRecord& f) { return f.nonfinite_gains > 0 || f.nonfinite_projection; }
+// Guarded frames say nothing about the merge's rescaling: a change is
+// measured from the last frame before that was not guarded.
 bool RescaleChange(const std::vector<FrameRecord>& frames, size_t k) {
-  return k > 0 && frames[k].rescaled != frames[k - 1].rescaled;
+  if (frames[k].guarded) return false;
+  for (size_t j = k; j-- > 0;)
+    if (!frames[j].guarded) return frames[k].rescaled != frames[j].rescaled;
+  return false;
 }
 
 // Beyond this many frames of one kind, lines on the plots would hide the
@@ -95,16 +104,17 @@ bool RescaleChange(const std::vector<FrameRecord>& frames, size_t k) {
 constexpr size_t kMaxMarkersPerKind = 40;
 
 std::vector<PlotMarker> Markers(const std::vector<FrameRecord>& frames, std::vector<std::string>* too_many) {
-  std::vector<PlotMarker> nonfinite, jump, rescale;
+  std::vector<PlotMarker> nonfinite, jump, rescale, guarded;
   for (size_t k = 0; k < frames.size(); ++k) {
     const int i = static_cast<int>(k);
     if (NonFinite(frames[k])) nonfinite.push_back({i, kNonFiniteColor});
+    if (frames[k].guarded) guarded.push_back({i, kGuardedColor});
     if (frames[k].jump) jump.push_back({i, kJumpColor});
     if (RescaleChange(frames, k)) rescale.push_back({i, kRescaleColor});
   }
   std::vector<PlotMarker> m;
   const std::pair<const char*, const std::vector<PlotMarker>*> kinds[] = {
-      {"non-finite", &nonfinite}, {"jump", &jump}, {"rescale", &rescale}};
+      {"non-finite", &nonfinite}, {"guarded", &guarded}, {"jump", &jump}, {"rescale", &rescale}};
   for (const auto& [name, list] : kinds) {
     if (list->size() > kMaxMarkersPerKind)
       too_many->push_back(name);
@@ -148,13 +158,20 @@ std::string Plots(const RunSummaryData& s) {
   // The legend draws only named series; the smallest gains share the colours.
   std::vector<EventRow> rows = {
       {"non-finite", kNonFiniteColor, {}}, {"rescaled", kRescaleColor, {}}, {"jump", kJumpColor, {}}};
+  // The guard's row only for guarded runs, so other reports stay as they were.
+  if (s.run.guard) rows.push_back({"guarded", kGuardedColor, {}});
   for (size_t k = 0; k < f.size(); ++k) {
     rows[0].on.push_back(NonFinite(f[k]));
     rows[1].on.push_back(f[k].rescaled);
     rows[2].on.push_back(f[k].jump);
+    if (s.run.guard) rows[3].on.push_back(f[k].guarded);
   }
   html += "<p class=\"key\">Marked frames:<span style=\"background:" + std::string(kNonFiniteColor) +
-          "\"></span>non-finite output (table gains or projections)<span style=\"background:" + kJumpColor +
+          "\"></span>non-finite output (table gains or projections)" +
+          (s.run.guard ? std::string("<span style=\"background:") + kGuardedColor +
+                             "\"></span>guarded (the guard replaced the engine's table and reset the engine)"
+                       : std::string()) +
+          "<span style=\"background:" + kJumpColor +
           "\"></span>jump (the projections moved by at least twice prj_delta_thd, which the temporal filter "
           "follows at full gain)<span "
           "style=\"background:" +
@@ -197,7 +214,8 @@ std::string Heatmaps(const RunSummaryData& s) {
       const FrameRecord& f = s.frames[g.index];
       facts = " &mdash; prj_u " + Fmt(f.prj_u, "%+.4f") + ", prj_v " + Fmt(f.prj_v, "%+.4f") + ", temporal gain " +
               Fmt(f.temporal_gain, "%.3f") + (f.rescaled ? ", rescaled by 1/" + Fmt(f.rescale, "%.5f") : "") +
-              ", unreliable edges " + std::to_string(f.unreliable_dx) + " + " + std::to_string(f.unreliable_dy);
+              ", unreliable edges " + std::to_string(f.unreliable_dx) + " + " + std::to_string(f.unreliable_dy) +
+              (f.guarded ? "; guarded: the table is the guard's fallback" : "");
     }
     html += "<figure><figcaption>" + XmlEscape(name) + " (" + XmlEscape(reasons) + ")" + facts +
             "</figcaption><img alt=\"tint and output table of " + XmlEscape(name) + "\" src=\"" +
@@ -227,6 +245,19 @@ std::vector<std::string> RunWarnings(const RunSummaryData& s) {
         "with projections that are not finite; they stay in the temporal filter's state");
   count([](const FrameRecord& f) { return f.unreliable_dx + f.unreliable_dy > (744 + 736) / 2; },
         "with more than half of the edges unreliable (dark, bright or saturated statistics)");
+  // Each guarded frame by name, as few runs have many: a camera stack would
+  // have programmed a broken table there.
+  constexpr size_t kListedGuarded = 20;
+  std::vector<const FrameRecord*> guarded;
+  for (const FrameRecord& f : s.frames)
+    if (f.guarded) guarded.push_back(&f);
+  for (size_t i = 0; i < guarded.size() && i < kListedGuarded; ++i)
+    w.push_back("Frame " + std::to_string(guarded[i]->index) + " (" + guarded[i]->input +
+                ") guarded: the table the engine made had " + guarded[i]->guard_reason +
+                "; the guard wrote its fallback and reset the engine.");
+  if (guarded.size() > kListedGuarded)
+    w.push_back(std::to_string(guarded.size() - kListedGuarded) + " more guarded frames (" +
+                std::to_string(guarded.size()) + " in all).");
   return w;
 }
 

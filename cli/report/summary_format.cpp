@@ -50,7 +50,9 @@ json FrameJson(const FrameRecord& f) {
           {"unreliable_dy", f.unreliable_dy},
           {"nonfinite_gains", f.nonfinite_gains},
           {"nonfinite_projection", f.nonfinite_projection},
-          {"jump", f.jump}};
+          {"jump", f.jump},
+          {"guarded", f.guarded},
+          {"guard_reason", f.guarded ? json(f.guard_reason) : json(nullptr)}};
 }
 
 json GridsJson(const FrameGrids& g) {
@@ -76,6 +78,8 @@ json RunJson(const RunRecord& r) {
           {"temporal_filter", r.temporal_filter},
           {"prj_delta_thd", Number(r.prj_delta_thd)},
           {"tint_update_gain", Number(r.tint_update_gain)},
+          {"guard", r.guard},
+          {"guarded_frames", r.guarded_frames},
           {"frames", r.frames},
           {"seconds_total", r.seconds_total},
           {"seconds_per_frame", r.seconds_per_frame}};
@@ -124,6 +128,10 @@ class Reader {
     const json& v = Field(obj, key, where);
     if (!v.is_boolean()) Fail(where + "." + key + " is not true or false");
     return v.get<bool>();
+  }
+  // Fields added after the first summaries: absent reads as false.
+  bool OptionalBool(const json& obj, const char* key, const std::string& where) const {
+    return obj.is_object() && obj.contains(key) ? Bool(obj, key, where) : false;
   }
   std::string String(const json& obj, const char* key, const std::string& where, bool null_ok = false) const {
     const json& v = Field(obj, key, where);
@@ -175,6 +183,8 @@ RunRecord ReadRun(const Reader& in, const json& j) {
   r.temporal_filter = in.Bool(j, "temporal_filter", w);
   r.prj_delta_thd = in.Float(j, "prj_delta_thd", w);
   r.tint_update_gain = in.Float(j, "tint_update_gain", w);
+  r.guard = in.OptionalBool(j, "guard", w);
+  if (j.contains("guarded_frames")) r.guarded_frames = in.Int(j, "guarded_frames", w, 0, 100000000);
   r.frames = in.Int(j, "frames", w, 0, 100000000);
   r.seconds_total = in.Double(j, "seconds_total", w);
   r.seconds_per_frame = in.Double(j, "seconds_per_frame", w);
@@ -198,6 +208,8 @@ FrameRecord ReadFrame(const Reader& in, const json& j, int k) {
   f.nonfinite_gains = in.Int(j, "nonfinite_gains", w, 0, 4 * kLatticeNodes);
   f.nonfinite_projection = in.Bool(j, "nonfinite_projection", w);
   f.jump = in.Bool(j, "jump", w);
+  f.guarded = in.OptionalBool(j, "guarded", w);
+  if (f.guarded) f.guard_reason = in.String(j, "guard_reason", w, true);
   return f;
 }
 
@@ -239,7 +251,7 @@ std::string SummaryJson(const RunSummaryData& summary) {
 std::string SummaryCsv(const RunSummaryData& summary) {
   std::string out =
       "index,input,prj_u,prj_v,temporal_gain,min_R,min_Gr,min_Gb,min_B,max_R,max_Gr,max_Gb,max_B,rescaled,rescale,"
-      "unreliable_dx,unreliable_dy,nonfinite_gains,nonfinite_projection,jump\n";
+      "unreliable_dx,unreliable_dy,nonfinite_gains,nonfinite_projection,jump,guarded,guard_reason\n";
   auto quoted = [](const std::string& s) {
     if (s.find_first_of(",\"\n\r") == std::string::npos) return s;
     std::string q = "\"";
@@ -254,7 +266,7 @@ std::string SummaryCsv(const RunSummaryData& summary) {
     out += std::string(",") + (f.rescaled ? "1" : "0") + "," + FloatText(f.rescale) + "," +
            std::to_string(f.unreliable_dx) + "," + std::to_string(f.unreliable_dy) + "," +
            std::to_string(f.nonfinite_gains) + "," + (f.nonfinite_projection ? "1" : "0") + "," + (f.jump ? "1" : "0") +
-           "\n";
+           "," + (f.guarded ? "1" : "0") + "," + quoted(f.guard_reason) + "\n";
   }
   return out;
 }

@@ -29,6 +29,11 @@ struct FrameRecord {
   int nonfinite_gains = 0;  // in the output table
   bool nonfinite_projection = false;
   bool jump = false;  // the temporal filter saw a large change
+  // The guard (run --guard) replaced the engine's table; the frame's table
+  // figures are then those of the replacement, and the rescale is not
+  // evaluated (rescaled false, rescale NaN): the table written is not the merge's.
+  bool guarded = false;
+  std::string guard_reason;  // what the engine's table failed; "" if not guarded
 };
 
 // The grids of one kept frame, exactly as the engine left them.
@@ -53,6 +58,8 @@ struct RunRecord {
   bool temporal_filter = false;
   float prj_delta_thd = 0;
   float tint_update_gain = 0;
+  bool guard = false;      // run --guard
+  int guarded_frames = 0;  // frames whose table the guard replaced
   int frames = 0;
   double seconds_total = 0;
   double seconds_per_frame = 0;

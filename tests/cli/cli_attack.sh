@@ -18,6 +18,23 @@ must() {
   [ "$STATUS" -eq 0 ] || { echo "setup failed: mirvo $* ($STATUS): $(cat "$ERR")" >&2; exit 1; }
 }
 
+# Inputs of the calibration commands in $C: a flat field of the fixture
+# frames' size (every sample 600, black level 64), two base tables imported
+# from a real calibration at two lights, and that calibration.
+C=$T/cal
+LSC=$DATA/lsc/rkisp1_imx258.json
+make_calibration_inputs() {
+  mkdir -p "$C"
+  printf '\x58\x02' >"$C/flat.raw"
+  for _ in $(seq 18); do cat "$C/flat.raw" "$C/flat.raw" >"$C/twice" && mv "$C/twice" "$C/flat.raw"; done
+  head -c $((520 * 384 * 2)) "$C/flat.raw" >"$C/twice" && mv "$C/twice" "$C/flat.raw"
+  cp "$LSC" "$C/cal.json"
+  must table --import "$C/cal.json" --ct 2856 --out "$C/a.h"
+  must table --import "$C/cal.json" --ct 7504 --out "$C/b.h"
+}
+make_calibration_inputs
+FLAT=("$C/flat.raw" $RAW --black-level 1024)
+
 # Earlier outputs of every writing command in DIR, and their checksums.
 write_earlier() {
   local dir=$1
@@ -25,6 +42,10 @@ write_earlier() {
   must stats --raw "$IN/raw_000.raw" $RAW --out "$dir/s.txt" --mean-image "$dir/m.raw"
   must table "$IN/base.h" --sim "$dir/t.sim" --png "$dir/t.png"
   must view "$dir/diag_000.txt" --out-dir "$dir/view"
+  must calibrate --raw "${FLAT[@]}" --png --out "$dir/c.h"
+  must learn --table "$C/a.h" "$C/b.h" --out "$dir/l.h"
+  must table --import "$C/cal.json" --ct 5000 --out "$dir/i.h"
+  must report "$dir"
   checksum "$dir" >"$T/sums"
 }
 
@@ -394,8 +415,10 @@ case $CLASS in
         fifo) text="a FIFO" ;;
         device) text="a character device" ;;
       esac
-      for role in run_table run_diag run_png stats_out stats_mean table_sim table_png view demo; do
+      for role in run_table run_diag run_png stats_out stats_mean table_sim table_png view demo calibrate_out \
+        calibrate_png learn_out import_out report; do
         rm -rf "$S" && mkdir -p "$S"
+        beside=""
         case $role in
           run_table) name=table_000.h ;;
           run_diag) name=diag_000.txt ;;
@@ -406,6 +429,11 @@ case $CLASS in
           table_png) name=t.png ;;
           view) name=GradH_UX.png ;;
           demo) name=base.h ;;
+          calibrate_out) name=c.h ;;
+          calibrate_png) name=c_flat.png ;;
+          learn_out) name=l.h ;;
+          import_out) name=i.h ;;
+          report) name=report.html beside=summary.json && cp "$O/summary.json" "$S/" ;;
         esac
         node=$S/$name
         case $kind in
@@ -426,6 +454,13 @@ case $CLASS in
             attack 1 "$node: is $text" view "$O/diag_000.txt" --out-dir "$S" ;;
           demo) if [ "$node" = /dev/null ]; then continue; fi
             attack 1 "$node: is $text" demo --frames 1 --out-dir "$S" ;;
+          calibrate_out) attack 1 "$node: is $text" calibrate --raw "${FLAT[@]}" --out "$node" ;;
+          calibrate_png) if [ "$node" = /dev/null ]; then continue; fi
+            attack 1 "$node: is $text" calibrate --raw "${FLAT[@]}" --png --out "$S/c.h" ;;
+          learn_out) attack 1 "$node: is $text" learn --table "$C/a.h" "$C/b.h" --out "$node" ;;
+          import_out) attack 1 "$node: is $text" table --import "$C/cal.json" --ct 5000 --out "$node" ;;
+          report) if [ "$node" = /dev/null ]; then continue; fi
+            attack 1 "$node: is $text" report "$S" ;;
         esac
         if [ "$node" = /dev/null ]; then
           [ -c /dev/null ] || fail "/dev/null is no longer a device"
@@ -435,7 +470,8 @@ case $CLASS in
             fifo) [ -p "$node" ] || fail "FIFO $node was replaced" ;;
             device) [ -c "$node" ] || fail "device $node was replaced" ;;
           esac
-          [ "$(ls -A "$S")" = "$name" ] || fail "$role: written beside the refused $kind: $(ls -A "$S")"
+          [ "$(ls -A "$S" | tr '\n' ' ')" = "$name $beside " ] || [ "$(ls -A "$S" | tr '\n' ' ')" = "$name " ] ||
+            fail "$role: written beside the refused $kind: $(ls -A "$S")"
         fi
         [ "$(cat "$T/link_target")" = target ] || fail "$role: written through the link"
       done
@@ -480,6 +516,29 @@ case $CLASS in
       table "$IN/base.h" --sim "$D/t.png" --png "$T/alias/sub/../t.png"
     same "$D/./hard.h: is the same file as the output $D/table_000.h" \
       stats --raw "$IN/raw_000.raw" $RAW --out "$D/table_000.h" --mean-image "$D/./hard.h"
+    # The calibration commands: a capture, a table, a tuning or a calibration
+    # as the output, and two outputs of calibrate --png that are one file.
+    cp "$C/flat.raw" "$D/flat.raw"
+    cp "$C/a.h" "$D/a.h"
+    cp "$C/cal.json" "$D/cal.json"
+    cp "$IN/tuning.h" "$D/tuning.h"
+    echo picture >"$D/x_gains.png"
+    ln "$D/x_gains.png" "$D/x_flat.png"
+    mkdir -p "$D/run"
+    cp "$O/summary.json" "$D/run/"
+    ln "$D/run/summary.json" "$D/run/report.html"
+    (cd "$D" && find . -type f -print0 | sort -z | xargs -0 sha256sum) >"$T/same_sums"
+    same "$D/flat.raw: is also the input $D/flat.raw" calibrate --raw "$D/flat.raw" $RAW --black-level 1024 \
+      --out "$D/flat.raw"
+    same "$D/x_flat.png: is the same file as the output $D/x_gains.png" \
+      calibrate --raw "${FLAT[@]}" --png --out "$D/x.h"
+    same "$D/a.h: is also the input $D/a.h" learn --table "$D/a.h" "$C/b.h" --out "$D/a.h"
+    same "$D/hard.h: is also the input $D/table_000.h" learn --table "$C/a.h" "$D/table_000.h" --out "$D/hard.h"
+    same "$D/tuning.h: is also the input $D/tuning.h" learn --table "$C/a.h" "$C/b.h" --tuning "$D/tuning.h" \
+      --out "$D/tuning.h"
+    same "$D/cal.json: is also the input $D/cal.json" table --import "$D/cal.json" --ct 5000 --out "$D/cal.json"
+    same "$D/run/report.html: is also the input $D/run/summary.json" report "$D/run"
+    [ -e "$D/x.h" ] && fail "calibrate wrote its table beside two outputs that are one file"
     # A dump whose picture would be the dump itself.
     printf 'prj_u=\n0.5\n\nWX[1][2]=\n1 2\n' >"$D/WX.png"
     (cd "$D" && find . -type f -print0 | sort -z | xargs -0 sha256sum) >"$T/same_sums"
@@ -511,8 +570,28 @@ case $CLASS in
           frames=("$IN/stats_001.txt" "$bad" "$IN/stats_002.txt")
         fi
         attack 1 "$bad: " run --base "$IN/base.h" --stats "${frames[@]}" --debug --png --out-dir "$O"
+        # Beyond the memory budget for dumps (here one byte) every dump is
+        # checked in a first pass and loaded again as its frame comes.
+        MIRVO_TEST_DUMP_BUDGET=1 attack 1 "$bad: " run --base "$IN/base.h" --stats "${frames[@]}" --debug --png \
+          --out-dir "$O"
       done
     done
+    # Both paths give the same outputs.
+    for budget in 1 1000000000; do
+      MIRVO_TEST_DUMP_BUDGET=$budget must run --base "$IN/base.h" --stats "$IN"/stats_00[0-2].txt "$IN/stats_000.txt" \
+        --debug --png --out-dir "$T/budget_$budget"
+      checksum_tables "$T/budget_$budget" >"$T/budget_$budget.sums"
+    done
+    cmp -s "$T/budget_1.sums" "$T/budget_1000000000.sums" || fail "dumps loaded twice gave other outputs"
+    MIRVO_TEST_DUMP_BUDGET=1e9 expect_error 2 "MIRVO_TEST_DUMP_BUDGET: '1e9' is not a number of bytes" \
+      run --base "$IN/base.h" --stats "$IN/stats_000.txt" --out-dir "$T/budget_bad"
+    # calibrate and learn: a bad last input, and nothing is written.
+    head -c 1000 "$C/flat.raw" >"$T/short_flat.raw"
+    attack 1 "$T/short_flat.raw: raw frame of 1000 bytes" \
+      calibrate --raw "$C/flat.raw" "$C/flat.raw" "$T/short_flat.raw" $RAW --black-level 1024 --png --out "$O/c.h"
+    head -c 3000 "$C/b.h" >"$T/cut.h"
+    attack 1 "$T/cut.h: " learn --table "$C/a.h" "$C/b.h" "$T/cut.h" --out "$O/l.h"
+    attack 1 "$T/cut.h: " learn --table "$C/a.h" "$C/b.h" --tuning "$T/cut.h" --out "$O/l.h"
     head -c 1000 "$IN/raw_001.raw" >"$T/short.raw"
     attack 1 "$T/short.raw: raw frame of 1000 bytes" \
       run --base "$IN/base.h" --raw "$IN/raw_001.raw" "$IN/raw_000.raw" "$T/short.raw" $RAW --png --out-dir "$O"
@@ -539,6 +618,23 @@ case $CLASS in
       sed "19s/^[0-9.]*f/${gain}f/" "$IN/base.h" >"$T/gain.h"
       attack 1 "$T/gain.h: gain " table "$T/gain.h" --sim "$O/t.sim" --png "$O/t.png"
     done
+    # Options of the calibration commands, and gains of the tables learn takes
+    # (base tables: the profile is made of their log ratios).
+    for v in 1e30 nan -1 inf 1e999 -nan 1e-320; do
+      attack 2 "mirvo calibrate: --luminance-strength: '$v' is not a number from 0 to 1" \
+        calibrate --raw "${FLAT[@]}" --luminance-strength "$v" --png --out "$O/c.h"
+    done
+    for v in 1e30 nan 1e999 2856.5 0x1000; do
+      attack 2 "mirvo table: --ct: '$v' is not an integer" table --import "$C/cal.json" --ct "$v" --out "$O/i.h"
+    done
+    for v in -1 0 999 100001 2147483648; do
+      attack 2 "mirvo table: --ct: $v is out of range (1000 to 100000)" \
+        table --import "$C/cal.json" --ct "$v" --out "$O/i.h"
+    done
+    for gain in 3e38 1e-30 1e7 0.0 -1.5; do
+      sed "3s/^[0-9.]*f/${gain}f/" "$C/b.h" >"$T/gain.h"
+      attack 1 "$T/gain.h: gain " learn --table "$C/a.h" "$T/gain.h" --out "$O/l.h"
+    done
     # Accepted where nothing converts them: drawn, summarised, applied.
     sed "19s/^[0-9.]*f/3e38f/" "$IN/base.h" >"$T/huge.h"
     run_mirvo table "$T/huge.h" --png "$T/huge.png"
@@ -562,6 +658,31 @@ case $CLASS in
     grep -q warning "$ERR" || fail "the reference run gave no warning to lose"
     must table "$IN/base.h" --sim "$T/ref/t.sim"
     checksum_tables "$T/ref" >"$T/ref_sums"
+    # The calibration commands and the report, with each descriptor closed,
+    # run inside the output directory (the report's title is its name).
+    calibration_calls() {
+      "$MIRVO" calibrate --raw "${FLAT[@]}" --png --out "$1/c.h" &&
+        "$MIRVO" learn --table "$C/a.h" "$C/b.h" --out "$1/l.h" &&
+        "$MIRVO" table --import "$C/cal.json" --ct 5000 --out "$1/i.h" &&
+        "$MIRVO" table "$1/i.h" --json >"$1/i.json" &&
+        cp "$T/ref/summary.json" "$1/" && "$MIRVO" report "$1"
+    }
+    mkdir -p "$T/cref"
+    (cd "$T/cref" && calibration_calls .) >/dev/null 2>&1 || fail "calibration reference calls failed"
+    checksum "$T/cref" >"$T/cref_sums"
+    for fd in 0 1 2; do
+      N=$T/cclosed_$fd
+      mkdir -p "$N"
+      case $fd in
+        0) (cd "$N" && calibration_calls .) <&- >/dev/null 2>&1 ;;
+        1) (cd "$N" && calibration_calls .) >&- 2>/dev/null ;;
+        2) (cd "$N" && calibration_calls .) 2>&- >/dev/null ;;
+      esac
+      STATUS=$?
+      [ "$STATUS" -eq 0 ] || fail "descriptor $fd closed: calibration calls: exit status $STATUS"
+      # table --json writes to its own redirection, so its output must match too.
+      checksum "$N" | cmp -s - "$T/cref_sums" || fail "descriptor $fd closed: calibration outputs differ"
+    done
     for fd in 0 1 2; do
       N=$T/closed_$fd
       mkdir -p "$N"

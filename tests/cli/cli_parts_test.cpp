@@ -14,12 +14,14 @@
 #include "analysis/shading_metric.h"
 #include "analysis/table_summary.h"
 #include "base/cli_error.h"
+#include "cli_fixtures.h"
 #include "commands/args.h"
 #include "commands/raw_options.h"
 #include "demo/demo_scene.h"
 #include "engine_scene.h"
 #include "files/atomic_file.h"
 #include "io/default_tuning.h"
+#include "pipeline/frame_inputs.h"
 #include "pipeline/frame_source.h"
 #include "pipeline/output_queue.h"
 #include "pipeline/progress.h"
@@ -282,6 +284,54 @@ TEST(Png, EncodesWhatLibpngDecodes) {
 }
 
 // --- frames in order ---
+
+// Dumps within the budget are kept from their check; beyond it they are
+// checked first and loaded again, with the same statistics either way, and
+// a dump that changed in between is refused when its frame comes.
+TEST(FrameInputs, BeyondTheBudgetDumpsAreCheckedThenLoadedAgain) {
+  mirvo_test::TempDir dir;
+  mirvo_cli_test::WriteFixtures(dir.path());
+  std::vector<std::string> paths;
+  for (int k = 0; k < 3; ++k) paths.push_back(dir.File("stats_00" + std::to_string(k) + ".txt"));
+  paths.push_back(dir.File("stats_000.txt"));
+  const uint64_t per_dump = FrameInputs::BytesPerDump();
+  FrameInputs kept(paths, nullptr, 2, 4 * per_dump);
+  FrameInputs reloaded(paths, nullptr, 2, 4 * per_dump - 1);
+  EXPECT_TRUE(kept.kept());
+  EXPECT_FALSE(reloaded.kept());
+  for (size_t i = 0; i < paths.size(); ++i) {
+    mirvo::Stats a, b;
+    kept.Prepare(i, &a);
+    reloaded.Prepare(i, &b);
+    ASSERT_EQ(a.cols * a.rows, 32 * 24);
+    ASSERT_EQ(b.cols * b.rows, 32 * 24);
+    EXPECT_EQ(std::memcmp(a.cells, b.cells, sizeof(mirvo::StatsCell) * 32 * 24), 0) << i;
+  }
+
+  // A bad last dump fails the check of both paths, before any frame.
+  const std::string bad = dir.File("bad.txt");
+  mirvo_test::WriteFile(bad, mirvo_test::ReadFile(paths[0]).substr(0, 20000));
+  std::vector<std::string> with_bad = paths;
+  with_bad.push_back(bad);
+  for (uint64_t budget : {uint64_t{1} << 30, uint64_t{0}})
+    EXPECT_THROW(FrameInputs(with_bad, nullptr, 2, budget), DataError) << budget;
+
+  // Rewritten after the check, even with valid content: refused.
+  const std::string moving = dir.File("moving.txt");
+  mirvo_test::WriteFile(moving, mirvo_test::ReadFile(paths[1]));
+  FrameInputs inputs({paths[0], moving}, nullptr, 1, 0);
+  std::filesystem::remove(moving);
+  mirvo_test::WriteFile(moving, mirvo_test::ReadFile(paths[2]));
+  mirvo::Stats stats;
+  inputs.Prepare(0, &stats);
+  try {
+    inputs.Prepare(1, &stats);
+    ADD_FAILURE() << "a changed dump was taken";
+  } catch (const DataError& e) {
+    EXPECT_EQ(std::string(e.what()),
+              moving + ": changed since it was checked at the start of the run; frame 1 and later not run");
+  }
+}
 
 TEST(FrameSource, HandsOutFramesInOrderFromManyThreads) {
   std::atomic<int> running{0}, peak{0};

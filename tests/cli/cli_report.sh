@@ -51,6 +51,29 @@ run_mirvo demo --frames 8 --no-png --no-sync --out-dir "$T/demo"
 [ "$(cut -d, -f20 "$T/demo/summary.csv" | tr '\n' ' ')" = "jump 1 1 1 1 1 1 0 1 " ] ||
   fail "demo's jumps: $(cut -d, -f20 "$T/demo/summary.csv" | tr '\n' ' ')"
 
+# A guarded run: a base table whose R corner (63) brings the engine's table
+# close to the guard's limit of 64. The sixth frame's table passes it and is
+# replaced by the fifth's; the engine restarts and stays below. The summary
+# flags exactly that frame, with the reason, and does not call the
+# replacement a rescale (its greens are the fifth table's, not the base's).
+sed '3s/^1\.44012f/63.0f/' "$T/demo/base.h" >"$T/near_limit.h"
+cmp -s "$T/demo/base.h" "$T/near_limit.h" && fail "the demo's base table changed: adjust the guarded scenario"
+run_mirvo run --guard --base "$T/near_limit.h" --stats "$T"/demo/stats_00[0-7].txt --no-sync --out-dir "$T/g"
+[ "$STATUS" -eq 0 ] || fail "guarded run failed: $(cat "$ERR")"
+grep -q "^8 frames, 1 guarded, tables in $T/g$" "$OUT" || fail "guarded run's line: $(cat "$OUT")"
+head -n 1 "$T/g/summary.csv" | grep -q ',jump,guarded,guard_reason$' || fail "summary.csv lacks the guard's columns"
+[ "$(cut -d, -f21 "$T/g/summary.csv" | tr '\n' ' ')" = "guarded 0 0 0 0 0 1 0 0 " ] ||
+  fail "guarded flags: $(cut -d, -f21 "$T/g/summary.csv" | tr '\n' ' ')"
+grep -q '^5,.*,0,nan,[0-9]*,[0-9]*,0,0,0,1,"1 gain outside \[0.015625, 64\]; first R\[0\]\[0\] = 64\.[0-9]*"$' \
+  "$T/g/summary.csv" || fail "guarded frame's record: $(sed -n 7p "$T/g/summary.csv")"
+grep -q '"guard":true,"guarded_frames":1,' "$T/g/summary.json" || fail "run record lacks the guard"
+grep -q '"guard":false,"guarded_frames":0,' "$T/demo/summary.json" || fail "an unguarded run's record"
+run_mirvo report "$T/g"
+[ "$STATUS" -eq 0 ] || fail "report of the guarded run failed: $(cat "$ERR")"
+grep -q "Frame 5 ($T/demo/stats_005.txt) guarded: the table the engine made had 1 gain outside" "$T/g/report.html" ||
+  fail "report does not list the guarded frame"
+grep -q '1 of 8 frames guarded' "$T/g/report.html" || fail "report's run record lacks the guard"
+
 # stats says how much of the grid the engine would not trust, and why.
 run_mirvo stats --raw "$I/raw_000.raw" --width 520 --height 384 --bits 10 --pattern RGGB --black-level 1024 \
   --out "$T/s.txt"

@@ -91,6 +91,83 @@ TEST(RunSummary, KeepsTheFirstTheLastAndNotableFramesWhole) {
   EXPECT_EQ(s.grids[0].linear_tint_u[100], 1.0f);
 }
 
+// Three frames whose base table the merge rescales; the middle one stands
+// for a frame the guard replaced (its table is a copy of the first output,
+// whose greens differ from the base's like a rescaled table's would).
+RunSummaryData GuardedRun() {
+  const mirvo::MirvoParams& params = mirvo::DefaultMirvoParams();
+  mirvo::Core core;
+  core.LoadMirvoParams(params);
+  SessionOptions options;
+  options.guard = true;
+  RunSummary summary(MakeRunRecord("run", "stats", {"a", "b", "c"}, "base.h", "", options, params.tuning));
+  const mirvo::LscTable base = mirvo_test::UniformTable(0.5f);
+  mirvo::LscTable first{};
+  for (int k = 0; k < 3; ++k) {
+    mirvo::Stats stats;
+    mirvo_test::MakeGreyStats(stats, 1000, 100);
+    EXPECT_TRUE(core.SetStats(stats));
+    core.SetInputLscTable(base);
+    core.Execute();
+    mirvo::LscTable out;
+    core.GetOutputLscTable(&out);
+    if (k == 0) first = out;
+    summary.AddFrame(k, std::string(1, static_cast<char>('a' + k)), core, base, k == 1 ? first : out,
+                     k == 1 ? "1 gain outside [0.015625, 64]; first R[0][0] = 70" : "");
+  }
+  return summary.Data();
+}
+
+TEST(RunSummary, FlagsExactlyTheGuardedFramesAndLeavesTheirRescaleOpen) {
+  const RunSummaryData s = GuardedRun();
+  EXPECT_TRUE(s.run.guard);
+  EXPECT_EQ(s.run.guarded_frames, 1);
+  for (int k : {0, 2}) {
+    EXPECT_FALSE(s.frames[k].guarded) << k;
+    EXPECT_EQ(s.frames[k].guard_reason, "") << k;
+    EXPECT_TRUE(s.frames[k].rescaled) << k;
+    EXPECT_EQ(s.frames[k].rescale, 0.5f) << k;
+  }
+  const FrameRecord& g = s.frames[1];
+  EXPECT_TRUE(g.guarded);
+  EXPECT_EQ(g.guard_reason, "1 gain outside [0.015625, 64]; first R[0][0] = 70");
+  EXPECT_FALSE(g.rescaled);
+  EXPECT_TRUE(std::isnan(g.rescale));
+  EXPECT_FALSE(g.jump);
+  // Rescaled before and after the guarded frame: no switch to keep.
+  for (const FrameGrids& grids : s.grids)
+    EXPECT_EQ(std::count(grids.reasons.begin(), grids.reasons.end(), "rescale"), 0) << grids.index;
+
+  const RunSummaryData back = ParseSummaryJson(SummaryJson(s), "summary.json");
+  EXPECT_TRUE(back.run.guard);
+  EXPECT_EQ(back.run.guarded_frames, 1);
+  for (int k = 0; k < 3; ++k) {
+    EXPECT_EQ(back.frames[k].guarded, s.frames[k].guarded) << k;
+    EXPECT_EQ(back.frames[k].guard_reason, s.frames[k].guard_reason) << k;
+  }
+  const std::string csv = SummaryCsv(s);
+  EXPECT_NE(csv.find(",jump,guarded,guard_reason\n"), std::string::npos);
+  EXPECT_NE(csv.find(",0,nan,"), std::string::npos);
+  EXPECT_NE(csv.find(",0,1,\"1 gain outside [0.015625, 64]; first R[0][0] = 70\"\n2,"), std::string::npos) << csv;
+
+  const std::vector<std::string> w = RunWarnings(s);
+  ASSERT_EQ(w.size(), 1u);
+  EXPECT_EQ(w[0],
+            "Frame 1 (b) guarded: the table the engine made had 1 gain outside [0.015625, 64]; first R[0][0] = 70; "
+            "the guard wrote its fallback and reset the engine.");
+}
+
+// Summaries written before the guard existed still read, unguarded.
+TEST(SummaryFormat, ReadsSummariesWithoutTheGuardFields) {
+  std::string text = SummaryJson(FourFrameRun());
+  for (const std::string field : {",\"guarded\":false,\"guard_reason\":null", "\"guard\":false,\"guarded_frames\":0,"})
+    for (size_t at; (at = text.find(field)) != std::string::npos;) text.erase(at, field.size());
+  const RunSummaryData s = ParseSummaryJson(text, "old.json");
+  EXPECT_FALSE(s.run.guard);
+  ASSERT_EQ(s.frames.size(), 4u);
+  EXPECT_FALSE(s.frames[3].guarded);
+}
+
 // --- the summary file ---
 
 // Equal, counting NaN as equal to NaN.

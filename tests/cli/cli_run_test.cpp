@@ -237,12 +237,31 @@ mirvo::LscTable LoadTable(const std::string& path) {
   return t;
 }
 
+// The `guarded` column of DIR/summary.csv, one character a frame.
+std::string GuardedColumn(const std::string& dir) {
+  const std::string csv = ReadFile(dir + "/summary.csv");
+  std::string flags;
+  size_t line = csv.find('\n');
+  EXPECT_NE(csv.rfind(",guarded,guard_reason\n", line), std::string::npos) << csv.substr(0, line);
+  while (line != std::string::npos && line + 1 < csv.size()) {
+    const size_t end = csv.find('\n', line + 1);
+    const std::string record = csv.substr(line + 1, end - line - 1);
+    // guarded is the 21st field; only guard_reason (which may be quoted) follows it.
+    size_t at = 0;
+    for (int field = 0; field < 20; ++field) at = record.find(',', at) + 1;
+    flags += record[at];
+    line = end;
+  }
+  return flags;
+}
+
 TEST_F(CliRun, GuardLeavesSoundFramesAlone) {
   const Result r = RunMirvo(out_, "run --guard --base " + In("base.h") + " --stats" +
                                       FrameList(in_.path(), "stats", ".txt") + " --out-dir " + Out());
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.err, "");
   EXPECT_EQ(r.out, "3 frames, 0 guarded, tables in " + Out() + "\n");
+  EXPECT_EQ(GuardedColumn(Out()), "000");
   std::vector<mirvo::Stats> frames = LoadDumps(in_.path());
   ExpectTables(DriveCore(Direct(), frames, In("base.h"), out_), Out());
 }
@@ -276,6 +295,8 @@ TEST_F(CliRun, GuardReplacesTablesOutOfRange) {
   EXPECT_NE(r.err.find("frame 2 (" + In("stats_002.txt") + "): output table rejected by the guard"), std::string::npos)
       << r.err;
   EXPECT_NE(r.err.find("unity table returned, engine state reset"), std::string::npos) << r.err;
+  EXPECT_EQ(GuardedColumn(Out()), "111");
+  EXPECT_NE(ReadFile(Out() + "/summary.json").find("\"guard\":true,\"guarded_frames\":3,"), std::string::npos);
   const mirvo::LscTable unity = LoadTable(Frame(Out(), "table", 2, ".h"));
   const float* g = &unity.r_gain[0][0];
   for (int i = 0; i < 884; ++i) ASSERT_EQ(g[i], 1.0f) << "gain " << i;
