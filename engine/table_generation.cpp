@@ -59,6 +59,14 @@ float MinOfPlane(const float* __restrict x, float m) {
   return m;
 }
 
+// Records each key and value in turn in the diagnostic store.
+void Record(MirvoState&) {}
+template <typename T, typename... Rest>
+void Record(MirvoState& state, const char* key, const T& value, const Rest&... rest) {
+  state.Set(key, value);
+  Record(state, rest...);
+}
+
 }  // namespace
 
 void MirvoHybrid::GenerateDlscTable() {
@@ -92,10 +100,7 @@ void MirvoHybrid::GenerateDlscTable() {
   // the estimate is the residual tint of the corrected image.
   internal::AddLogGains(lsc_gain_.lsc_log_RG_gain, log_u);
   internal::AddLogGains(lsc_gain_.lsc_log_BG_gain, log_v);
-  if (debug) {
-    state_.Set("log_stats_U[24][32]", log_u);
-    state_.Set("log_stats_V[24][32]", log_v);
-  }
+  if (debug) Record(state_, "log_stats_U[24][32]", log_u, "log_stats_V[24][32]", log_v);
 
   if (!debug) {
     // Nothing is recorded between these steps: run them as one pass over the
@@ -104,40 +109,21 @@ void MirvoHybrid::GenerateDlscTable() {
     ResiduesAndClamp();
   } else {
     EstimateGradient();
-    if (debug) {
-      state_.Set("GradH_UX[24][31]", GradH_UX);
-      state_.Set("GradH_UY[23][32]", GradH_UY);
-      state_.Set("GradH_VX[24][31]", GradH_VX);
-      state_.Set("GradH_VY[23][32]", GradH_VY);
-    }
-
+    Record(state_, "GradH_UX[24][31]", GradH_UX, "GradH_UY[23][32]", GradH_UY, "GradH_VX[24][31]", GradH_VX,
+           "GradH_VY[23][32]", GradH_VY);
     internal::MaskUnreliableGradients(log_stats_, GradH_UX, GradH_UY, GradH_VX, GradH_VY);
-    if (debug) {
-      state_.Set("WX[24][31]", WX);
-      state_.Set("WY[23][32]", WY);
-    }
-
+    Record(state_, "WX[24][31]", WX, "WY[23][32]", WY);
     FitLearnedTintProfile();
-    if (debug) {
-      state_.Set("prj_u", prj_u_);
-      state_.Set("prj_v", prj_v_);
-    }
-
+    Record(state_, "prj_u", prj_u_, "prj_v", prj_v_);
     internal::ClampGradients(tuning.limit_thd, GradH_UX, GradH_UY, GradH_VX, GradH_VY);
   }
   internal::Matrix24x32ToMatrix13x17(GradH_UX, GradH_UY, GradL_UX, GradL_UY);
   internal::Matrix24x32ToMatrix13x17(GradH_VX, GradH_VY, GradL_VX, GradL_VY);
   IntegrateGradientResidue();
-  if (debug) {
-    state_.Set("log_tint_u[13][17]", log_tint_u);
-    state_.Set("log_tint_v[13][17]", log_tint_v);
-  }
-
+  if (debug) Record(state_, "log_tint_u[13][17]", log_tint_u, "log_tint_v[13][17]", log_tint_v);
   LogToLinear();
-  if (debug) {
-    state_.Set("linear_tint_u[13][17]", log_tint_u);
-    state_.Set("linear_tint_v[13][17]", log_tint_v);
-  }
+  // The conversion works in place: the linear tint is in the log grids now.
+  if (debug) Record(state_, "linear_tint_u[13][17]", log_tint_u, "linear_tint_v[13][17]", log_tint_v);
 
   MergeTintBaseTables();
 }
