@@ -13,6 +13,30 @@ namespace {
 
 bool IsShape(const Matrix<float>& m, int cols, int rows) { return m.cols == cols && m.rows == rows; }
 
+// The engine's own grids and their shapes (columns, rows): the constructor
+// gives them these, and a frame runs only while they still have them.
+struct GridShape {
+  Matrix<float> MirvoHybrid::*grid;
+  int cols;
+  int rows;
+};
+constexpr GridShape kGridShapes[] = {
+    {&MirvoHybrid::WX, 31, 24},
+    {&MirvoHybrid::WY, 32, 23},
+    {&MirvoHybrid::GradH_UX, 31, 24},
+    {&MirvoHybrid::GradH_UY, 32, 23},
+    {&MirvoHybrid::GradH_VX, 31, 24},
+    {&MirvoHybrid::GradH_VY, 32, 23},
+    {&MirvoHybrid::log_tint_u, 17, 13},
+    {&MirvoHybrid::log_tint_v, 17, 13},
+    {&MirvoHybrid::temporal_tint_u_, 17, 13},
+    {&MirvoHybrid::temporal_tint_v_, 17, 13},
+    {&MirvoHybrid::GradL_UX, 16, 13},
+    {&MirvoHybrid::GradL_UY, 17, 12},
+    {&MirvoHybrid::GradL_VX, 16, 13},
+    {&MirvoHybrid::GradL_VY, 17, 12},
+};
+
 void RecordBaseTable(MirvoState& state, const LscTable& table) {
   state.Set("base_table_R[13][17]", Matrix<float>(table.r_gain));
   state.Set("base_table_Gr[13][17]", Matrix<float>(table.gr_gain));
@@ -30,8 +54,6 @@ MirvoHybrid::MirvoHybrid()
       pconfig_params_(nullptr),
       base_table_(),
       mirvo_table_(),
-      WX(31, 24, 0.0f),
-      WY(32, 23, 0.0f),
       weight_vec_(),
       grad_u_vec_(),
       grad_v_vec_(),
@@ -42,19 +64,9 @@ MirvoHybrid::MirvoHybrid()
       temporal_update_gain_(1.0f),
       residue_u_vec_(),
       residue_v_vec_(),
-      GradH_UX(31, 24, 0.0f),
-      GradH_UY(32, 23, 0.0f),
-      GradH_VX(31, 24, 0.0f),
-      GradH_VY(32, 23, 0.0f),
-      log_tint_u(17, 13, 0.0f),
-      log_tint_v(17, 13, 0.0f),
-      temporal_tint_u_(17, 13, 0.0f),
-      temporal_tint_v_(17, 13, 0.0f),
-      GradL_UX(16, 13, 0.0f),
-      GradL_UY(17, 12, 0.0f),
-      GradL_VX(16, 13, 0.0f),
-      GradL_VY(17, 12, 0.0f),
-      integration_paths_() {}
+      integration_paths_() {
+  for (const GridShape& g : kGridShapes) this->*g.grid = Matrix<float>(g.cols, g.rows, 0.0f);
+}
 
 MirvoHybrid::~MirvoHybrid() = default;
 
@@ -90,13 +102,9 @@ LscTable* MirvoHybrid::GetMirvoTable() { return &mirvo_table_; }
 // The grids are public so that tools can read them; a caller that resizes
 // one gets this error instead of a frame.
 bool MirvoHybrid::CheckGridShapes() const {
-  const bool ok = IsShape(log_stats_.log_u_input, 32, 24) && IsShape(log_stats_.log_v_input, 32, 24) &&
-                  IsShape(lsc_gain_.lsc_log_RG_gain, 32, 24) && IsShape(lsc_gain_.lsc_log_BG_gain, 32, 24) &&
-                  IsShape(WX, 31, 24) && IsShape(WY, 32, 23) && IsShape(GradH_UX, 31, 24) &&
-                  IsShape(GradH_UY, 32, 23) && IsShape(GradH_VX, 31, 24) && IsShape(GradH_VY, 32, 23) &&
-                  IsShape(log_tint_u, 17, 13) && IsShape(log_tint_v, 17, 13) && IsShape(temporal_tint_u_, 17, 13) &&
-                  IsShape(temporal_tint_v_, 17, 13) && IsShape(GradL_UX, 16, 13) && IsShape(GradL_UY, 17, 12) &&
-                  IsShape(GradL_VX, 16, 13) && IsShape(GradL_VY, 17, 12);
+  bool ok = IsShape(log_stats_.log_u_input, 32, 24) && IsShape(log_stats_.log_v_input, 32, 24) &&
+            IsShape(lsc_gain_.lsc_log_RG_gain, 32, 24) && IsShape(lsc_gain_.lsc_log_BG_gain, 32, 24);
+  for (const GridShape& g : kGridShapes) ok = ok && IsShape(this->*g.grid, g.cols, g.rows);
   if (!ok) {
     __android_log_print(ANDROID_LOG_ERROR, kLogTag,
                         "Mirvo grids were reshaped. The engine runs only on the shapes it was built with");
