@@ -104,6 +104,15 @@ Args::Args(std::string command, const std::vector<OptionSpec>& specs, const std:
 
 void Args::Fail(const std::string& message) const { throw UsageError(Prefix() + message); }
 
+void Args::RejectPositional() const {
+  if (!positional_.empty()) Fail("unexpected argument '" + positional_[0] + "'");
+}
+
+std::string Args::OnePositional(const std::string& what) const {
+  if (positional_.size() != 1) Fail("give exactly one " + what + " (see mirvo " + command_ + " --help)");
+  return positional_[0];
+}
+
 std::string Args::Get(const std::string& name, const std::string& fallback) const {
   const auto it = values_.find(name);
   if (it == values_.end() || it->second.empty()) return fallback;

@@ -26,6 +26,11 @@ class Args {
 
   bool Has(const std::string& name) const { return values_.count(name) > 0; }
   const std::vector<std::string>& positional() const { return positional_; }
+  // For commands that take options only: fails on the first positional argument.
+  void RejectPositional() const;
+  // For commands that take one file: that argument, or a failure asking for
+  // exactly one `what`.
+  std::string OnePositional(const std::string& what) const;
 
   // Value of an option; `fallback` when absent.
   std::string Get(const std::string& name, const std::string& fallback = "") const;

@@ -71,7 +71,7 @@ int Run(const std::vector<std::string>& argv) {
                                    {"--png", OptionKind::kFlag}};
   AddRawOptionSpecs(&specs);
   const Args args("calibrate", specs, argv);
-  if (!args.positional().empty()) args.Fail("unexpected argument '" + args.positional()[0] + "'");
+  args.RejectPositional();
   const std::vector<std::string>& files = args.List("--raw");
   if (files.empty()) args.Fail("missing --raw (one or more flat-field captures)");
   if (args.Has("--grid")) args.Fail("--grid: the measurement grid is fixed");

@@ -51,7 +51,7 @@ int Run(const std::vector<std::string>& argv) {
                    {"--save-raw", OptionKind::kFlag},
                    {"--no-sync", OptionKind::kFlag}},
                   argv);
-  if (!args.positional().empty()) args.Fail("unexpected argument '" + args.positional()[0] + "'");
+  args.RejectPositional();
   const int frames = static_cast<int>(args.GetInt("--frames", 8, 1, 10000));
   const bool save_raw = args.Has("--save-raw");
   SetDurableWrites(!args.Has("--no-sync"));

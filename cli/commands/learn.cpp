@@ -40,7 +40,7 @@ int Run(const std::vector<std::string>& argv) {
                    {"--tuning", OptionKind::kValue},
                    {"--out", OptionKind::kValue}},
                   argv);
-  if (!args.positional().empty()) args.Fail("unexpected argument '" + args.positional()[0] + "'");
+  args.RejectPositional();
   const std::vector<std::string>& files = args.List("--table");
   if (files.size() < 2) args.Fail("give at least two tables (--table FILE --table FILE)");
   const std::string out = args.Require("--out");

@@ -32,8 +32,7 @@ constexpr uint64_t kMaxSummaryBytes = 1ull << 30;
 
 int Run(const std::vector<std::string>& argv) {
   const Args args("report", {}, argv);
-  if (args.positional().size() != 1) args.Fail("give exactly one run directory (see mirvo report --help)");
-  std::string dir = args.positional()[0];
+  std::string dir = args.OnePositional("run directory");
   while (dir.size() > 1 && dir.back() == '/') dir.pop_back();
   const std::string path = dir + "/summary.json";
   const std::string out = dir + "/report.html";

@@ -69,7 +69,7 @@ int Run(const std::vector<std::string>& argv) {
       {"--no-summary", OptionKind::kFlag}, {"--guard", OptionKind::kFlag}};
   AddRawOptionSpecs(&specs);
   const Args args("run", specs, argv);
-  if (!args.positional().empty()) args.Fail("unexpected argument '" + args.positional()[0] + "'");
+  args.RejectPositional();
   const bool use_raw = args.Has("--raw");
   if (use_raw == args.Has("--stats")) args.Fail("give either --stats FILE... or --raw FILE...");
   RawOptions raw;

@@ -36,7 +36,7 @@ int Run(const std::vector<std::string>& argv) {
       {"--raw", OptionKind::kValue}, {"--out", OptionKind::kValue}, {"--mean-image", OptionKind::kValue}};
   AddRawOptionSpecs(&specs);
   const Args args("stats", specs, argv);
-  if (!args.positional().empty()) args.Fail("unexpected argument '" + args.positional()[0] + "'");
+  args.RejectPositional();
   const std::string raw_path = args.Require("--raw");
   const RawOptions raw = ParseRawOptions(args);
   const std::string out = args.Require("--out");

@@ -62,8 +62,7 @@ int Run(const std::vector<std::string>& argv) {
                   argv);
   if (args.Has("--import")) return RunImport(args);
   if (args.Has("--ct") || args.Has("--out")) args.Fail("--ct and --out go with --import");
-  if (args.positional().size() != 1) args.Fail("give exactly one table file (see mirvo table --help)");
-  const std::string path = args.positional()[0];
+  const std::string path = args.OnePositional("table file");
   std::vector<std::string> outputs;
   for (const char* name : {"--sim", "--png"})
     if (args.Has(name)) outputs.push_back(args.Get(name));

@@ -32,8 +32,7 @@ constexpr int kMaxPictureCells = 4096;
 
 int Run(const std::vector<std::string>& argv) {
   const Args args("view", {{"--out-dir", OptionKind::kValue}}, argv);
-  if (args.positional().size() != 1) args.Fail("give exactly one diagnostic dump (see mirvo view --help)");
-  const std::string path = args.positional()[0];
+  const std::string path = args.OnePositional("diagnostic dump");
   const std::string out_dir = args.Require("--out-dir");
   const std::string content = ReadInputFile(path, "a diagnostic dump", kMaxDiagBytes);
   mirvo::DiagnosticDump dump;
