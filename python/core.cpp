@@ -89,6 +89,16 @@ void SetCrop(PyCore& self, double in_w, double in_h, double offs_x, double offs_
   self.core.SetSensorCrop(crop);
 }
 
+// The getter of a property of the last frame: None before the first one.
+template <typename Read>
+auto LastFrame(Read read) {
+  return [read](PyCore& self) -> py::object {
+    std::lock_guard<std::mutex> lock(self.busy);
+    if (!self.has_frame) return py::none();
+    return read(self.core);
+  };
+}
+
 }  // namespace
 
 void BindCore(py::module_& m) {
@@ -127,21 +137,14 @@ void BindCore(py::module_& m) {
           "the grid's shape (float32, uint32, uint16 or uint8 as recorded), scalars (\"prj_u\") to floats.\n"
           "Empty until a frame ran with debug on.");
   cls.def_property_readonly(
-      "projections",
-      [](PyCore& self) -> py::object {
-        std::lock_guard<std::mutex> lock(self.busy);
-        if (!self.has_frame) return py::none();
-        return py::make_tuple(static_cast<double>(self.core.prj_u_), static_cast<double>(self.core.prj_v_));
-      },
+      "projections", LastFrame([](const mirvo::Core& core) -> py::object {
+        return py::make_tuple(static_cast<double>(core.prj_u_), static_cast<double>(core.prj_v_));
+      }),
       "(prj_u, prj_v): projections of the last frame's tint onto the learned profile; None before a frame.");
-  cls.def_property_readonly(
-      "temporal_update_gain",
-      [](PyCore& self) -> py::object {
-        std::lock_guard<std::mutex> lock(self.busy);
-        if (!self.has_frame) return py::none();
-        return py::float_(static_cast<double>(self.core.temporal_update_gain_));
-      },
-      "Gain of the temporal filter in the last frame; None before a frame.");
+  cls.def_property_readonly("temporal_update_gain", LastFrame([](const mirvo::Core& core) -> py::object {
+                              return py::float_(static_cast<double>(core.temporal_update_gain_));
+                            }),
+                            "Gain of the temporal filter in the last frame; None before a frame.");
 }
 
 }  // namespace mirvo_py
