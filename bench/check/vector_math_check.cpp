@@ -22,33 +22,37 @@ struct Result {
   uint64_t exp_mismatches = 0;
 };
 
-void CheckRange(int path, uint64_t begin, uint64_t end, uint64_t stride, Result* result) {
-  constexpr int kBlock = 64;
-  float in[kBlock];
+constexpr int kBlock = 64;
+
+typedef float (*LibraryFunction)(float);
+typedef void (*VectorFunction)(int path, const float* in, float* out, int n);
+
+// One block through one function on one path, compared bit for bit with the
+// C library; the first mismatches are printed. `first` is the bit pattern of
+// in[0].
+void CheckBlock(const char* name, LibraryFunction library, VectorFunction vector, int path, uint64_t first,
+                const float (&in)[kBlock], uint64_t* mismatches) {
   float got[kBlock];
+  vector(path, in, got, kBlock);
+  for (int l = 0; l < kBlock; ++l) {
+    const float want = library(in[l]);
+    if (std::memcmp(&want, &got[l], sizeof want) != 0 && (*mismatches)++ < 8) {
+      std::printf("%s(%a) [%08x]: library %a, vector %a\n", name, static_cast<double>(in[l]),
+                  static_cast<unsigned>(first + static_cast<uint64_t>(l)), static_cast<double>(want),
+                  static_cast<double>(got[l]));
+    }
+  }
+}
+
+void CheckRange(int path, uint64_t begin, uint64_t end, uint64_t stride, Result* result) {
+  float in[kBlock];
   for (uint64_t b = begin; b < end; b += kBlock * stride) {
     for (int l = 0; l < kBlock; ++l) {
       const uint32_t bits = static_cast<uint32_t>(b + static_cast<uint64_t>(l));
       std::memcpy(&in[l], &bits, sizeof bits);
     }
-    mirvo::internal::LogfArrayOnPath(path, in, got, kBlock);
-    for (int l = 0; l < kBlock; ++l) {
-      const float want = logf(in[l]);
-      if (std::memcmp(&want, &got[l], sizeof want) != 0 && result->log_mismatches++ < 8) {
-        std::printf("logf(%a) [%08x]: library %a, vector %a\n", static_cast<double>(in[l]),
-                    static_cast<unsigned>(b + static_cast<uint64_t>(l)), static_cast<double>(want),
-                    static_cast<double>(got[l]));
-      }
-    }
-    mirvo::internal::ExpfArrayOnPath(path, in, got, kBlock);
-    for (int l = 0; l < kBlock; ++l) {
-      const float want = expf(in[l]);
-      if (std::memcmp(&want, &got[l], sizeof want) != 0 && result->exp_mismatches++ < 8) {
-        std::printf("expf(%a) [%08x]: library %a, vector %a\n", static_cast<double>(in[l]),
-                    static_cast<unsigned>(b + static_cast<uint64_t>(l)), static_cast<double>(want),
-                    static_cast<double>(got[l]));
-      }
-    }
+    CheckBlock("logf", logf, mirvo::internal::LogfArrayOnPath, path, b, in, &result->log_mismatches);
+    CheckBlock("expf", expf, mirvo::internal::ExpfArrayOnPath, path, b, in, &result->exp_mismatches);
   }
 }
 
