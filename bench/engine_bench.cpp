@@ -111,15 +111,16 @@ BENCHMARK(BM_Stage_GenerateDlscTable);
 
 // Stages after the intake run on the state of a real frame; each is
 // idempotent enough on repeat to time in isolation.
-void BM_Stage_EstimateGradient(benchmark::State& state) {
+void TimeStage(benchmark::State& state, void (mirvo::MirvoHybrid::*stage)()) {
   EngineFixture f(false);
-  Measure(state, CellPassSeconds(), [&] { f.core.EstimateGradient(); });
+  Measure(state, CellPassSeconds(), [&] { (f.core.*stage)(); });
 }
+
+void BM_Stage_EstimateGradient(benchmark::State& state) { TimeStage(state, &mirvo::MirvoHybrid::EstimateGradient); }
 BENCHMARK(BM_Stage_EstimateGradient);
 
 void BM_Stage_FitLearnedTintProfile(benchmark::State& state) {
-  EngineFixture f(false);
-  Measure(state, CellPassSeconds(), [&] { f.core.FitLearnedTintProfile(); });
+  TimeStage(state, &mirvo::MirvoHybrid::FitLearnedTintProfile);
 }
 BENCHMARK(BM_Stage_FitLearnedTintProfile);
 
@@ -133,10 +134,7 @@ void BM_Stage_LatticeConversion(benchmark::State& state) {
 }
 BENCHMARK(BM_Stage_LatticeConversion);
 
-void BM_Stage_IntegratorSum(benchmark::State& state) {
-  EngineFixture f(false);
-  Measure(state, CellPassSeconds(), [&] { f.core.IntegratorSum(); });
-}
+void BM_Stage_IntegratorSum(benchmark::State& state) { TimeStage(state, &mirvo::MirvoHybrid::IntegratorSum); }
 BENCHMARK(BM_Stage_IntegratorSum);
 
 void BM_Stage_LogToLinear(benchmark::State& state) {
@@ -151,8 +149,7 @@ void BM_Stage_LogToLinear(benchmark::State& state) {
 BENCHMARK(BM_Stage_LogToLinear);
 
 void BM_Stage_MergeTintBaseTables(benchmark::State& state) {
-  EngineFixture f(false);
-  Measure(state, CellPassSeconds(), [&] { f.core.MergeTintBaseTables(); });
+  TimeStage(state, &mirvo::MirvoHybrid::MergeTintBaseTables);
 }
 BENCHMARK(BM_Stage_MergeTintBaseTables);
 
