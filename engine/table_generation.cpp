@@ -108,6 +108,7 @@ void MirvoHybrid::GenerateDlscTable() {
     SetProjections(WeightMaskAndSum());
     ResiduesAndClamp();
   } else {
+    // Diagnostics on: each step alone, its grids recorded after it.
     EstimateGradient();
     Record(state_, "GradH_UX[24][31]", GradH_UX, "GradH_UY[23][32]", GradH_UY, "GradH_VX[24][31]", GradH_VX,
            "GradH_VY[23][32]", GradH_VY);
