@@ -63,6 +63,7 @@ TEST(FlatFieldFit, RecoversASmoothSurfaceAndLeavesDustOut) {
         blocks.level[ch][i * kFlatBlockCols + j] =
             static_cast<float>(8000.0 * std::exp(surface(blocks.x[j], blocks.y[i]) + tint[ch] * blocks.x[j] / 16));
   blocks.level[1][20 * kFlatBlockCols + 30] *= 0.7f;  // dust
+  blocks.level[2][5 * kFlatBlockCols + 7] = 0.0f;     // no light measured: left out of the fit
   blocks.samples = 1000;
   blocks.clipped = 0;
   FlatFieldFit fit;
@@ -90,6 +91,9 @@ TEST(FlatFieldFit, RecoversASmoothSurfaceAndLeavesDustOut) {
       EXPECT_FLOAT_EQ(t.gr_gain[0][0], 1.0f);
     }
   }
+  // A channel without any light has no surface to fit.
+  std::fill(std::begin(blocks.level[3]), std::end(blocks.level[3]), 0.0f);
+  EXPECT_FALSE(FitFlatField(&blocks, 1, &fit));
 }
 
 // Each fit after the one before it gains a worse problem: the verdict names
