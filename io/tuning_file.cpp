@@ -229,7 +229,7 @@ class TuningWalk {
   // float range), then whatever it would take silently wrong.
   bool StrictValue(const std::string& section, int index, int stored, int count, const std::string& token,
                    const std::string& value) {
-    if (value.empty() && in_.fail())
+    if (in_.fail())  // the token is empty or still the previous one
       return Fail(section + ": file ends after " + std::to_string(stored) + " of " + std::to_string(count) + " values");
     errno = 0;
     char* end = nullptr;

@@ -63,6 +63,7 @@ TEST(FlatFieldFit, RecoversASmoothSurfaceAndLeavesDustOut) {
         blocks.level[ch][i * kFlatBlockCols + j] =
             static_cast<float>(8000.0 * std::exp(surface(blocks.x[j], blocks.y[i]) + tint[ch] * blocks.x[j] / 16));
   blocks.level[1][20 * kFlatBlockCols + 30] *= 0.7f;  // dust
+  blocks.level[2][5 * kFlatBlockCols + 7] = 0.0f;     // no light measured: left out of the fit
   blocks.samples = 1000;
   blocks.clipped = 0;
   FlatFieldFit fit;
@@ -90,20 +91,45 @@ TEST(FlatFieldFit, RecoversASmoothSurfaceAndLeavesDustOut) {
       EXPECT_FLOAT_EQ(t.gr_gain[0][0], 1.0f);
     }
   }
+  // A channel without any light has no surface to fit.
+  std::fill(std::begin(blocks.level[3]), std::end(blocks.level[3]), 0.0f);
+  EXPECT_FALSE(FitFlatField(&blocks, 1, &fit));
 }
 
+// Each fit after the one before it gains a worse problem: the verdict names
+// the first in the order clipped, too dark, off a smooth surface (the 90th
+// percentile residual before the share of outliers), with its figure.
 TEST(FlatFieldJudge, NamesTheFirstProblemWithItsFigure) {
   FlatFieldFit fit{};
   fit.median_green = 8000;
-  EXPECT_EQ(JudgeFlatField(fit).problem, FlatFieldProblem::kNone);
-  fit.residual_p90 = 0.05;
-  EXPECT_EQ(JudgeFlatField(fit).problem, FlatFieldProblem::kNotFlat);
-  fit.median_green = 100;
-  const FlatFieldVerdict dark = JudgeFlatField(fit);
-  EXPECT_EQ(dark.problem, FlatFieldProblem::kTooDark);
-  EXPECT_DOUBLE_EQ(dark.value, 100 / 16383.0);
-  fit.clipped_share = 0.01;
-  EXPECT_EQ(JudgeFlatField(fit).problem, FlatFieldProblem::kClipped);
+  struct Step {
+    double FlatFieldFit::*field;
+    double value;
+    FlatFieldProblem problem;
+    double limit;
+  };
+  const Step steps[] = {
+      {&FlatFieldFit::outlier_share, 0.05, FlatFieldProblem::kNone, 0.0},
+      {&FlatFieldFit::outlier_share, 0.06, FlatFieldProblem::kNotFlat, kMaxOutlierShare},
+      {&FlatFieldFit::residual_p90, 0.05, FlatFieldProblem::kNotFlat, kMaxFlatResidual},
+      {&FlatFieldFit::clipped_share, 0.01, FlatFieldProblem::kClipped, -1.0},
+  };
+  for (const Step& s : steps) {
+    fit.*s.field = s.value;
+    const FlatFieldVerdict v = JudgeFlatField(fit);
+    SCOPED_TRACE(s.value);
+    EXPECT_EQ(v.problem, s.problem);
+    if (s.limit > 0.0) {
+      EXPECT_EQ(v.value, s.value);
+      EXPECT_EQ(v.limit, s.limit);
+    }
+    if (s.field == &FlatFieldFit::residual_p90) {
+      fit.median_green = 100;
+      const FlatFieldVerdict dark = JudgeFlatField(fit);
+      EXPECT_EQ(dark.problem, FlatFieldProblem::kTooDark);
+      EXPECT_DOUBLE_EQ(dark.value, 100 / 16383.0);
+    }
+  }
 }
 
 LscTable Uniform(float r, float g, float b) {
@@ -147,6 +173,15 @@ TEST(ProfileLearning, TwoTablesGiveTheirDifferenceAndTheCropsGradients) {
   for (int i = 0; i < 221; ++i) (&three[2].r_gain[0][0])[i] = 2.0f * std::exp(0.005f * (i % 17));
   ASSERT_EQ(LearnTintProfile(three, 3, 0, &profile, &report), kOk);
   EXPECT_NEAR(report.projection_u[2], 0.5, 1e-5);
+  EXPECT_NEAR(report.explained_u, 1.0, 1e-9);
+
+  // Blue the same under both lights: a zero profile in v, nothing explained.
+  LscTable red_only[2] = {tables[0], tables[1]};
+  std::memcpy(red_only[1].b_gain, red_only[0].b_gain, sizeof red_only[0].b_gain);
+  ASSERT_EQ(LearnTintProfile(red_only, 2, 0, &profile, &report), kOk);
+  for (int i = 0; i < 221; ++i) ASSERT_EQ((&profile.BVL[0][0])[i], 0.0f) << i;
+  EXPECT_EQ(report.explained_v, 0.0);
+  EXPECT_EQ(report.projection_v[1], 0.0);
   EXPECT_NEAR(report.explained_u, 1.0, 1e-9);
 }
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "core/core.h"
@@ -123,19 +124,8 @@ struct PortablePaths {
   ~PortablePaths() { internal::ForcePortablePaths(false); }
 };
 
-class EngineGolden : public testing::TestWithParam<bool> {};
-
-TEST_P(EngineGolden, MultiFrameScenario) {
-  const PortablePaths paths(GetParam());
-  static MirvoParams params;  // must outlive the Core
-  MakeParams(params);
-  LscTable base;
-  ASSERT_EQ(LscTableLoadHeaderFile(mirvo_test::DataPath("ov8858_d50_lsc.h").c_str(), base), kOk);
-
-  mirvo_test::LogCapture log;
-  Core core;
-  ASSERT_TRUE(core.LoadMirvoParams(params));
-  core.GetMutableDebugParams()->debug_enable = true;
+// The frames of the scenario through `core`, their output tables as text.
+std::string RunFrames(Core& core, const LscTable& base) {
   CropInfo crop;
   crop.offs_x = 504.0f;
   crop.offs_y = 378.0f;
@@ -158,14 +148,31 @@ TEST_P(EngineGolden, MultiFrameScenario) {
     }
     Stats stats;
     MakeFrame(stats, frame);
-    ASSERT_TRUE(core.SetStats(stats));
-    ASSERT_TRUE(core.SetInputLscTable(frame_base));
-    ASSERT_TRUE(core.Execute());
+    EXPECT_TRUE(core.SetStats(stats));
+    EXPECT_TRUE(core.SetInputLscTable(frame_base));
+    EXPECT_TRUE(core.Execute());
     LscTable out;
-    ASSERT_TRUE(core.GetOutputLscTable(&out));
+    EXPECT_TRUE(core.GetOutputLscTable(&out));
     tables += "frame " + std::to_string(frame) + "\n";
     AppendTable(tables, out);
   }
+  return tables;
+}
+
+class EngineGolden : public testing::TestWithParam<bool> {};
+
+TEST_P(EngineGolden, MultiFrameScenario) {
+  const PortablePaths paths(GetParam());
+  static MirvoParams params;  // must outlive the Core
+  MakeParams(params);
+  LscTable base;
+  ASSERT_EQ(LscTableLoadHeaderFile(mirvo_test::DataPath("ov8858_d50_lsc.h").c_str(), base), kOk);
+
+  mirvo_test::LogCapture log;
+  Core core;
+  ASSERT_TRUE(core.LoadMirvoParams(params));
+  core.GetMutableDebugParams()->debug_enable = true;
+  std::string tables = RunFrames(core, base);
   tables += "log:\n";
   for (const auto& l : log.lines()) tables += std::to_string(l.priority) + " " + l.tag + " " + l.message + "\n";
 
@@ -181,6 +188,37 @@ TEST_P(EngineGolden, MultiFrameScenario) {
   }
   ExpectSameText("engine_tables.txt", tables);
   ExpectSameText("engine_dump.txt", dump);
+}
+
+// The scenario's tables with diagnostics on or off and the tuning's
+// residue limit replaced where `limit` is given.
+std::string Tables(bool diagnostics, const float* limit) {
+  const auto params = std::make_unique<MirvoParams>();  // outlives the Core
+  MakeParams(*params);
+  if (limit != nullptr) params->tuning.limit_thd = *limit;
+  LscTable base;
+  EXPECT_EQ(LscTableLoadHeaderFile(mirvo_test::DataPath("ov8858_d50_lsc.h").c_str(), base), kOk);
+  Core core;
+  EXPECT_TRUE(core.LoadMirvoParams(*params));
+  core.GetMutableDebugParams()->debug_enable = diagnostics;
+  return RunFrames(core, base);
+}
+
+// With diagnostics off the edge stages run as one fused pass: the same
+// tables, bit for bit, on both paths; also with a negative residue limit (an
+// odd tuning that swaps the clamp's bounds, which both passes take as
+// written).
+TEST_P(EngineGolden, FusedPassGivesTheSameTables) {
+  const PortablePaths paths(GetParam());
+  const std::string tables = Tables(false, nullptr);
+  const std::string golden = mirvo_test::ReadFile(mirvo_test::DataPath("golden/engine_tables.txt"));
+  ASSERT_GE(golden.size(), tables.size());
+  ExpectSameText("engine_tables.txt", tables + golden.substr(tables.size()));
+
+  const float negative = -0.004f;
+  const std::string swapped = Tables(false, &negative);
+  EXPECT_NE(swapped, tables);
+  EXPECT_EQ(swapped, Tables(true, &negative));
 }
 
 INSTANTIATE_TEST_SUITE_P(Paths, EngineGolden, testing::Values(false, true),

@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "core/cpu_features.h"
 #include "core/stats.h"
 #include "support/test_support.h"
 #include "tools/bayer_raw.h"
@@ -112,7 +113,8 @@ void ReferenceStats(const BayerRaw& raw, const uint16_t (&levels)[4], int cols, 
 
 // Odd cell widths (vector tails, the last one at the very end of a plane),
 // every shift including the ones that leave nothing, levels at and above the
-// top of the range (infinite and negative gains), saturated samples.
+// top of the range (infinite and negative gains), saturated samples; on the
+// widest path and on the portable one.
 TEST(StatsFromRaw, MatchesPerSampleDefinitionOnRandomFrames) {
   std::mt19937 rng(7);
   auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
@@ -132,13 +134,19 @@ TEST(StatsFromRaw, MatchesPerSampleDefinitionOnRandomFrames) {
     uint16_t levels[4];
     for (uint16_t& l : levels) l = pick(0, 3) == 0 ? odd_levels[pick(0, 6)] : static_cast<uint16_t>(pick(0, 1024));
 
-    Stats got, want;
-    ASSERT_EQ(got.CreateFromRaw(raw, levels, cols, rows), kOk);
+    Stats want;
     ReferenceStats(raw, levels, cols, rows, &want);
-    for (int i = 0; i < cols * rows; ++i) {
-      SCOPED_TRACE(i);
-      ASSERT_EQ(std::memcmp(&got.cells[i], &want.cells[i], sizeof(StatsCell)), 0)
-          << got.cells[i].sum[R] << " vs " << want.cells[i].sum[R];
+    for (const bool portable : {false, true}) {
+      Stats got;
+      internal::ForcePortablePaths(portable);
+      const errCode code = got.CreateFromRaw(raw, levels, cols, rows);
+      internal::ForcePortablePaths(false);
+      ASSERT_EQ(code, kOk);
+      for (int i = 0; i < cols * rows; ++i) {
+        ASSERT_EQ(std::memcmp(&got.cells[i], &want.cells[i], sizeof(StatsCell)), 0)
+            << "cell " << i << (portable ? " portable: " : ": ") << got.cells[i].sum[R] << " vs "
+            << want.cells[i].sum[R];
+      }
     }
   }
 }

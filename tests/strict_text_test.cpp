@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/diagnostic_dump.h"
+#include "core/parse_result.h"
 #include "core/stats.h"
 #include "io/default_tuning.h"
 #include "io/lsc_table_file.h"
@@ -135,6 +136,37 @@ TEST(StrictText, RefusesWhatTheLoadersTakeSilentlyWrong) {
     const ParseResult result = c.parse(Apply(c));
     EXPECT_FALSE(result);
     EXPECT_EQ(result.reason, c.reason);
+  }
+}
+
+// The path-taking loaders' stream check: one perror line per state, tested
+// end-of-file first; a bad stream also counts as failed, so the message for
+// the bad flag alone is never printed.
+TEST(StreamFault, OneMessagePerStateEndOfFileFirst) {
+  struct Case {
+    std::ios::iostate state;
+    const char* message;  // nullptr: no fault
+  };
+  const Case cases[] = {
+      {std::ios::goodbit, nullptr},
+      {std::ios::eofbit, "stream eofbit. error state: "},
+      {std::ios::eofbit | std::ios::failbit, "stream eofbit. error state: "},
+      {std::ios::failbit, "stream failbit (or badbit). error state: "},
+      {std::ios::badbit, "stream failbit (or badbit). error state: "},
+  };
+  for (const Case& c : cases) {
+    std::istringstream in("1 2");
+    in.setstate(c.state);
+    testing::internal::CaptureStderr();
+    const bool fault = PrintStreamFault(in);
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(fault, c.message != nullptr) << c.state;
+    if (c.message == nullptr) {
+      EXPECT_EQ(err, "");
+    } else {
+      EXPECT_EQ(err.rfind(c.message, 0), 0u) << err;
+      EXPECT_EQ(err.find('\n'), err.size() - 1) << err;
+    }
   }
 }
 

@@ -58,24 +58,45 @@ TEST_F(EngineTest, MergeLiftsSmallestGainToOneWithinExclusiveBounds) {
   }
 }
 
+// Also with a NaN in a green plane: a quiet one passes through and the
+// minimum ignores it; a signaling one takes the node-by-node form with fmin,
+// which makes the minimum a NaN, so nothing is lifted.
 TEST_F(EngineTest, MergeAppliesTintToRedAndBlueOnly) {
-  engine_.base_table_ = UniformTable(4.0f);
-  for (int r = 0; r < 13; ++r) {
-    for (int c = 0; c < 17; ++c) {
-      engine_.log_tint_u[r][c] = 0.5f;
-      engine_.log_tint_v[r][c] = 1.5f;
+  const float quiet = std::numeric_limits<float>::quiet_NaN();
+  struct Case {
+    const char* name;
+    float* node;  // green node made NaN, or nullptr
+    float nan;
+    float lift;
+  };
+  LscTable& base = engine_.base_table_;
+  const Case cases[] = {{"no NaN", nullptr, 0.0f, 2.0f},
+                        {"quiet", &base.gr_gain[9][1], quiet, 2.0f},
+                        {"signaling", &base.gb_gain[11][2], std::numeric_limits<float>::signaling_NaN(), 1.0f}};
+  for (const Case& k : cases) {
+    SCOPED_TRACE(k.name);
+    base = UniformTable(4.0f);
+    if (k.node != nullptr) *k.node = k.nan;
+    for (int r = 0; r < 13; ++r) {
+      for (int c = 0; c < 17; ++c) {
+        engine_.log_tint_u[r][c] = 0.5f;
+        engine_.log_tint_v[r][c] = 1.5f;
+      }
+    }
+    engine_.log_tint_u[2][3] = quiet;
+    engine_.log_tint_v[7][7] = 0.125f;  // B = 0.5: the minimum, whatever the NaN
+    engine_.MergeTintBaseTables();
+    const LscTable& out = engine_.mirvo_table_;
+    EXPECT_EQ(out.b_gain[7][7], 0.5f * k.lift);
+    EXPECT_EQ(out.r_gain[0][0], 2.0f * k.lift);   // 4 * 0.5, then lifted
+    EXPECT_EQ(out.gr_gain[0][0], 4.0f * k.lift);  // greens copied, then lifted
+    EXPECT_EQ(out.gb_gain[5][5], 4.0f * k.lift);
+    EXPECT_EQ(out.b_gain[0][0], 6.0f * k.lift);
+    EXPECT_TRUE(std::isnan(out.r_gain[2][3]));
+    if (k.node != nullptr) {
+      EXPECT_TRUE(std::isnan(out.gr_gain[9][1] + out.gb_gain[11][2]));
     }
   }
-  engine_.log_tint_u[2][3] = std::numeric_limits<float>::quiet_NaN();
-  engine_.log_tint_v[7][7] = 0.125f;  // B = 0.5: the minimum, whatever the NaN
-  engine_.MergeTintBaseTables();
-  const LscTable& out = engine_.mirvo_table_;
-  EXPECT_EQ(out.b_gain[7][7], 1.0f);
-  EXPECT_EQ(out.r_gain[0][0], 4.0f);   // 4 * 0.5 / 0.5
-  EXPECT_EQ(out.gr_gain[0][0], 8.0f);  // greens copied, then rescaled
-  EXPECT_EQ(out.gb_gain[5][5], 8.0f);
-  EXPECT_EQ(out.b_gain[0][0], 12.0f);
-  EXPECT_TRUE(std::isnan(out.r_gain[2][3]));
 }
 
 TEST_F(EngineTest, UnconfiguredEngineLogsAndLeavesEverythingAlone) {

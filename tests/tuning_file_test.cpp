@@ -168,6 +168,7 @@ TEST(TuningFile, ValidatorNamesTheFault) {
       {"  0.03\n", "  smooth\n", false, "[TuningParams]: line 4 does not start with a number (smooth_thd)"},
       {" -1470", "", false, "[BgVHXY]: file ends after 1470 of 1480 values"},
       {"static const float bvl", "", false, "[BVL]: file ends after 0 of 221 values"},
+      {" 1040 ", "\n", false, "[BVL]: file ends after 40 of 221 values"},
       {" 36,", " abc,", true, "[BUL]: token 37 \"abc,\" is not a number"},
       {"{0, 1,", "{ 0, 1,", true, "[BUL]: token 1 \"{\" is not a number"},
       {"1001 ", "1e60 ", true, "[BVL]: token 2 \"1e60\" is out of float range"},
@@ -175,8 +176,9 @@ TEST(TuningFile, ValidatorNamesTheFault) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.reason);
     std::string text = TuningText();
-    if (*c.to == '\0') {
+    if (*c.to == '\0' || *c.to == '\n') {  // cut there, ending in `to`
       text.resize(text.rfind(c.from));
+      text += c.to;
     } else {
       Replace(text, c.from, c.to);
     }

@@ -49,7 +49,7 @@ double Dot(const Surface& a, const Surface& b) {
 // The profile for one chroma component: the dominant direction of the
 // differences (power iteration on their scatter, seeded with the largest),
 // scaled so that the largest difference projects to +1.
-bool Learn(const std::vector<Surface>& diffs, float (&out)[13][17], double* explained, std::vector<double>* proj) {
+void Learn(const std::vector<Surface>& diffs, float (&out)[13][17], double* explained, std::vector<double>* proj) {
   double total = 0.0;
   size_t largest = 0;
   for (size_t t = 0; t < diffs.size(); ++t) {
@@ -62,7 +62,7 @@ bool Learn(const std::vector<Surface>& diffs, float (&out)[13][17], double* expl
   if (total <= 0.0) {  // this component does not change with the illuminant
     for (auto& row : out)
       for (float& v : row) v = 0.0f;
-    return true;
+    return;
   }
   Surface p = diffs[largest];
   for (int it = 0; it < 200; ++it) {
@@ -71,8 +71,9 @@ bool Learn(const std::vector<Surface>& diffs, float (&out)[13][17], double* expl
       const double k = Dot(d, p);
       for (int i = 0; i < 221; ++i) next[i] += k * d[i];
     }
+    // p is a non-zero vector in the span of the differences, so
+    // next . p = sum (d . p)^2 > 0: the norm is positive.
     const double norm = std::sqrt(Dot(next, next));
-    if (norm <= 0.0) return false;
     for (double& v : next) v /= norm;
     p = next;
   }
@@ -91,7 +92,6 @@ bool Learn(const std::vector<Surface>& diffs, float (&out)[13][17], double* expl
   }
   *explained = captured / total;
   for (int i = 0; i < 221; ++i) out[i / 17][i % 17] = static_cast<float>(p[i] * best);
-  return true;
 }
 
 }  // namespace
@@ -133,9 +133,8 @@ errCode LearnTintProfile(const LscTable* tables, size_t count, size_t reference,
   if (!distinct) return kInvalidInput;
   ProfileLearningReport local;
   ProfileLearningReport* rep = report ? report : &local;
-  if (!Learn(du, profile->BUL, &rep->explained_u, &rep->projection_u) ||
-      !Learn(dv, profile->BVL, &rep->explained_v, &rep->projection_v))
-    return kInvalidInput;
+  Learn(du, profile->BUL, &rep->explained_u, &rep->projection_u);
+  Learn(dv, profile->BVL, &rep->explained_v, &rep->projection_v);
   LearnedTintProfile cropped;
   Crop(CropInfo{}, *profile, &cropped);
   std::copy(cropped.BgUHXY, cropped.BgUHXY + kNumEdges, profile->BgUHXY);
