@@ -6,10 +6,12 @@
 # library line coverage drops below the floor below.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-# The floor: library line coverage measured when it was set (99.7 %), rounded
-# down, minus one point of slack. Raise it when coverage rises. What is left
-# is listed, with the reason, in docs/testing.md.
-min_library_lines=98
+# The floor: library line coverage measured when it was set was 99.7 % on a
+# machine with AVX-512. A CPU without it leaves that path's vector logf/expf
+# (about 2 % of the library's lines) unrun, so the floor sits below that, at
+# 96. Raise it when coverage rises. What is left is listed, with the reason,
+# in docs/testing.md.
+min_library_lines=96
 dir=build/coverage
 jobs="$(nproc)"
 cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DMIRVO_COVERAGE=ON -DMIRVO_WERROR=ON >/dev/null
