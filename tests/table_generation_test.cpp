@@ -60,9 +60,10 @@ TEST_F(EngineTest, MergeLiftsSmallestGainToOneWithinExclusiveBounds) {
 
 // Also with a NaN in a green plane: a quiet one passes through and the
 // minimum ignores it; a signaling one takes the node-by-node form with fmin.
-// Through the C library's fmin that makes the minimum a NaN, so nothing is
-// lifted; clang lowers fmin inline and drops the NaN instead, so for that case
-// the test pins only that every plane got the same lift.
+// Through the C library's fmin (and AArch64's fminnm) that makes the minimum
+// a NaN, so nothing is lifted; clang on x86-64 lowers fmin inline and drops
+// the NaN instead, so there the test pins only that every plane got the same
+// lift.
 TEST_F(EngineTest, MergeAppliesTintToRedAndBlueOnly) {
   const float quiet = std::numeric_limits<float>::quiet_NaN();
   struct Case {
@@ -89,11 +90,15 @@ TEST_F(EngineTest, MergeAppliesTintToRedAndBlueOnly) {
     engine_.log_tint_v[7][7] = 0.125f;  // B = 0.5: the minimum, whatever the NaN
     engine_.MergeTintBaseTables();
     const LscTable& out = engine_.mirvo_table_;
+#if defined(__clang__) && defined(__x86_64__)
     const bool signaling = k.lift == 1.0f;
     const float lift = signaling ? out.gr_gain[0][0] / 4.0f : k.lift;
     if (signaling) {
       EXPECT_TRUE(lift == 1.0f || lift == 2.0f) << lift;
     }
+#else
+    const float lift = k.lift;
+#endif
     EXPECT_EQ(out.b_gain[7][7], 0.5f * lift);
     EXPECT_EQ(out.r_gain[0][0], 2.0f * lift);   // 4 * 0.5, then lifted
     EXPECT_EQ(out.gr_gain[0][0], 4.0f * lift);  // greens copied, then lifted
