@@ -47,38 +47,9 @@ void CheckFrameSize(int width, int height) {
 
 void FrameToPlanes(const uint16_t* frame, int width, int height, int bits, const std::string& pattern,
                    mirvo::BayerRaw* out) {
-  mirvo::BayerRaw& raw = *out;
-  raw.half_height_ = height / 2;
-  raw.half_width_ = width / 2;
-  raw.bit_depth_ = bits;
-  const size_t plane = static_cast<size_t>(raw.half_height_) * raw.half_width_;
-  for (uint16_t** p : {&raw.plane_r_, &raw.plane_gr_, &raw.plane_gb_, &raw.plane_b_}) {
-    delete[] * p;
-    *p = new uint16_t[plane];
-  }
-  // Plane of each quad position (top-left, top-right, bottom-left,
-  // bottom-right), as the library's raw reader assigns them.
-  uint16_t* quad[4];
-  if (pattern == "RGGB") {
-    quad[0] = raw.plane_r_, quad[1] = raw.plane_gr_, quad[2] = raw.plane_gb_, quad[3] = raw.plane_b_;
-  } else if (pattern == "GRBG") {
-    quad[0] = raw.plane_gr_, quad[1] = raw.plane_r_, quad[2] = raw.plane_b_, quad[3] = raw.plane_gb_;
-  } else if (pattern == "BGGR") {
-    quad[0] = raw.plane_b_, quad[1] = raw.plane_gr_, quad[2] = raw.plane_gb_, quad[3] = raw.plane_r_;
-  } else {
-    quad[0] = raw.plane_gr_, quad[1] = raw.plane_b_, quad[2] = raw.plane_r_, quad[3] = raw.plane_gb_;
-  }
-  for (int k = 0; k < raw.half_height_; ++k) {
-    const uint16_t* top = frame + static_cast<size_t>(2 * k) * width;
-    const uint16_t* bottom = top + width;
-    const size_t row = static_cast<size_t>(k) * raw.half_width_;
-    for (int j = 0; j < raw.half_width_; ++j) {
-      quad[0][row + j] = top[2 * j];
-      quad[1][row + j] = top[2 * j + 1];
-      quad[2][row + j] = bottom[2 * j];
-      quad[3][row + j] = bottom[2 * j + 1];
-    }
-  }
+  // The pattern was checked by CheckPattern, the size by CheckFrameSize.
+  if (out->SplitFrame(frame, width, height, bits, pattern.c_str()) != mirvo::kOk)
+    throw py::value_error("pattern: unknown Bayer pattern '" + pattern + "'");
 }
 
 }  // namespace mirvo_py

@@ -56,18 +56,26 @@ TEST(BayerRaw, PatternsAssignQuadPositionsToPlanes) {
     V r, gr, gb, b;
   } const cases[] = {
       {"RGGB", tl, tr, bl, br}, {"GRBG", tr, tl, br, bl}, {"BGGR", br, tr, bl, tl}, {"GBRG", bl, tl, br, tr}};
+  const uint16_t frame[] = {1, 2, 3, 4, 5, 6, 7, 8};
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.pattern);
-    BayerRaw raw;
-    ASSERT_EQ(raw.ReadRawImage(dir.File("f.raw").c_str(), 4, 2, 12, c.pattern, false), kOk);
-    EXPECT_EQ(raw.half_width_, 2);
-    EXPECT_EQ(raw.half_height_, 1);
-    EXPECT_EQ(raw.bit_depth_, 12);
-    EXPECT_EQ(Plane(raw.plane_r_, raw), c.r);
-    EXPECT_EQ(Plane(raw.plane_gr_, raw), c.gr);
-    EXPECT_EQ(Plane(raw.plane_gb_, raw), c.gb);
-    EXPECT_EQ(Plane(raw.plane_b_, raw), c.b);
+    for (const bool from_file : {true, false}) {
+      SCOPED_TRACE(std::string(c.pattern) + (from_file ? " from a file" : " from memory"));
+      BayerRaw raw;
+      ASSERT_EQ(from_file ? raw.ReadRawImage(dir.File("f.raw").c_str(), 4, 2, 12, c.pattern, false)
+                          : raw.SplitFrame(frame, 4, 2, 12, c.pattern),
+                kOk);
+      EXPECT_EQ(raw.half_width_, 2);
+      EXPECT_EQ(raw.half_height_, 1);
+      EXPECT_EQ(raw.bit_depth_, 12);
+      EXPECT_EQ(Plane(raw.plane_r_, raw), c.r);
+      EXPECT_EQ(Plane(raw.plane_gr_, raw), c.gr);
+      EXPECT_EQ(Plane(raw.plane_gb_, raw), c.gb);
+      EXPECT_EQ(Plane(raw.plane_b_, raw), c.b);
+    }
   }
+  BayerRaw raw;
+  EXPECT_EQ(raw.SplitFrame(frame, 4, 2, 12, "RGBG"), kInvalidInput);
+  EXPECT_EQ(raw.plane_r_, nullptr);
 }
 
 TEST(BayerRaw, Raw10RowsArePaddedToEightBytes) {

@@ -137,6 +137,52 @@ int ReadRaw10Mipi(FILE* file, int height, int width, uint16_t* dst) {
   return 0;
 }
 
+bool BayerRaw::QuadPlanes(const char* pattern, uint16_t** (&quad)[4]) {
+  // Plane for each quad position: top-left, top-right, bottom-left, bottom-right.
+  if (pattern != nullptr && std::strcmp(pattern, "RGGB") == 0) {
+    quad[0] = &plane_r_, quad[1] = &plane_gr_, quad[2] = &plane_gb_, quad[3] = &plane_b_;
+  } else if (pattern != nullptr && std::strcmp(pattern, "GRBG") == 0) {
+    quad[0] = &plane_gr_, quad[1] = &plane_r_, quad[2] = &plane_b_, quad[3] = &plane_gb_;
+  } else if (pattern != nullptr && std::strcmp(pattern, "BGGR") == 0) {
+    quad[0] = &plane_b_, quad[1] = &plane_gr_, quad[2] = &plane_gb_, quad[3] = &plane_r_;
+  } else if (pattern != nullptr && std::strcmp(pattern, "GBRG") == 0) {
+    quad[0] = &plane_gr_, quad[1] = &plane_b_, quad[2] = &plane_r_, quad[3] = &plane_gb_;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+void BayerRaw::PreparePlanes() {
+  const size_t plane_size =
+      static_cast<size_t>(half_height_ > 0 ? half_height_ : 0) * static_cast<size_t>(half_width_ > 0 ? half_width_ : 0);
+  // Planes of the same size are reused rather than released and allocated
+  // again; the contents are overwritten in full either way.
+  if (plane_r_ == nullptr || plane_capacity_ != plane_size) {
+    for (uint16_t** plane : {&plane_r_, &plane_gr_, &plane_gb_, &plane_b_}) {
+      delete[] * plane;
+      *plane = new uint16_t[plane_size > 0 ? plane_size : 1];
+    }
+    plane_capacity_ = plane_size;
+  }
+}
+
+errCode BayerRaw::SplitFrame(const uint16_t* frame, int width, int height, int bit_depth, const char* pattern) {
+  uint16_t** quad[4];
+  if (frame == nullptr || width < 0 || height < 0 || !QuadPlanes(pattern, quad)) return kInvalidInput;
+  half_height_ = height / 2;
+  half_width_ = width / 2;
+  bit_depth_ = bit_depth;
+  PreparePlanes();
+  for (int k = 0; k < half_height_; ++k) {
+    const size_t offset = static_cast<size_t>(k) * static_cast<size_t>(half_width_);
+    const uint16_t* top = frame + static_cast<size_t>(2 * k) * static_cast<size_t>(width);
+    SplitRowPair(top, top + width, half_width_, *quad[0] + offset, *quad[1] + offset, *quad[2] + offset,
+                 *quad[3] + offset);
+  }
+  return kOk;
+}
+
 errCode BayerRaw::ReadRawImage(const char* path, int width, int height, int bit_depth, const char* pattern, bool mipi) {
   FILE* file = std::fopen(path, "rb");
   if (file == nullptr) return kFileError;
@@ -172,33 +218,10 @@ errCode BayerRaw::ReadRawImage(const char* path, int width, int height, int bit_
   half_height_ = height / 2;
   half_width_ = width / 2;
 
-  // Plane for each quad position: top-left, top-right, bottom-left, bottom-right.
   uint16_t** quad[4];
-  if (pattern != nullptr && std::strcmp(pattern, "RGGB") == 0) {
-    quad[0] = &plane_r_, quad[1] = &plane_gr_, quad[2] = &plane_gb_, quad[3] = &plane_b_;
-  } else if (pattern != nullptr && std::strcmp(pattern, "GRBG") == 0) {
-    quad[0] = &plane_gr_, quad[1] = &plane_r_, quad[2] = &plane_b_, quad[3] = &plane_gb_;
-  } else if (pattern != nullptr && std::strcmp(pattern, "BGGR") == 0) {
-    quad[0] = &plane_b_, quad[1] = &plane_gr_, quad[2] = &plane_gb_, quad[3] = &plane_r_;
-  } else if (pattern != nullptr && std::strcmp(pattern, "GBRG") == 0) {
-    quad[0] = &plane_gr_, quad[1] = &plane_b_, quad[2] = &plane_r_, quad[3] = &plane_gb_;
-  } else {
-    return kInvalidInput;
-  }
-
+  if (!QuadPlanes(pattern, quad)) return kInvalidInput;
   bit_depth_ = bit_depth;
-  const size_t plane_size =
-      static_cast<size_t>(half_height_ > 0 ? half_height_ : 0) * static_cast<size_t>(half_width_ > 0 ? half_width_ : 0);
-  // Planes of the same size are reused rather than released and allocated
-  // again; the contents are overwritten in full either way.
-  if (plane_r_ == nullptr || plane_capacity_ != plane_size) {
-    for (uint16_t** plane : {&plane_r_, &plane_gr_, &plane_gb_, &plane_b_}) {
-      delete[] * plane;
-      *plane = new uint16_t[plane_size > 0 ? plane_size : 1];
-    }
-    plane_capacity_ = plane_size;
-  }
-
+  PreparePlanes();
   for (int k = 0; k < half_height_; ++k) {
     const size_t offset = static_cast<size_t>(k) * static_cast<size_t>(half_width_);
     if (mipi) {

@@ -23,6 +23,10 @@ class MIRVO_EXPORT BayerRaw {
   // kOk, kFileError on open/read failure, kInvalidInput on an unknown pattern
   // (the half sizes are updated before the pattern check, as documented).
   errCode ReadRawImage(const char* path, int width, int height, int bit_depth, const char* pattern, bool mipi);
+  // Splits a frame already in memory (height rows of width samples) as
+  // ReadRawImage splits a file. kInvalidInput on an unknown pattern, a null
+  // frame or a negative size, with the planes untouched.
+  errCode SplitFrame(const uint16_t* frame, int width, int height, int bit_depth, const char* pattern);
   // Writes the planes as an unpacked BGGR frame.
   errCode SaveRaw(const char* path) const;
 
@@ -35,6 +39,12 @@ class MIRVO_EXPORT BayerRaw {
   uint16_t* plane_b_ = nullptr;
 
  private:
+  // The planes of the quad positions (top-left, top-right, bottom-left,
+  // bottom-right) for `pattern`; false for an unknown one.
+  bool QuadPlanes(const char* pattern, uint16_t** (&quad)[4]);
+  // Planes of half_height_ x half_width_ samples, reused when the size holds.
+  void PreparePlanes();
+
   size_t plane_capacity_ = 0;  // samples allocated per plane, for reuse
 };
 
