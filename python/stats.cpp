@@ -10,9 +10,9 @@
 #include "arrays.h"
 #include "bindings.h"
 #include "core/stats.h"
+#include "file_readers.h"
 #include "frame_args.h"
 #include "tools/bayer_raw.h"
-#include "file_readers.h"
 
 namespace mirvo_py {
 namespace {
@@ -72,13 +72,6 @@ std::unique_ptr<Stats> MakeStats(const ArrayLike& sums, const ArrayLike& counts,
     if (pz != nullptr) std::memcpy(cell.sat_cnt, pz + 4 * i, sizeof cell.sat_cnt);
   }
   return stats;
-}
-
-uint64_t RawFileBytes(int width, int height, bool mipi) {
-  if (!mipi) return static_cast<uint64_t>(width) * height * 2;
-  const uint64_t payload = static_cast<uint64_t>(width) * 5 / 4;
-  const uint64_t pad = payload % 8 ? 8 - payload % 8 : 0;
-  return (payload + pad) * height;
 }
 
 }  // namespace
@@ -153,7 +146,7 @@ void BindStats(py::module_& m) {
           throw py::value_error("mipi: RAW10 frames have 10 bits and a width that is a multiple of 4, got " +
                                 std::to_string(bits) + " bits and width " + std::to_string(width));
         ValidateRawFile(
-            path, RawFileBytes(width, height, mipi),
+            path, mirvo::RawFrameBytes(width, height, mipi),
             std::to_string(width) + "x" + std::to_string(height) + (mipi ? " RAW10 MIPI" : " unpacked 16-bit"));
         py::array_t<uint16_t> frame({height, width});
         uint16_t* dst = frame.mutable_data();

@@ -89,10 +89,18 @@ struct PackedFrame {
   int groups;
 };
 
+// Whole 5-byte groups of a RAW10 row of `width` pixels.
+int Raw10Groups(int width) { return width > 0 ? (width + 3) / 4 : 0; }
+
+// Bytes of one RAW10 row: its groups and the padding after them.
+size_t Raw10RowBytes(int width) {
+  return static_cast<size_t>(Raw10Groups(width)) * 5 + static_cast<size_t>(Raw10RowPadding(width));
+}
+
 PackedFrame ReadPackedFrame(FILE* file, int height, int width) {
-  const int groups = width > 0 ? (width + 3) / 4 : 0;
+  const int groups = Raw10Groups(width);
   const size_t group_bytes = static_cast<size_t>(groups) * 5;
-  const size_t row_bytes = group_bytes + static_cast<size_t>(Raw10RowPadding(width));
+  const size_t row_bytes = Raw10RowBytes(width);
   const size_t total = row_bytes * static_cast<size_t>(height);
   thread_local std::vector<uint8_t> packed;
   if (packed.size() < total + 8) {
@@ -135,6 +143,12 @@ int ReadRaw10Mipi(FILE* file, int height, int width, uint16_t* dst) {
     UnpackRaw10Groups(frame.bytes + begin, frame.groups, width, out);
   }
   return 0;
+}
+
+uint64_t RawFrameBytes(int width, int height, bool mipi) {
+  if (width <= 0 || height <= 0) return 0;
+  const uint64_t row = mipi ? Raw10RowBytes(width) : static_cast<uint64_t>(width) * 2;
+  return row * static_cast<uint64_t>(height);
 }
 
 bool BayerRaw::QuadPlanes(const char* pattern, uint16_t** (&quad)[4]) {

@@ -48,6 +48,10 @@ class MIRVO_EXPORT BayerRaw {
   size_t plane_capacity_ = 0;  // samples allocated per plane, for reuse
 };
 
+// Bytes of a raw frame file as BayerRaw::ReadRawImage reads it: height rows
+// of width 16-bit samples, or with `mipi` of RAW10 groups padded to 8 bytes.
+MIRVO_EXPORT uint64_t RawFrameBytes(int width, int height, bool mipi);
+
 // Reads height rows of width little-endian 16-bit samples. 0 or -100.
 MIRVO_EXPORT int ReadUnpackedRaw(FILE* file, int height, int width, uint16_t* dst);
 // Unpacks height rows of MIPI RAW10 (5 bytes per 4 pixels, rows padded to a

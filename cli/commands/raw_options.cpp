@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "tools/bayer_raw.h"
+
 namespace mirvo_cli {
 namespace {
 
@@ -64,12 +66,7 @@ RawOptions ParseRawOptions(const Args& args) {
   return raw;
 }
 
-uint64_t RawFileSize(const RawOptions& raw) {
-  if (!raw.mipi) return static_cast<uint64_t>(raw.width) * raw.height * 2;
-  const uint64_t payload = static_cast<uint64_t>(raw.width) * 5 / 4;
-  const uint64_t pad = payload % 8 ? 8 - payload % 8 : 0;
-  return (payload + pad) * raw.height;
-}
+uint64_t RawFileSize(const RawOptions& raw) { return mirvo::RawFrameBytes(raw.width, raw.height, raw.mipi); }
 
 mirvo::CropInfo ParseCrop(const Args& args, const std::string& text) {
   static const char* const kNames[6] = {"in_w", "in_h", "offs_x", "offs_y", "out_w", "out_h"};
