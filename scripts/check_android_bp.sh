@@ -5,9 +5,10 @@
 #     the GoogleTest suite, the benchmarks and the fuzzers is listed in it
 #     (each failure says which line to add where);
 #  2. that release's own Soong code reads it (scripts/android_bp_check: an
-#     unknown module type or property, or a value of the wrong type, fails
-#     with file and line), in the tree's layout and in the device-library
-#     layout that leaves the calibration sources to the workstation;
+#     unknown module type or property, a value of the wrong type or a
+#     dependency on no module fails with file and line), in the tree's layout
+#     and in the device-library layout that leaves the calibration sources to
+#     the workstation;
 #  3. bpfmt leaves it unchanged.
 #   scripts/check_android_bp.sh
 set -euo pipefail

@@ -25,7 +25,7 @@ row() { # NAME EXPECTED BLUEPRINT
 }
 
 row valid "" \
-  'cc_library {\n    name: "a",\n    srcs: ["a.cpp"],\n    target: {\n        android: {\n            cflags: ["-DA"],\n        },\n    },\n}\n'
+  'cc_library {\n    name: "a",\n    srcs: ["a.cpp"],\n    shared_libs: ["liblog"],\n    target: {\n        android: {\n            cflags: ["-DA"],\n        },\n    },\n}\n'
 row unknown_property '3:10: unrecognized property "srcss"' \
   'cc_library {\n    name: "a",\n    srcss: ["a.cpp"],\n}\n'
 row unknown_module_type '5:1: unrecognized module type "license"' \
@@ -36,6 +36,10 @@ row wrong_value_type '3:12: can'"'"'t assign string value to bool property "gtes
   'cc_test {\n    name: "t",\n    gtest: "no",\n}\n'
 row unknown_arch_property '5:18: unrecognized property "target.android.bogus"' \
   'cc_fuzz {\n    name: "f",\n    target: {\n        android: {\n            bogus: true,\n        },\n    },\n}\n'
+row undefined_defaults '1:1: "a" depends on undefined module "a_defaults"' \
+  'cc_library {\n    name: "a",\n    defaults: ["a_defaults"],\n}\n'
+row undefined_filegroup '5:1: "a" depends on undefined module "a_srcs"' \
+  'filegroup {\n    name: "a_src",\n}\n\ncc_library {\n    name: "a",\n    srcs: [":a_srcs"],\n    shared_libs: ["liblog"],\n}\n'
 row not_bpfmt_form ' not in bpfmt form' \
   'cc_library { name: "a" }\n'
 

@@ -12,6 +12,7 @@ import (
 	"fmt"
 	"io/ioutil"
 	"os"
+	"path/filepath"
 	"sort"
 
 	"android/soong/android"
@@ -21,7 +22,7 @@ import (
 	// (filegroup, package, soong_config_*) come with the android package.
 	_ "android/soong/apex"
 	_ "android/soong/bpf"
-	_ "android/soong/cc"
+	"android/soong/cc"
 	_ "android/soong/etc"
 	_ "android/soong/genrule"
 	_ "android/soong/java"
@@ -35,14 +36,36 @@ import (
 	_ "android/soong/xml"
 )
 
-func check(file string, buildDir string) []error {
+// The platform modules a vendor tree provides that Android.bp links, and the
+// ones the release's module types add (cc_test: gtest; cc_benchmark: Google
+// Benchmark). Stand-ins: only their names and variants matter here. The
+// release's own C runtime and libc stand-ins come from cc.
+const platformModules = `
+cc_library {
+    name: "liblog",
+    vendor_available: true,
+    host_supported: true,
+    system_shared_libs: [],
+    stl: "none",
+}
+cc_library_static { name: "libgtest", host_supported: true }
+cc_library_static { name: "libgtest_main", host_supported: true }
+cc_library_static { name: "libgoogle-benchmark", host_supported: true }
+cc_library_static { name: "libgoogle-benchmark_main", host_supported: true }
+`
+
+func check(file, platform, buildDir string) []error {
 	// The test configuration is the one Soong's own tests use: arm64 device,
 	// x86-64 host, no product files needed. Load hooks read it.
 	config := android.TestArchConfig(buildDir, nil, "", nil)
 	ctx := android.NewContext()
 	ctx.Register()
 	ctx.SetNameInterface(android.NewNameResolver(func(*android.Namespace) bool { return true }))
-	_, errs := ctx.ParseFileList(".", []string{file}, config)
+	_, errs := ctx.ParseFileList(".", []string{file, platform}, config)
+	if len(errs) > 0 {
+		return errs
+	}
+	_, errs = ctx.ResolveDependencies(config)
 	return errs
 }
 
@@ -57,6 +80,17 @@ func main() {
 		os.Exit(2)
 	}
 	defer os.RemoveAll(buildDir)
+	// Blueprint reads files below the tree's top only, so the stand-ins are
+	// written next to this program's other outputs.
+	platform := filepath.Join("build", "android-bp", "platform", "Android.bp")
+	bp := cc.GatherRequiredDepsForTest(android.Android, android.Linux) + platformModules
+	if err := os.MkdirAll(filepath.Dir(platform), 0o755); err == nil {
+		err = ioutil.WriteFile(platform, []byte(bp), 0o644)
+	}
+	if err != nil {
+		fmt.Fprintln(os.Stderr, "android_bp_check:", err)
+		os.Exit(2)
+	}
 
 	types := make([]string, 0)
 	for name := range android.ModuleTypeFactories() {
@@ -71,7 +105,7 @@ func main() {
 			failed = true
 			continue
 		}
-		errs := check(file, buildDir)
+		errs := check(file, platform, buildDir)
 		for _, e := range errs {
 			fmt.Fprintln(os.Stderr, e)
 		}
@@ -79,7 +113,7 @@ func main() {
 			failed = true
 			continue
 		}
-		fmt.Printf("%s: accepted by Soong's parser and the property structs of its %d module types\n", file, len(types))
+		fmt.Printf("%s: accepted by Soong's parser, the property structs of its %d module types and its dependency resolution\n", file, len(types))
 	}
 	if failed {
 		os.Exit(1)
