@@ -3,14 +3,15 @@
 // for every module that release's own factory for its module type and the
 // unpacking of its properties into that type's property structs. An unknown
 // module type, an unknown property or a value of the wrong type fails with
-// file, line, column and name, as a vendor tree's build would.
+// file, line, column and name, as a vendor tree's build would. Then the
+// release's mutators resolve every dependency (defaults, filegroups,
+// libraries) against the file itself and stand-ins for the platform.
 //
 //	android_bp_check FILE...   (paths relative to the working directory, the tree's top)
 package main
 
 import (
 	"fmt"
-	"io/ioutil"
 	"os"
 	"path/filepath"
 	"sort"
@@ -74,7 +75,7 @@ func main() {
 		fmt.Fprintln(os.Stderr, "usage: android_bp_check FILE...")
 		os.Exit(2)
 	}
-	buildDir, err := ioutil.TempDir("", "android_bp_check")
+	buildDir, err := os.MkdirTemp("", "android_bp_check")
 	if err != nil {
 		fmt.Fprintln(os.Stderr, "android_bp_check:", err)
 		os.Exit(2)
@@ -85,7 +86,7 @@ func main() {
 	platform := filepath.Join("build", "android-bp", "platform", "Android.bp")
 	bp := cc.GatherRequiredDepsForTest(android.Android, android.Linux) + platformModules
 	if err := os.MkdirAll(filepath.Dir(platform), 0o755); err == nil {
-		err = ioutil.WriteFile(platform, []byte(bp), 0o644)
+		err = os.WriteFile(platform, []byte(bp), 0o644)
 	}
 	if err != nil {
 		fmt.Fprintln(os.Stderr, "android_bp_check:", err)
