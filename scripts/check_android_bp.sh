@@ -1,8 +1,15 @@
 #!/usr/bin/env bash
-# Keeps Android.bp in step with the tree, since nothing here can build it:
-# every file and folder it names exists, and every source of the library, the
-# GoogleTest suite, the benchmarks and the fuzzers is listed in it. Each
-# failure says which line to add where.
+# Keeps Android.bp buildable by the Android 11 (API 30) build system of the
+# vendor trees we target, since nothing here can run a platform build:
+#  1. every file and folder it names exists, and every source of the library,
+#     the GoogleTest suite, the benchmarks and the fuzzers is listed in it
+#     (each failure says which line to add where);
+#  2. that release's own Soong code reads it (scripts/android_bp_check: an
+#     unknown module type or property, a value of the wrong type or a
+#     dependency on no module fails with file and line), in the tree's layout
+#     and in the device-library layout that leaves the calibration sources to
+#     the workstation;
+#  3. bpfmt leaves it unchanged.
 #   scripts/check_android_bp.sh
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -49,8 +56,23 @@ for f in fuzz/fuzz_*.cpp; do
     problem "$f has no fuzzer in $bp: add a cc_fuzz \"mirvo_$name\" with srcs \"$f\" and \"fuzz/scratch_file.cpp\", like mirvo_fuzz_core"
 done
 
+# Android 11 reads licence metadata from files beside Android.bp, not from a
+# license module (docs/android.md).
+[ -f MODULE_LICENSE_APACHE2 ] || problem "MODULE_LICENSE_APACHE2 (the licence marker Android 11 reads) is missing"
+cmp -s LICENSE NOTICE || problem "NOTICE must be a copy of LICENSE: cp LICENSE NOTICE"
+
 if [ "$errors" -gt 0 ]; then
   echo "check_android_bp: $errors problem(s)" >&2
-  exit 1
+else
+  echo "Android.bp: $(grep -cE '^ +"[a-z].*\.cpp",?$' "$bp") source entries, all present; every library, test, benchmark and fuzz source listed"
 fi
-echo "Android.bp: $(grep -cE '^ +"[a-z].*\.cpp",?$' "$bp") source entries, all present; every library, test, benchmark and fuzz source listed"
+
+# The device-library layout: the calibration, profile-learning and flat-field
+# sources, their test and benchmark live in the workstation layer. Derived by
+# dropping their lines, so both layouts are read whichever one the tree has.
+out=build/android-bp
+mkdir -p "$out/device"
+grep -vE '"(tools/(flat_field|shading_fit|calibration|profile_learning)[a-z_]*|tests/calibration_tools_test|bench/calibration_bench)\.cpp"' \
+  "$bp" >"$out/device/Android.bp"
+
+scripts/android_bp_check.sh "$bp" "$out/device/Android.bp" && [ "$errors" -eq 0 ]

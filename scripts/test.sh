@@ -2,8 +2,9 @@
 # Sets everything up and runs the whole test suite: natively on x86-64 (plus a
 # benchmark smoke run), cross-built for AArch64 under qemu, with ASan + UBSan,
 # the command-line scenarios under valgrind, every fuzz target briefly,
-# the installed library used as a HAL project would, the Android.bp check, and
-# line and branch coverage (gated).
+# the installed library used as a HAL project would, the Android.bp check
+# (paths, and Android 11's own Soong code reading it), and line and branch
+# coverage (gated).
 # Pass steps to run a subset: scripts/test.sh host asan
 #   (host install android-bp arm64 asan valgrind fuzz coverage)
 set -euo pipefail
@@ -22,8 +23,9 @@ for s in "${steps[@]}"; do
       scripts/install_check.sh
       ;;
     android-bp)
-      echo "=== android-bp: Android.bp lists every source"
+      echo "=== android-bp: Android.bp lists every source; the Android 11 build system's own code reads it"
       scripts/check_android_bp.sh
+      scripts/test_android_bp_check.sh
       ;;
     valgrind)
       echo "=== valgrind: command-line scenarios under memcheck"
