@@ -96,14 +96,18 @@ std::tuple<py::array_t<float>, CalibrationReport> Calibrate(const ArrayLike& fra
     if (refused.empty()) refused = calibration.Finish(static_cast<float>(luminance_strength), &table, fit.get());
   }
   if (!refused.empty()) throw py::value_error(refused);
-  const CalibrationReport report = {mirvo::workbench::SummariseFit(*fit), fit->clipped_share, fit->residual_rms,
-                                    fit->residual_p90,         fit->outlier_share, frames.size()};
+  const CalibrationReport report = {mirvo::workbench::SummariseFit(*fit),
+                                    fit->clipped_share,
+                                    fit->residual_rms,
+                                    fit->residual_p90,
+                                    fit->outlier_share,
+                                    frames.size()};
   return {ArrayCopy(&table.r_gain[0][0], {4, 13, 17}), report};
 }
 
 std::tuple<mirvo::MirvoParams, mirvo::workbench::ProfileLearningReport> LearnProfile(const ArrayLike& tables_arg,
-                                                                          long long reference,
-                                                                          const mirvo::MirvoParams* tuning) {
+                                                                                     long long reference,
+                                                                                     const mirvo::MirvoParams* tuning) {
   auto arrays = OneOrMany<Table>(tables_arg.obj, "tables", 3, [](py::handle a, const char* name) {
     return CheckedFiniteFloats(a, name, {4, 13, 17});
   });
@@ -123,7 +127,7 @@ std::tuple<mirvo::MirvoParams, mirvo::workbench::ProfileLearningReport> LearnPro
   {
     py::gil_scoped_release unlocked;
     refused = mirvo::workbench::LearnTintProfileFromTables(tables, names, static_cast<size_t>(reference),
-                                                &params->learned_tint_profile, &report);
+                                                           &params->learned_tint_profile, &report);
   }
   if (!refused.empty()) throw py::value_error(refused);
   return {*params, report};

@@ -17,7 +17,8 @@ void BM_MeasureFlatField(benchmark::State& state) {
   mirvo::BayerRaw raw;
   raw.ReadRawImage(UnpackedRawPath(), 4032, 3024, 10, "RGGB", false);
   mirvo::workbench::FlatFieldBlocks blocks;
-  Measure(state, RawReadSeconds(), [&] { benchmark::DoNotOptimize(mirvo::workbench::MeasureFlatField(raw, kBlack, &blocks)); });
+  Measure(state, RawReadSeconds(),
+          [&] { benchmark::DoNotOptimize(mirvo::workbench::MeasureFlatField(raw, kBlack, &blocks)); });
 }
 BENCHMARK(BM_MeasureFlatField)->Unit(benchmark::kMillisecond);
 

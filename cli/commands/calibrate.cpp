@@ -103,7 +103,8 @@ int Run(const std::vector<std::string>& argv) {
   std::printf("\ncolour shading, peak to peak: log R/G %.4f, log B/G %.4f\n", s.rg_peak_to_peak, s.bg_peak_to_peak);
   std::printf("clipped samples: %s\n", mirvo::workbench::PercentText(fit.clipped_share).c_str());
   std::printf("fit residual: %s RMS, 90 %% of the blocks within %s, %s of the blocks left out\n",
-              mirvo::workbench::PercentText(fit.residual_rms).c_str(), mirvo::workbench::PercentText(fit.residual_p90).c_str(),
+              mirvo::workbench::PercentText(fit.residual_rms).c_str(),
+              mirvo::workbench::PercentText(fit.residual_p90).c_str(),
               mirvo::workbench::PercentText(fit.outlier_share).c_str());
   if (args.Has("--png")) {
     const std::string name = stem.substr(stem.find_last_of('/') + 1);

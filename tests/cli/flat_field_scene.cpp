@@ -80,7 +80,8 @@ double ResidualColourShading(const mirvo::LscTable& truth, const mirvo::LscTable
     for (int j = 0; j < 32; ++j) {
       const float x = (j + 0.5f) * 0.5f, y = (i + 0.5f) * 0.5f;
       double g[4];
-      for (int ch = 0; ch < 4; ++ch) g[ch] = mirvo::workbench::LatticeValueAt(a[ch], x, y) - mirvo::workbench::LatticeValueAt(t[ch], x, y);
+      for (int ch = 0; ch < 4; ++ch)
+        g[ch] = mirvo::workbench::LatticeValueAt(a[ch], x, y) - mirvo::workbench::LatticeValueAt(t[ch], x, y);
       const double green = 0.5 * (g[1] + g[2]);
       u.push_back(g[0] - green);
       v.push_back(g[3] - green);
