@@ -22,9 +22,7 @@ set(MIRVO_PUBLIC_HEADERS
   core/mirvo_state.h
   core/parse_result.h
   core/rgbg.h
-  core/simd4.h
   core/stats.h
-  engine/edge_kernels.h
   engine/log_stats.h
   engine/mirvo_hybrid.h
   io/learned_profile_file.h
