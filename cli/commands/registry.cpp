@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "base/cli_error.h"
+#include "base/standard_output.h"
 #include "commands/args.h"
 #include "commands/commands.h"
 
@@ -46,7 +47,7 @@ std::string UsageText() {
 
 int RunCommand(const Command& command, const std::vector<std::string>& args) {
   if (WantsHelp(args)) {
-    std::fputs(command.help, stdout);
+    PrintText(command.help);
     return kExitOk;
   }
   return command.run(args);

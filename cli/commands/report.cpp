@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "base/cli_error.h"
+#include "base/standard_output.h"
 #include "checks/input_check.h"
 #include "commands/args.h"
 #include "commands/commands.h"
@@ -40,8 +41,8 @@ int Run(const std::vector<std::string>& argv) {
   const RunSummaryData summary = ParseSummaryJson(ReadInputFile(path, "a run summary", kMaxSummaryBytes), path);
   const std::string html = ReportHtml(summary, dir);
   WriteFileAtomically(out, html);
-  std::printf("%s: %d frame%s, %zu kept whole, %.0f KB\n", out.c_str(), summary.run.frames,
-              summary.run.frames == 1 ? "" : "s", summary.grids.size(), html.size() / 1024.0);
+  Print("%s: %d frame%s, %zu kept whole, %.0f KB\n", out.c_str(), summary.run.frames,
+        summary.run.frames == 1 ? "" : "s", summary.grids.size(), html.size() / 1024.0);
   return kExitOk;
 }
 

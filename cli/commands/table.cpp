@@ -2,6 +2,7 @@
 
 #include "analysis/table_summary.h"
 #include "base/cli_error.h"
+#include "base/standard_output.h"
 #include "checks/input_check.h"
 #include "checks/table_ranges.h"
 #include "commands/args.h"
@@ -46,8 +47,8 @@ int RunImport(const Args& args) {
   CheckOutputPlan({path}, {out});
   const ImportedTable imported = ImportLscJson(ReadInputFile(path, "a JSON calibration", kMaxJsonBytes), path, ct);
   WriteTableFile(out, imported.table);
-  std::printf("%s: LSC table imported from %s (%s%s%s)\n", out.c_str(), path.c_str(), imported.layout.c_str(),
-              imported.note.empty() ? "" : ", ", imported.note.c_str());
+  Print("%s: LSC table imported from %s (%s%s%s)\n", out.c_str(), path.c_str(), imported.layout.c_str(),
+        imported.note.empty() ? "" : ", ", imported.note.c_str());
   return kExitOk;
 }
 
@@ -70,9 +71,9 @@ int Run(const std::vector<std::string>& argv) {
   const mirvo::LscTable table = LoadTableFile(path);
   if (args.Has("--sim")) CheckSimulatorGains(path, table);
   if (args.Has("--json"))
-    std::fputs(TableToJson(table).c_str(), stdout);
+    PrintText(TableToJson(table));
   else
-    std::printf("%s: LSC table, 4 planes of 13 x 17 gains\n%s", path.c_str(), TableSummary(table).c_str());
+    Print("%s: LSC table, 4 planes of 13 x 17 gains\n%s", path.c_str(), TableSummary(table).c_str());
   if (args.Has("--sim")) WriteSimRolloffFile(args.Get("--sim"), table);
   if (args.Has("--png")) {
     std::string name = path.substr(path.find_last_of('/') + 1);
