@@ -11,7 +11,7 @@
 #include "files/output_plan.h"
 #include "files/tuning_output.h"
 #include "io/default_tuning.h"
-#include "tools/profile_learning.h"
+#include "workbench/calibration/profile_learning.h"
 
 namespace mirvo_cli {
 namespace {
@@ -65,9 +65,9 @@ int Run(const std::vector<std::string>& argv) {
     tables.push_back(LoadTableFile(f));
     CheckBaseTableGains(f, tables.back());
   }
-  mirvo::ProfileLearningReport report;
+  mirvo::workbench::ProfileLearningReport report;
   const std::string refused =
-      mirvo::LearnTintProfileFromTables(tables, files, reference, &params->learned_tint_profile, &report);
+      mirvo::workbench::LearnTintProfileFromTables(tables, files, reference, &params->learned_tint_profile, &report);
   if (!refused.empty()) throw DataError(refused);
   WriteTuningFile(out, *params);
   Print("%s: learned tint profile from %zu tables, reference %s\n", out.c_str(), files.size(),
