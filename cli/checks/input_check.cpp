@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <new>
 #include <sstream>
 #include <vector>
 
@@ -42,11 +43,22 @@ uint64_t CheckInputFile(const std::string& path, const std::string& what, uint64
 }
 
 std::string ReadInputFile(const std::string& path, const std::string& what, uint64_t max_bytes) {
-  CheckInputFile(path, what, max_bytes);
+  const uint64_t size = CheckInputFile(path, what, max_bytes);
   std::ifstream in(path, std::ios::binary);
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  const std::string content = buffer.str();
+  std::string content;
+  try {
+    // Read straight into the string: no second copy of a large input.
+    content.resize(size);
+    in.read(content.data(), static_cast<std::streamsize>(size));
+    content.resize(static_cast<size_t>(in.gcount()));
+    std::ostringstream rest;  // what the file grew by since it was checked
+    if (in && in.peek() != std::char_traits<char>::eof()) {
+      rest << in.rdbuf();
+      content += rest.str();
+    }
+  } catch (const std::bad_alloc&) {
+    Bad(path, "out of memory reading " + what);
+  }
   if (in.bad() || !in.is_open()) Bad(path, std::string("cannot read ") + what);
   // It may have grown since it was checked.
   if (content.size() > max_bytes) Bad(path, "file is too large for " + what);

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <new>
 
 #include "base/cli_error.h"
 #include "base/standard_output.h"
@@ -28,8 +29,9 @@ const char kHelp[] =
     "frames as a band and their mean as a line, so no spike is lost; summary.json\n"
     "keeps every frame.\n";
 
-// A summary holds about 0.5 KB a frame; this allows millions of frames.
-constexpr uint64_t kMaxSummaryBytes = 1ull << 30;
+// A summary holds about 0.5 KB a frame; this allows half a million frames
+// (hours at 30 fps), and its parsed tree at most 16 times as much (4 GB).
+constexpr uint64_t kMaxSummaryBytes = 256ull << 20;
 
 int Run(const std::vector<std::string>& argv) {
   const Args args("report", {}, argv);
@@ -38,8 +40,14 @@ int Run(const std::vector<std::string>& argv) {
   const std::string path = dir + "/summary.json";
   const std::string out = dir + "/report.html";
   CheckOutputPlan({path}, {out});
-  const RunSummaryData summary = ParseSummaryJson(ReadInputFile(path, "a run summary", kMaxSummaryBytes), path);
-  const std::string html = ReportHtml(summary, dir);
+  RunSummaryData summary;
+  std::string html;
+  try {
+    summary = ParseSummaryJson(ReadInputFile(path, "a run summary", kMaxSummaryBytes), path);
+    html = ReportHtml(summary, dir);
+  } catch (const std::bad_alloc&) {
+    throw DataError(path + ": out of memory making the report");
+  }
   WriteFileAtomically(out, html);
   Print("%s: %d frame%s, %zu kept whole, %.0f KB\n", out.c_str(), summary.run.frames,
         summary.run.frames == 1 ? "" : "s", summary.grids.size(), html.size() / 1024.0);

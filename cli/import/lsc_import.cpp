@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/cli_error.h"
+#include "files/json_input.h"
 
 namespace mirvo_cli {
 namespace {
@@ -255,8 +256,7 @@ float (&Plane(mirvo::LscTable& t, int ch))[13][17] {
 
 ImportedTable ImportLscJson(const std::string& text, const std::string& name, int ct) {
   const Reader in(name);
-  const json doc = json::parse(text, nullptr, false);
-  if (doc.is_discarded()) in.Fail("not valid JSON");
+  const json doc = ParseJsonInput(text, name);
   if (!doc.is_object()) in.Fail("not a JSON object, expected a lens shading calibration");
   ImportedTable result;
   std::vector<Calibration> cals;

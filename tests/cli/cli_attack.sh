@@ -198,6 +198,27 @@ case $CLASS in
     attack 2 "mirvo run: frame of 60000x60000 pixels is too large" \
       run --base "$IN/base.h" --raw "$IN/raw_000.raw" --width 60000 --height 60000 --bits 10 --pattern RGGB \
       --out-dir "$O"
+    # Summaries made to exhaust the JSON reader: 100,000 levels of nesting, a
+    # tree 20 times the file's 9 MB, a token of 100 KB. One short line naming
+    # the file, the earlier report kept, and memory far below what the tree
+    # would take (the maximum resident size of the call, in KB).
+    B=$T/bomb
+    mkdir -p "$B" && echo earlier >"$B/report.html"
+    for kind in deep wide token; do
+      case $kind in
+        deep) python3 -c "print('[' * 100000 + ']' * 100000)" && text="summary.json: JSON nested deeper than 64 levels" ;;
+        wide) python3 -c "print('[' + '[],' * 3000000 + '[]]')" && text="more than 16 times the file's size" ;;
+        token) python3 -c "print('{\"format\": \"' + 'x' * 100000)" && text="summary.json: not valid JSON at byte" ;;
+      esac >"$B/summary.json"
+      expect_error 1 "$text" report "$B"
+      [ "$(wc -c <"$ERR")" -lt 200 ] || fail "report of a $kind summary: a message of $(wc -c <"$ERR") bytes"
+      [ "$(cat "$B/report.html")" = earlier ] || fail "report of a $kind summary: the earlier report changed"
+      [ -z "$(find "$B" -name '.*.tmp.*')" ] || fail "report of a $kind summary: temporary files left behind"
+      rss=$(python3 -c 'import resource, subprocess, sys
+subprocess.run(sys.argv[1:], capture_output=True)
+print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)' "$MIRVO" report "$B")
+      [ "$rss" -lt 150000 ] || fail "report of a $kind summary: $rss KB resident"
+    done
     ;;
 
   wrong_format)
