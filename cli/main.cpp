@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -12,6 +13,7 @@
 
 #include "base/cli_error.h"
 #include "base/log_sink.h"
+#include "base/standard_output.h"
 #include "commands/commands.h"
 #include "files/pending_files.h"
 
@@ -20,12 +22,15 @@ namespace {
 
 // A standard descriptor closed by the caller would be the number the next
 // opened file gets, and messages meant for stderr would land in an output.
-// /dev/null takes each closed one's place; false if it cannot.
+// /dev/null takes each closed one's place; false if it cannot. Standard
+// output gets it read-only, so that what the program prints fails (and the
+// call with it) instead of vanishing.
 bool OpenStandardDescriptors() {
   for (int fd = 0; fd <= 2; ++fd) {
     if (fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
-    const int got = open("/dev/null", fd == 0 ? O_RDONLY : O_WRONLY);
+    const int got = open("/dev/null", fd == 2 ? O_WRONLY : O_RDONLY);
     if (got != fd) return false;  // the lower ones are open, so it must be this one
+    if (fd == 1) MarkStandardOutputClosed();
   }
   return true;
 }
@@ -37,11 +42,11 @@ int Dispatch(int argc, char** argv) {
   while (!args.empty() && !args[0].empty() && args[0][0] == '-') {
     const std::string opt = args[0];
     if (opt == "--help" || opt == "-h") {
-      std::fputs(UsageText().c_str(), stdout);
+      PrintText(UsageText());
       return kExitOk;
     }
     if (opt == "--version") {
-      std::printf("mirvo %s\n", MIRVO_VERSION);
+      Print("mirvo %s\n", MIRVO_VERSION);
       return kExitOk;
     }
     if (opt == "--verbose" || opt == "-v") {
@@ -59,7 +64,7 @@ int Dispatch(int argc, char** argv) {
   const std::string command = args[0];
   args.erase(args.begin());
   if (command == "help") {
-    std::fputs(UsageText().c_str(), stdout);
+    PrintText(UsageText());
     return kExitOk;
   }
   if (const Command* c = FindCommand(command)) return RunCommand(*c, args);
@@ -72,6 +77,9 @@ int Dispatch(int argc, char** argv) {
 int main(int argc, char** argv) {
   using namespace mirvo_cli;
   if (!OpenStandardDescriptors()) return kExitDataError;  // nowhere to say why
+  // A broken pipe on standard output is a failed write like any other: one
+  // line and status 1, not a silent death by the signal.
+  std::signal(SIGPIPE, SIG_IGN);
   RemoveTemporariesOnSignals();
 #ifdef __GLIBC__
   // Raw frames come and go at tens of megabytes each; keep that memory in
@@ -82,10 +90,7 @@ int main(int argc, char** argv) {
   // Every failure ends as one line on stderr and a defined exit status.
   try {
     const int status = Dispatch(argc, argv);
-    if (std::fflush(stdout) != 0) {
-      std::fprintf(stderr, "mirvo: cannot write to standard output: %s\n", std::strerror(errno));
-      return kExitDataError;
-    }
+    FinishStandardOutput();
     return status;
   } catch (const CliError& e) {
     std::fflush(stdout);

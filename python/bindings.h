@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "checked_args.h"
+
 namespace mirvo_py {
 
 namespace py = pybind11;
@@ -15,7 +17,8 @@ void BindStats(py::module_& m);
 void BindCore(py::module_& m);
 void BindCalibration(py::module_& m);
 
-// A path argument: str or any os.PathLike.
+// A path argument: str or any os.PathLike. ValueError for a NUL byte, which
+// the system call would take as the end of the name.
 std::string FsPath(py::handle path);
 
 // "SetStats: errCode = -10 (kInvalidInput)": the library's operation name and

@@ -31,6 +31,15 @@ struct CalibrationReport {
   size_t captures;
 };
 
+}  // namespace
+}  // namespace mirvo_py
+
+MIRVO_PY_REFUSE_UNINITIALISED(mirvo_py::CalibrationReport)
+MIRVO_PY_REFUSE_UNINITIALISED(mirvo::workbench::ProfileLearningReport)
+
+namespace mirvo_py {
+namespace {
+
 // Named arrays of one argument that takes one array, a stack of them (one
 // more leading axis) or a sequence of them. A lone array is `name`, the
 // others `name[k]`.

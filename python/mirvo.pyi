@@ -6,6 +6,9 @@ from typing import Optional, Sequence, Tuple, Union
 import numpy as np
 import numpy.typing as npt
 
+# Paths with a NUL byte raise ValueError; objects made by Cls.__new__(Cls)
+# without __init__ raise TypeError on any use; float attributes and arguments
+# stored as float32 raise ValueError unless finite as float32.
 _Path = Union[str, "PathLike[str]"]
 _Levels = Union[int, Sequence[int]]
 
@@ -99,7 +102,7 @@ def load_table(path: _Path) -> npt.NDArray[np.float32]:
     """Reads an LSC table header file into float32 (4, 13, 17), planes R, Gr, Gb, B."""
 
 def save_table(path: _Path, table: npt.ArrayLike) -> None:
-    """Writes float32 (4, 13, 17) as an LSC table header file (5 decimals)."""
+    """Writes float32 (4, 13, 17) as an LSC table header file (5 decimals); OSError if a write fails."""
 
 def import_table(path: _Path, ct: Optional[int] = None) -> npt.NDArray[np.float32]:
     """Imports a JSON lens shading calibration as mirvo table --import writes it (5 decimals)."""
@@ -109,7 +112,8 @@ class Core:
 
     debug: bool
     """Diagnostics switch: while on, frames record their grids for diagnostics()."""
-    def __init__(self, tuning: Optional[Tuning] = None) -> None: ...
+    def __init__(self, tuning: Optional[Tuning] = None, guard: bool = False) -> None:
+        """ValueError if the tuning holds a non-finite value; guard=True: the output guard of run --guard."""
     def set_sensor_crop(
         self, in_w: float, in_h: float, offs_x: float, offs_y: float, out_w: float, out_h: float
     ) -> None: ...
@@ -123,6 +127,9 @@ class Core:
     @property
     def temporal_update_gain(self) -> Optional[float]:
         """Temporal filter gain of the last frame, None before a frame."""
+    @property
+    def guarded_frames(self) -> Optional[int]:
+        """Tables the guard replaced so far; None without the guard."""
 
 _Frames = Union[npt.ArrayLike, Sequence[npt.ArrayLike]]
 

@@ -5,7 +5,11 @@
 
 namespace mirvo_py {
 
-std::string FsPath(py::handle path) { return py::module_::import("os").attr("fspath")(path).cast<std::string>(); }
+std::string FsPath(py::handle path) {
+  std::string s = py::module_::import("os").attr("fspath")(path).cast<std::string>();
+  if (s.find('\0') != std::string::npos) throw py::value_error("path: embedded null byte");
+  return s;
+}
 
 std::string LibraryFailure(const char* operation, int code) {
   const char* name = code == mirvo::kInvalidInput      ? "kInvalidInput"

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <sstream>
 
 #include "arg_types.h"
 #include "arrays.h"
@@ -14,6 +15,7 @@
 #include "file_readers.h"
 #include "frame_args.h"
 #include "tools/bayer_raw.h"
+#include "tools/stats_text.h"
 #include "workbench/inputs/raw_frame_input.h"
 
 namespace mirvo_py {
@@ -53,8 +55,7 @@ std::unique_ptr<Stats> MakeStats(const ArrayLike& sums, const ArrayLike& counts,
     if (!py::isinstance<py::sequence>(black_level_gain) || py::len(seq) != 4)
       throw py::type_error("black_level_gain: expected a sequence of 4 floats");
     for (size_t i = 0; i < 4; ++i) {
-      gains[i] = seq[i].cast<double>();
-      if (!std::isfinite(gains[i])) throw py::value_error("black_level_gain: expected finite gains");
+      gains[i] = CheckedFloat32("black_level_gain", seq[i].cast<double>());
     }
   }
   auto stats = std::make_unique<Stats>();
@@ -131,12 +132,13 @@ void BindStats(py::module_& m) {
         if (stats.rows != 24 || stats.cols != 32)
           throw py::value_error("stats: a statistics dump holds 24 x 32 cells, got " + std::to_string(stats.rows) +
                                 " x " + std::to_string(stats.cols));
-        const mirvo::errCode rc = stats.SaveAsText(path.c_str());
-        if (rc != mirvo::kOk) RaiseFileFailure("Stats::SaveAsText", rc, path);
+        std::ostringstream text;
+        mirvo::StatsWriteText(text, stats);
+        WriteFileChecked(path, text.str());
       },
       py::arg("path"), py::arg("stats"),
       "Writes the sums and counts as a statistics text dump (saturation counts and black levels are not\n"
-      "part of the format).");
+      "part of the format). OSError when any write or the close fails.");
   m.def(
       "read_raw",
       [](const PathLike& path_arg, int width, int height, int bits, const std::string& pattern, bool mipi) {

@@ -2,6 +2,7 @@
 #include <pybind11/stl.h>
 
 #include <optional>
+#include <sstream>
 
 #include "arg_types.h"
 #include "arrays.h"
@@ -32,13 +33,14 @@ void BindTables(py::module_& m) {
       [](const PathLike& path_arg, const ArrayLike& table) {
         const std::string path = FsPath(path_arg.obj);
         auto a = CheckedFiniteFloats(table.obj, "table", {4, 13, 17});
-        const mirvo::errCode rc =
-            mirvo::LscTableSaveHeaderFile(path.c_str(), *reinterpret_cast<const mirvo::LscTable*>(a.data()));
-        if (rc != mirvo::kOk) RaiseFileFailure("LscTableSaveHeaderFile", rc, path);
+        std::ostringstream text;
+        mirvo::LscTableWriteText(text, *reinterpret_cast<const mirvo::LscTable*>(a.data()));
+        WriteFileChecked(path, text.str());
       },
       py::arg("path"), py::arg("table"),
       "Writes float32 (4, 13, 17) (planes R, Gr, Gb, B) as an LSC table header file. Gains are written\n"
-      "with 5 decimals, so a table read back equals the saved one to 5 decimals.");
+      "with 5 decimals, so a table read back equals the saved one to 5 decimals. OSError when any write\n"
+      "or the close fails.");
   m.def(
       "import_table",
       [](const PathLike& path_arg, std::optional<int> ct) {

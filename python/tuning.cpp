@@ -3,13 +3,14 @@
 
 #include <cmath>
 #include <cstring>
+#include <sstream>
 
 #include "arg_types.h"
 #include "arrays.h"
 #include "bindings.h"
+#include "file_readers.h"
 #include "io/default_tuning.h"
 #include "io/tuning_file.h"
-#include "file_readers.h"
 
 namespace mirvo_py {
 namespace {
@@ -17,11 +18,6 @@ namespace {
 using mirvo::LearnedTintProfile;
 using mirvo::MirvoParams;
 using mirvo::TuningParams;
-
-void CheckFinite(const char* name, double v) {
-  if (!std::isfinite(v))
-    throw py::value_error(std::string(name) + ": expected a finite number, got " + std::to_string(v));
-}
 
 // A tuning record read through `path` must hold finite numbers only: the
 // reader takes "nan" and "inf" as numbers, the engine would spread them.
@@ -41,11 +37,7 @@ template <typename Cls>
 void FloatField(Cls& cls, const char* name, float TuningParams::*field, const char* doc) {
   cls.def_property(
       name, [field](const MirvoParams& p) { return static_cast<double>(p.tuning.*field); },
-      [field, name](MirvoParams& p, double v) {
-        CheckFinite(name, v);
-        p.tuning.*field = static_cast<float>(v);
-      },
-      doc);
+      [field, name](MirvoParams& p, double v) { p.tuning.*field = CheckedFloat32(name, v); }, doc);
 }
 
 template <typename Cls>
@@ -142,8 +134,9 @@ void BindTuning(py::module_& m) {
       "save_tuning",
       [](const PathLike& path_arg, const MirvoParams& tuning) {
         const std::string path = FsPath(path_arg.obj);
-        const mirvo::errCode rc = mirvo::SaveTuningHeaderFile(path.c_str(), tuning);
-        if (rc != mirvo::kOk) RaiseFileFailure("SaveTuningHeaderFile", rc, path);
+        std::ostringstream text;
+        mirvo::TuningWriteText(text, tuning);
+        WriteFileChecked(path, text.str());
       },
       py::arg("path"), py::arg("tuning"),
       "Writes a tuning header file that load_tuning reads back exactly (floats with 9 significant digits).");

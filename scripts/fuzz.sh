@@ -20,7 +20,10 @@ if [ "${#targets[@]}" -eq 0 ]; then
   for f in fuzz/fuzz_*.cpp; do t=$(basename "$f" .cpp); targets+=("$t"); done
 fi
 mkdir -p "$dir/artifacts"
-export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
+# A smaller quarantine than the default 256 MB: a use after free is still
+# caught many inputs later, and the engine targets no longer spend a third of
+# their time faulting in fresh pages for every input's allocations.
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:quarantine_size_mb=16
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 status=0
 for t in "${targets[@]}"; do

@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "base/cli_error.h"
+#include "base/standard_output.h"
 #include "checks/input_check.h"
 #include "commands/args.h"
 #include "commands/commands.h"
@@ -94,16 +95,16 @@ int Run(const std::vector<std::string>& argv) {
   const mirvo::workbench::CalibrationSummary s = mirvo::workbench::SummariseFit(fit);
 
   WriteTableFile(out, table);
-  std::printf("%s: base table from %zu flat-field capture%s of %dx%d, luminance strength %g\n", out.c_str(),
-              files.size(), files.size() == 1 ? "" : "s", raw.width, raw.height, strength);
-  std::printf("corner fall-off (EV):");
-  for (int ch = 0; ch < 4; ++ch) std::printf(" %s %.2f", kChannels[ch], s.falloff_ev[ch]);
-  std::printf("\ncolour shading, peak to peak: log R/G %.4f, log B/G %.4f\n", s.rg_peak_to_peak, s.bg_peak_to_peak);
-  std::printf("clipped samples: %s\n", mirvo::workbench::PercentText(fit.clipped_share).c_str());
-  std::printf("fit residual: %s RMS, 90 %% of the blocks within %s, %s of the blocks left out\n",
-              mirvo::workbench::PercentText(fit.residual_rms).c_str(),
-              mirvo::workbench::PercentText(fit.residual_p90).c_str(),
-              mirvo::workbench::PercentText(fit.outlier_share).c_str());
+  Print("%s: base table from %zu flat-field capture%s of %dx%d, luminance strength %g\n", out.c_str(), files.size(),
+        files.size() == 1 ? "" : "s", raw.width, raw.height, strength);
+  Print("corner fall-off (EV):");
+  for (int ch = 0; ch < 4; ++ch) Print(" %s %.2f", kChannels[ch], s.falloff_ev[ch]);
+  Print("\ncolour shading, peak to peak: log R/G %.4f, log B/G %.4f\n", s.rg_peak_to_peak, s.bg_peak_to_peak);
+  Print("clipped samples: %s\n", mirvo::workbench::PercentText(fit.clipped_share).c_str());
+  Print("fit residual: %s RMS, 90 %% of the blocks within %s, %s of the blocks left out\n",
+        mirvo::workbench::PercentText(fit.residual_rms).c_str(),
+        mirvo::workbench::PercentText(fit.residual_p90).c_str(),
+        mirvo::workbench::PercentText(fit.outlier_share).c_str());
   if (args.Has("--png")) {
     const std::string name = stem.substr(stem.find_last_of('/') + 1);
     WritePng(TablePicture(table, name), stem + "_gains.png");

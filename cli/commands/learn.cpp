@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "base/cli_error.h"
+#include "base/standard_output.h"
 #include "checks/input_check.h"
 #include "checks/table_ranges.h"
 #include "commands/args.h"
@@ -69,13 +70,12 @@ int Run(const std::vector<std::string>& argv) {
       mirvo::workbench::LearnTintProfileFromTables(tables, files, reference, &params->learned_tint_profile, &report);
   if (!refused.empty()) throw DataError(refused);
   WriteTuningFile(out, *params);
-  std::printf("%s: learned tint profile from %zu tables, reference %s\n", out.c_str(), files.size(),
-              files[reference].c_str());
-  std::printf("energy of the differences explained: u (log R/G) %.1f %%, v (log B/G) %.1f %%\n",
-              100.0 * report.explained_u, 100.0 * report.explained_v);
+  Print("%s: learned tint profile from %zu tables, reference %s\n", out.c_str(), files.size(),
+        files[reference].c_str());
+  Print("energy of the differences explained: u (log R/G) %.1f %%, v (log B/G) %.1f %%\n", 100.0 * report.explained_u,
+        100.0 * report.explained_v);
   for (size_t k = 0; k < files.size(); ++k)
-    std::printf("  %s: projection u %+.3f, v %+.3f\n", files[k].c_str(), report.projection_u[k],
-                report.projection_v[k]);
+    Print("  %s: projection u %+.3f, v %+.3f\n", files[k].c_str(), report.projection_u[k], report.projection_v[k]);
   return kExitOk;
 }
 

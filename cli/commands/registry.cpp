@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "base/cli_error.h"
+#include "base/standard_output.h"
 #include "commands/args.h"
 #include "commands/commands.h"
 #include "workbench/files/file_error.h"
@@ -47,7 +48,7 @@ std::string UsageText() {
 
 int RunCommand(const Command& command, const std::vector<std::string>& args) {
   if (WantsHelp(args)) {
-    std::fputs(command.help, stdout);
+    PrintText(command.help);
     return kExitOk;
   }
   // The workstation library's faults name their file and problem already;

@@ -1,6 +1,8 @@
 #include <cstdio>
+#include <new>
 
 #include "base/cli_error.h"
+#include "base/standard_output.h"
 #include "checks/input_check.h"
 #include "commands/args.h"
 #include "commands/commands.h"
@@ -34,11 +36,17 @@ int Run(const std::vector<std::string>& argv) {
   const std::string path = dir + "/summary.json";
   const std::string out = dir + "/report.html";
   CheckOutputPlan({path}, {out});
-  const RunSummaryData summary = ParseSummaryJson(ReadInputFile(path, "a run summary", kMaxSummaryBytes), path);
-  const std::string html = ReportHtml(summary, dir);
+  RunSummaryData summary;
+  std::string html;
+  try {
+    summary = ParseSummaryJson(ReadInputFile(path, "a run summary", kMaxSummaryBytes), path);
+    html = ReportHtml(summary, dir);
+  } catch (const std::bad_alloc&) {
+    throw DataError(path + ": out of memory making the report");
+  }
   WriteFileAtomically(out, html);
-  std::printf("%s: %d frame%s, %zu kept whole, %.0f KB\n", out.c_str(), summary.run.frames,
-              summary.run.frames == 1 ? "" : "s", summary.grids.size(), html.size() / 1024.0);
+  Print("%s: %d frame%s, %zu kept whole, %.0f KB\n", out.c_str(), summary.run.frames,
+        summary.run.frames == 1 ? "" : "s", summary.grids.size(), html.size() / 1024.0);
   return kExitOk;
 }
 

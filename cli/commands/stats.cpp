@@ -2,6 +2,7 @@
 
 #include "analysis/stats_reliability.h"
 #include "base/cli_error.h"
+#include "base/standard_output.h"
 #include "checks/input_check.h"
 #include "commands/args.h"
 #include "commands/commands.h"
@@ -48,7 +49,7 @@ int Run(const std::vector<std::string>& argv) {
   WriteStatsDump(out, stats);
   if (args.Has("--mean-image")) WriteMeanImage(args.Get("--mean-image"), stats);
   const CellReliability cells = AssessCells(stats, mirvo::DefaultMirvoParams().tuning);
-  std::printf("%s: %s\n", out.c_str(), ReliabilityLine(stats, cells).c_str());
+  Print("%s: %s\n", out.c_str(), ReliabilityLine(stats, cells).c_str());
   return kExitOk;
 }
 

@@ -2,6 +2,7 @@
 
 #include "analysis/table_summary.h"
 #include "base/cli_error.h"
+#include "base/standard_output.h"
 #include "checks/input_check.h"
 #include "checks/table_ranges.h"
 #include "commands/args.h"
@@ -51,8 +52,8 @@ int RunImport(const Args& args) {
     throw UsageError(std::string("mirvo table: ") + e.what() + "; choose one with --ct K");
   }
   WriteTableFile(out, imported.table);
-  std::printf("%s: LSC table imported from %s (%s%s%s)\n", out.c_str(), path.c_str(), imported.layout.c_str(),
-              imported.note.empty() ? "" : ", ", imported.note.c_str());
+  Print("%s: LSC table imported from %s (%s%s%s)\n", out.c_str(), path.c_str(), imported.layout.c_str(),
+        imported.note.empty() ? "" : ", ", imported.note.c_str());
   return kExitOk;
 }
 
@@ -75,9 +76,9 @@ int Run(const std::vector<std::string>& argv) {
   const mirvo::LscTable table = LoadTableFile(path);
   if (args.Has("--sim")) CheckSimulatorGains(path, table);
   if (args.Has("--json"))
-    std::fputs(mirvo::workbench::TableToJson(table).c_str(), stdout);
+    PrintText(mirvo::workbench::TableToJson(table));
   else
-    std::printf("%s: LSC table, 4 planes of 13 x 17 gains\n%s", path.c_str(), TableSummary(table).c_str());
+    Print("%s: LSC table, 4 planes of 13 x 17 gains\n%s", path.c_str(), TableSummary(table).c_str());
   if (args.Has("--sim")) WriteSimRolloffFile(args.Get("--sim"), table);
   if (args.Has("--png")) {
     std::string name = path.substr(path.find_last_of('/') + 1);

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "base/cli_error.h"
+#include "base/standard_output.h"
 #include "checks/input_check.h"
 #include "commands/args.h"
 #include "commands/commands.h"
@@ -49,7 +50,7 @@ int Run(const std::vector<std::string>& argv) {
   for (const mirvo::DiagnosticGrid& grid : dump.grids) files.push_back(out_dir + "/" + names.Next(grid.name));
   CheckOutputPlan({path}, files);
 
-  for (const auto& [key, value] : dump.scalars) std::printf("%s = %s\n", key.c_str(), FormatValue(value).c_str());
+  for (const auto& [key, value] : dump.scalars) Print("%s = %s\n", key.c_str(), FormatValue(value).c_str());
   MakeDirectories(out_dir);
   for (size_t i = 0; i < dump.grids.size(); ++i) {
     const mirvo::DiagnosticGrid& grid = dump.grids[i];
@@ -61,7 +62,7 @@ int Run(const std::vector<std::string>& argv) {
     view.signed_values = IsSignedGridName(grid.name);
     WritePng(RenderHeatmap(view, AutoCellSize(grid.rows, grid.cols)), files[i]);
   }
-  std::printf("%zu picture%s in %s\n", dump.grids.size(), dump.grids.size() == 1 ? "" : "s", out_dir.c_str());
+  Print("%zu picture%s in %s\n", dump.grids.size(), dump.grids.size() == 1 ? "" : "s", out_dir.c_str());
   return kExitOk;
 }
 

@@ -40,7 +40,7 @@ extern "C" void RemoveTemporariesAndDie(int sig) {
 }  // namespace
 
 void RemoveTemporariesOnSignals() {
-  for (const int sig : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+  for (const int sig : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction old;
     if (sigaction(sig, nullptr, &old) != 0 || old.sa_handler == SIG_IGN) continue;
     struct sigaction action;

@@ -6,7 +6,7 @@ namespace mirvo_cli {
 
 // Temporary files must not outlive the program, even when a signal ends it.
 // Their names are kept in a fixed table that a signal handler can read
-// without allocating or locking; on SIGINT, SIGTERM, SIGHUP or SIGPIPE it
+// without allocating or locking; on SIGINT, SIGTERM or SIGHUP it
 // removes every file in the table, then lets the signal take its default
 // action, so the exit status still tells how the program ended.
 

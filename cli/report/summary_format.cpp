@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/cli_error.h"
+#include "files/json_input.h"
 
 namespace mirvo_cli {
 namespace {
@@ -273,8 +274,7 @@ std::string SummaryCsv(const RunSummaryData& summary) {
 
 RunSummaryData ParseSummaryJson(const std::string& text, const std::string& path) {
   const Reader in(path);
-  const json doc = json::parse(text, nullptr, false);
-  if (doc.is_discarded()) in.Fail("not valid JSON");
+  const json doc = ParseJsonInput(text, path);
   if (!doc.is_object() || !doc.contains("format") || doc["format"] != kFormat)
     in.Fail(std::string("not a run summary (no \"format\": \"") + kFormat + "\")");
   const json& version = in.Field(doc, "format_version", "the summary");

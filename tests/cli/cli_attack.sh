@@ -198,6 +198,27 @@ case $CLASS in
     attack 2 "mirvo run: frame of 60000x60000 pixels is too large" \
       run --base "$IN/base.h" --raw "$IN/raw_000.raw" --width 60000 --height 60000 --bits 10 --pattern RGGB \
       --out-dir "$O"
+    # Summaries made to exhaust the JSON reader: 100,000 levels of nesting, a
+    # tree 20 times the file's 9 MB, a token of 100 KB. One short line naming
+    # the file, the earlier report kept, and memory far below what the tree
+    # would take (the maximum resident size of the call, in KB).
+    B=$T/bomb
+    mkdir -p "$B" && echo earlier >"$B/report.html"
+    for kind in deep wide token; do
+      case $kind in
+        deep) python3 -c "print('[' * 100000 + ']' * 100000)" && text="summary.json: JSON nested deeper than 64 levels" ;;
+        wide) python3 -c "print('[' + '[],' * 3000000 + '[]]')" && text="more than 16 times the file's size" ;;
+        token) python3 -c "print('{\"format\": \"' + 'x' * 100000)" && text="summary.json: not valid JSON at byte" ;;
+      esac >"$B/summary.json"
+      expect_error 1 "$text" report "$B"
+      [ "$(wc -c <"$ERR")" -lt 200 ] || fail "report of a $kind summary: a message of $(wc -c <"$ERR") bytes"
+      [ "$(cat "$B/report.html")" = earlier ] || fail "report of a $kind summary: the earlier report changed"
+      [ -z "$(find "$B" -name '.*.tmp.*')" ] || fail "report of a $kind summary: temporary files left behind"
+      rss=$(python3 -c 'import resource, subprocess, sys
+subprocess.run(sys.argv[1:], capture_output=True)
+print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)' "$MIRVO" report "$B")
+      [ "$rss" -lt 150000 ] || fail "report of a $kind summary: $rss KB resident"
+    done
     ;;
 
   wrong_format)
@@ -667,37 +688,52 @@ case $CLASS in
     ;;
 
   closed_descriptors)
-    # Started with stdin, stdout or stderr closed, the program writes its
-    # messages nowhere rather than into the files it opens first. Warnings
-    # for every frame, while the tables of earlier frames are being written.
+    # Started with stdin or stderr closed, the program writes its messages
+    # nowhere rather than into the files it opens first. Started with stdout
+    # closed, it writes its files all the same, and what it has to print
+    # ends the call with one line and status 1; so does a full or broken
+    # stdout. Warnings for every frame, while the tables of earlier frames
+    # are being written.
     Z=()
     for _ in $(seq 12); do Z+=("$IN/zero_counts.txt"); done
     must run --base "$IN/base.h" --stats "${Z[@]}" "$IN/stats_000.txt" --debug --png --out-dir "$T/ref"
     grep -q warning "$ERR" || fail "the reference run gave no warning to lose"
     must table "$IN/base.h" --sim "$T/ref/t.sim"
     checksum_tables "$T/ref" >"$T/ref_sums"
+    CLOSED="mirvo: cannot write to standard output: it was closed when the program started"
+    # stdout_lost ERRFILE CALLS: the last line of each call's stderr is the one above.
+    stdout_lost() {
+      [ "$(grep -cxF "$CLOSED" "$1")" -eq "$2" ] || fail "stdout closed: expected '$CLOSED' $2 times: $(cat "$1")"
+    }
     # The calibration commands and the report, with each descriptor closed,
-    # run inside the output directory (the report's title is its name).
+    # run inside the output directory (the report's title is its name); each
+    # call must end with status WANT.
     calibration_calls() {
-      "$MIRVO" calibrate --raw "${FLAT[@]}" --png --out "$1/c.h" &&
-        "$MIRVO" learn --table "$C/a.h" "$C/b.h" --out "$1/l.h" &&
-        "$MIRVO" table --import "$C/cal.json" --ct 5000 --out "$1/i.h" &&
-        "$MIRVO" table "$1/i.h" --json >"$1/i.json" &&
-        cp "$T/ref/summary.json" "$1/" && "$MIRVO" report "$1"
+      local want=$1 bad=0
+      check() {
+        "$@"
+        [ $? -eq "$want" ] || bad=1
+      }
+      check "$MIRVO" calibrate --raw "${FLAT[@]}" --png --out c.h
+      check "$MIRVO" learn --table "$C/a.h" "$C/b.h" --out l.h
+      check "$MIRVO" table --import "$C/cal.json" --ct 5000 --out i.h
+      "$MIRVO" table i.h --json >i.json || bad=1
+      cp "$T/ref/summary.json" . && check "$MIRVO" report .
+      return $bad
     }
     mkdir -p "$T/cref"
-    (cd "$T/cref" && calibration_calls .) >/dev/null 2>&1 || fail "calibration reference calls failed"
+    (cd "$T/cref" && calibration_calls 0) >/dev/null 2>&1 || fail "calibration reference calls failed"
     checksum "$T/cref" >"$T/cref_sums"
     for fd in 0 1 2; do
       N=$T/cclosed_$fd
       mkdir -p "$N"
       case $fd in
-        0) (cd "$N" && calibration_calls .) <&- >/dev/null 2>&1 ;;
-        1) (cd "$N" && calibration_calls .) >&- 2>/dev/null ;;
-        2) (cd "$N" && calibration_calls .) 2>&- >/dev/null ;;
+        0) (cd "$N" && calibration_calls 0) <&- >/dev/null 2>&1 ;;
+        1) (cd "$N" && calibration_calls 1) >&- 2>"$T/cerr" && stdout_lost "$T/cerr" 4 ;;
+        2) (cd "$N" && calibration_calls 0) 2>&- >/dev/null ;;
       esac
       STATUS=$?
-      [ "$STATUS" -eq 0 ] || fail "descriptor $fd closed: calibration calls: exit status $STATUS"
+      [ "$STATUS" -eq 0 ] || fail "descriptor $fd closed: calibration calls: unexpected exit status"
       # table --json writes to its own redirection, so its output must match too.
       checksum "$N" | cmp -s - "$T/cref_sums" || fail "descriptor $fd closed: calibration outputs differ"
     done
@@ -708,17 +744,39 @@ case $CLASS in
         0) "$MIRVO" run --base "$IN/base.h" --stats "${Z[@]}" "$IN/stats_000.txt" --debug --png \
           --out-dir "$N" <&- >/dev/null 2>&1 && "$MIRVO" table "$IN/base.h" --sim "$N/t.sim" <&- >/dev/null ;;
         1) "$MIRVO" run --base "$IN/base.h" --stats "${Z[@]}" "$IN/stats_000.txt" --debug --png \
-          --out-dir "$N" >&- 2>/dev/null && "$MIRVO" table "$IN/base.h" --sim "$N/t.sim" >&- ;;
+          --out-dir "$N" >&- 2>"$T/cerr"
+          [ $? -eq 1 ] && { "$MIRVO" table "$IN/base.h" --sim "$N/t.sim" >&- 2>>"$T/cerr"; [ $? -eq 1 ]; } &&
+            stdout_lost "$T/cerr" 2 ;;
         2) "$MIRVO" run --base "$IN/base.h" --stats "${Z[@]}" "$IN/stats_000.txt" --debug --png \
           --out-dir "$N" 2>&- >/dev/null && "$MIRVO" table "$IN/base.h" --sim "$N/t.sim" 2>&- >/dev/null ;;
       esac
       STATUS=$?
-      [ "$STATUS" -eq 0 ] || fail "descriptor $fd closed: exit status $STATUS"
+      [ "$STATUS" -eq 0 ] || fail "descriptor $fd closed: unexpected exit status"
       checksum_tables "$N" | cmp -s - "$T/ref_sums" || fail "descriptor $fd closed: outputs differ from the reference"
       # A failing call still ends with its status, and writes nothing.
       "$MIRVO" table "$T/nope.h" --sim "$N/t2.sim" 2>&-
       [ $? -eq 1 ] || fail "descriptor 2 closed: a failure did not give status 1"
       [ -e "$N/t2.sim" ] && fail "descriptor $fd closed: a failed call wrote its output"
+    done
+    # A full stdout (the JSON is longer than one stdio buffer) and a broken
+    # pipe: one line, status 1, the earlier outputs as they were.
+    write_earlier "$O"
+    for sink in full pipe; do
+      case $sink in
+        full)
+          "$MIRVO" table "$O/i.h" --json --sim "$O/t.sim" >/dev/full 2>"$ERR"
+          STATUS=$?
+          want="No space left on device"
+          ;;
+        pipe)
+          { sleep 0.5; "$MIRVO" table "$O/i.h" --json --sim "$O/t.sim" 2>"$ERR"; echo $? >"$T/status"; } | true
+          STATUS=$(cat "$T/status")
+          want="Broken pipe"
+          ;;
+      esac
+      [ "$STATUS" -eq 1 ] || fail "stdout $sink: exit status $STATUS"
+      [ "$(cat "$ERR")" = "mirvo: cannot write to standard output: $want" ] || fail "stdout $sink: $(cat "$ERR")"
+      untouched "$O" "stdout $sink"
     done
     ;;
 

@@ -25,6 +25,12 @@ namespace {
 
 using namespace mirvo_cli;
 
+std::string Repeated(const std::string& s, int n) {
+  std::string out;
+  for (int i = 0; i < n; ++i) out += s;
+  return out;
+}
+
 // --- collecting a run ---
 
 // Four frames through one engine: a plain frame, a base table the merge
@@ -230,8 +236,11 @@ TEST(SummaryFormat, RefusesBadSummariesNamingTheProblem) {
     std::string text;
     const char* message;
   } cases[] = {
-      {"{\"format\": ", "not valid JSON"},
+      {"{\"format\": ", "not valid JSON at byte 12 near '{\"format\": '"},
       {"[1, 2]", "not a run summary"},
+      // Built to exhaust the reader: its nesting and memory limits.
+      {std::string(100000, '[') + std::string(100000, ']'), "JSON nested deeper than 64 levels"},
+      {"[" + Repeated("[],", 100000) + "[]]", "JSON would take 6 MB in memory, more than 16 times the file's size"},
       {replaced("\"format_version\": 1", "\"format_version\": 2"), "summary format version 2"},
       {replaced("\"frames\":4", "\"frames\":5"), "does not hold the 5 frame records"},
       {replaced("\"input\":\"a\"", "\"input\":7"), "frames[0].input is not a string"},

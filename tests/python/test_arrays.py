@@ -17,6 +17,13 @@ def process(table):
     return mirvo.Core().process(golden_frame(0), table)
 
 
+def tuning_with(**grids):
+    t = mirvo.Tuning()
+    for name, value in grids.items():
+        getattr(t, name).flat[7] = value  # through the view, past the assignment check
+    return t
+
+
 def with_nan():
     t = GOOD_TABLE.copy()
     t[2, 3, 4] = np.nan
@@ -39,12 +46,30 @@ BAD = [
     (lambda: mirvo.Stats(SUMS[..., 0], COUNTS), ValueError, r"sums: expected shape \(any, any, 4\), got \(24, 32\)"),
     (lambda: mirvo.Stats(SUMS, COUNTS, black_level=(1, 2, 3)), TypeError, "black_level: expected an int or a sequence"),
     (lambda: setattr(mirvo.Tuning(), "BUL", np.ones(221, np.float32)), ValueError, r"BUL: expected shape \(13, 17\)"),
-    (lambda: setattr(mirvo.Tuning(), "smooth_thd", float("inf")), ValueError, "smooth_thd: expected a finite number"),
+    (lambda: setattr(mirvo.Tuning(), "smooth_thd", float("inf")), ValueError, "smooth_thd: expected a finite float32"),
+    # Finite as a double, infinite as the float32 it would become.
+    (lambda: setattr(mirvo.Tuning(), "limit_thd", 1e39), ValueError, r"limit_thd: expected a finite float32 number, got 1e\+39"),
+    (lambda: mirvo.Stats(SUMS, COUNTS, black_level_gain=(1, 1, 1e39, 1)), ValueError, "black_level_gain: expected a finite float32"),
     (lambda: mirvo.stats_from_raw(np.ones((128, 192), np.float32), "RGGB", 14), TypeError,
      "frame: expected dtype uint16, got float32"),
     (lambda: mirvo.stats_from_raw(np.ones((128, 191), np.uint16), "RGGB", 14), ValueError, "must be even"),
     (lambda: mirvo.stats_from_raw(np.ones((128, 192), np.uint16), "RGGB", 16), ValueError, "bits: 16 is not within 1..14"),
-    (lambda: mirvo.Core().set_sensor_crop(4032, 3024, 0, 0, 0, 3024), ValueError, "out_w: expected a positive size"),
+    # Crops as the program checks them: sensor pixels, the crop on the sensor.
+    (lambda: mirvo.Core().set_sensor_crop(4032, 3024, 0, 0, 0, 3024), ValueError, r"out_w: 0.0 is out of range \(1 to 65536"),
+    (lambda: mirvo.Core().set_sensor_crop(1e39, 3024, 0, 0, 1e39, 3024), ValueError, r"in_w: 1e\+39 is out of range"),
+    (lambda: mirvo.Core().set_sensor_crop(4032, 3024, 100, 0, 4000, 3024), ValueError, "offs_x \\+ out_w reaches beyond in_w"),
+    # A tuning's grids are writable views: a Core checks them when it takes them.
+    (lambda: mirvo.Core(tuning_with(BVL=np.nan)), ValueError, "tuning: BVL holds a value that is not finite"),
+    (lambda: mirvo.Core(tuning_with(BgUHXY=np.inf)), ValueError, "tuning: BgUHXY holds a value that is not finite"),
+    # Objects made by __new__ without __init__ refuse every use.
+    (lambda: mirvo.Core.__new__(mirvo.Core).debug, TypeError, "mirvo.Core object was never initialised"),
+    (lambda: mirvo.Core.__new__(mirvo.Core).process(golden_frame(0), GOOD_TABLE), TypeError, "never initialised"),
+    (lambda: mirvo.Core().process(mirvo.Stats.__new__(mirvo.Stats), GOOD_TABLE), TypeError, "mirvo.Stats object was never"),
+    (lambda: mirvo.Stats.__new__(mirvo.Stats).sums, TypeError, "mirvo.Stats object was never initialised"),
+    (lambda: mirvo.Core(mirvo.Tuning.__new__(mirvo.Tuning)), TypeError, "mirvo.Tuning object was never initialised"),
+    (lambda: mirvo.Tuning.__new__(mirvo.Tuning).BUL, TypeError, "mirvo.Tuning object was never initialised"),
+    (lambda: mirvo.CalibrationSummary.__new__(mirvo.CalibrationSummary).captures, TypeError, "never initialised"),
+    (lambda: mirvo.ProfileLearningReport.__new__(mirvo.ProfileLearningReport).projection_u, TypeError, "never init"),
 ]
 
 

@@ -25,6 +25,21 @@ def test_library_failure_is_runtime_error_with_code_and_operation(base_table):
     assert core.projections is not None and core.temporal_update_gain is not None
 
 
+@pytest.mark.parametrize("guard", [False, True])
+def test_guard_replaces_tables_out_of_range_as_the_program_does(base_table, guard):
+    core = mirvo.Core(guard=guard)
+    # Gains of 100 stay 100-ish through the engine: outside the guard's [1/64, 64].
+    out = core.process(golden_frame(0), np.full((4, 13, 17), 100, np.float32))
+    if guard:
+        np.testing.assert_array_equal(out, np.ones((4, 13, 17), np.float32))  # no good table yet: unity
+        assert core.guarded_frames == 1
+    else:
+        assert out.min() > 64 and core.guarded_frames is None
+    # A table in range passes the guard untouched: the frames of an unguarded Core.
+    np.testing.assert_array_equal(mirvo.Core(guard=guard).process(golden_frame(0), base_table),
+                                  mirvo.Core().process(golden_frame(0), base_table))
+
+
 def test_diagnostics_only_while_debugging(base_table):
     core = mirvo.Core()
     core.process(golden_frame(0), base_table)

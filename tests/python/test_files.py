@@ -9,7 +9,7 @@ import numpy as np
 import pytest
 
 import mirvo
-from conftest import BASE_TABLE, DATA, RAW_FRAME, without_preload
+from conftest import BASE_TABLE, DATA, RAW_FRAME, golden_frame, without_preload
 
 
 def pack_raw10(frame):
@@ -125,7 +125,7 @@ def test_unreadable_paths_raise_os_errors(tmp_path):
         mirvo.read_raw(RAW_FRAME, 192, 128 + 2, 14, "RGGB")
     with pytest.raises(ValueError, match="unknown Bayer pattern 'rggb'"):
         mirvo.read_raw(RAW_FRAME, 192, 128, 14, "rggb")
-    with pytest.raises(OSError, match=r"LscTableSaveHeaderFile: errCode = -100 \(kFileError\)"):
+    with pytest.raises(FileNotFoundError, match="dir.h"):
         mirvo.save_table(tmp_path / "no" / "dir.h", mirvo.load_table(BASE_TABLE))
 
 
@@ -191,3 +191,23 @@ def test_import_table_is_what_the_program_imports(tmp_path, path):
     else:
         assert run.returncode == 0, run.stderr
         np.testing.assert_array_equal(mirvo.import_table(path), mirvo.load_table(out))
+
+
+SAVES = [
+    ("table", lambda path: mirvo.save_table(path, mirvo.load_table(BASE_TABLE))),
+    ("stats", lambda path: mirvo.save_stats(path, golden_frame(0))),
+    ("tuning", lambda path: mirvo.save_tuning(path, mirvo.default_tuning())),
+]
+
+
+@pytest.mark.parametrize("kind,save", SAVES)
+def test_saves_check_every_write_and_refuse_nul_paths(tmp_path, kind, save):
+    # A full device: every save raises, whatever the text's length.
+    with pytest.raises(OSError, match=r"\[Errno 28\] No space left on device: '/dev/full'"):
+        save("/dev/full")
+    # "victim.h\0.bak" would be cut to "victim.h" by the system call.
+    victim = tmp_path / "victim.h"
+    victim.write_text("kept")
+    with pytest.raises(ValueError, match="path: embedded null byte"):
+        save(str(victim) + "\0.bak")
+    assert victim.read_text() == "kept" and sorted(p.name for p in tmp_path.iterdir()) == ["victim.h"]

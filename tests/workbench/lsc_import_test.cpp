@@ -118,6 +118,7 @@ TEST(LscImport, RefusesWhatIsNotACalibration) {
     const char* message;
   } cases[] = {
       {"[1, 2", "not valid JSON"},
+      {std::string(100000, '[') + std::string(100000, ']'), "JSON nested deeper than 64 levels"},
       {"[1, 2]", "not a JSON object"},
       {R"({"x": 1})", "no known lens shading layout"},
       {R"({"grid_rows": 2, "grid_cols": 2, "sets": [{"ct": 5000, "r": [[1, 1], [1, 1]]}]})", "missing \"gr\""},

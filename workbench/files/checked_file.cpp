@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <new>
 #include <sstream>
 
 namespace mirvo::workbench {
@@ -32,13 +33,23 @@ uint64_t CheckInputFile(const std::string& path, const std::string& what, uint64
 }
 
 std::string ReadInputFile(const std::string& path, const std::string& what, uint64_t max_bytes) {
-  CheckInputFile(path, what, max_bytes);
+  const uint64_t size = CheckInputFile(path, what, max_bytes);
   std::ifstream in(path, std::ios::binary);
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  const std::string content = buffer.str();
+  std::string content;
+  try {
+    // Read straight into the string: no second copy of a large input.
+    content.resize(size);
+    in.read(content.data(), static_cast<std::streamsize>(size));
+    content.resize(static_cast<size_t>(in.gcount()));
+    if (in && in.peek() != std::char_traits<char>::eof()) {  // it grew since it was checked
+      std::ostringstream rest;
+      rest << in.rdbuf();
+      content += rest.str();
+    }
+  } catch (const std::bad_alloc&) {
+    throw FileError(path, "out of memory reading " + what, ENOMEM);
+  }
   if (in.bad() || !in.is_open()) throw FileError(path, "cannot read " + what, EIO);
-  // It may have grown since it was checked.
   if (content.size() > max_bytes) throw FileError(path, "file is too large for " + what);
   return content;
 }

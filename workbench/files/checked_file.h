@@ -21,7 +21,9 @@ inline constexpr uint64_t kMaxStatsBytes = 16 << 20;
 inline constexpr uint64_t kMaxOverrideBytes = 1 << 20;
 inline constexpr uint64_t kMaxDiagBytes = 256 << 20;
 inline constexpr uint64_t kMaxJsonBytes = 4 << 20;        // real calibrations are tens of kilobytes
-inline constexpr uint64_t kMaxSummaryBytes = 1ull << 30;  // about 0.5 KB a frame: millions of frames
+// A summary holds about 0.5 KB a frame: half a million frames (hours at 30 fps);
+// its parsed tree may take at most 16 times as much (4 GB).
+inline constexpr uint64_t kMaxSummaryBytes = 256ull << 20;
 
 // The path names an existing, readable, non-empty regular file of at most
 // `max_bytes`; returns its size.

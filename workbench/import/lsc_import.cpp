@@ -9,6 +9,7 @@
 
 #include "io/lsc_table_file.h"
 #include "workbench/files/checked_file.h"
+#include "workbench/files/bounded_json.h"
 
 namespace mirvo::workbench {
 namespace {
@@ -257,8 +258,7 @@ float (&Plane(LscTable& t, int ch))[13][17] {
 
 ImportedTable ImportLscJson(const std::string& text, const std::string& name, int ct) {
   const Reader in(name);
-  const json doc = json::parse(text, nullptr, false);
-  if (doc.is_discarded()) in.Fail("not valid JSON");
+  const json doc = ParseBoundedJson(text, name, {text.size(), kJsonMaxDepth, kJsonMemoryFactor});
   if (!doc.is_object()) in.Fail("not a JSON object, expected a lens shading calibration");
   ImportedTable result;
   std::vector<Calibration> cals;
