@@ -92,14 +92,6 @@ TEST(MirvoState, GridOnlyDumpStartsWithEmptyLineAndKeepsLastRecording) {
   EXPECT_EQ(ReadFile(dir.File("d.txt")), "");
 }
 
-TEST(MirvoState, RecordedGridIsACopy) {
-  MirvoState state;
-  Matrix<float> m = FloatGrid(2, 1, {1, 2});
-  state.Set("m", m);
-  m.data[0] = 9;
-  EXPECT_EQ(state.float_matrices().at("m").data[0], 1.0f);
-}
-
 // Opening /dev/full succeeds; every flush fails with ENOSPC.
 TEST(MirvoState, UnopenableOrUnwritablePathIsLoggedAndFails) {
   TempDir dir;

@@ -27,18 +27,6 @@ class EngineTest : public mirvo_test::EngineFixture {
   }
 };
 
-TEST_F(EngineTest, FreshEngineState) {
-  for (float x : engine_.log_stats_.log_u_input.data) ASSERT_EQ(x, 1.0f);
-  for (float x : engine_.log_stats_.log_v_input.data) ASSERT_EQ(x, 1.0f);
-  EXPECT_EQ(engine_.temporal_update_gain_, 1.0f);
-  EXPECT_EQ(engine_.prev_prj_u_, 0.0f);
-  EXPECT_EQ(engine_.GradL_UX.rows, 13);
-  EXPECT_EQ(engine_.GradL_UX.cols, 16);
-  EXPECT_EQ(engine_.GradL_VY.rows, 12);
-  EXPECT_EQ(engine_.GradL_VY.cols, 17);
-  EXPECT_EQ(engine_.GetMirvoTable(), &engine_.mirvo_table_);
-}
-
 TEST_F(EngineTest, MergeLiftsSmallestGainToOneWithinExclusiveBounds) {
   struct Case {
     float low;  // smallest base gain, at R[4][5]
