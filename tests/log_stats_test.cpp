@@ -208,5 +208,28 @@ TEST_F(SetStatsTest, ThresholdsComeFromTheTuningRecord) {
   EXPECT_TRUE(engine_.state_.uint_matrices().empty());
 }
 
+// Frames call the mask directly; this exported step is reached only here.
+TEST_F(SetStatsTest, RemoveUnreliableStatsZeroesGradientsOnly) {
+  Stats s;
+  MakeGreyStats(s, 1000, 16);
+  SetCell(s.cells[4 * 32 + 6], 0, 0, 0, 16);
+  ASSERT_EQ(engine_.SetStats(s), kOk);
+  for (Matrix<float>* g : {&engine_.GradH_UX, &engine_.GradH_UY, &engine_.GradH_VX, &engine_.GradH_VY})
+    for (float& x : g->data) x = 0.5f;
+  for (float& x : engine_.WX.data) x = 0.25f;
+  engine_.RemoveUnreliableStats();
+  EXPECT_EQ(engine_.GradH_UX[4][5], 0.0f);
+  EXPECT_EQ(engine_.GradH_VX[4][6], 0.0f);
+  EXPECT_EQ(engine_.GradH_UY[3][6], 0.0f);
+  EXPECT_EQ(engine_.GradH_VY[4][6], 0.0f);
+  EXPECT_EQ(engine_.GradH_UX[4][7], 0.5f);
+  EXPECT_EQ(engine_.GradH_UY[5][6], 0.5f);
+  EXPECT_EQ(engine_.WX[4][5], 0.25f);
+  int zeros = 0;
+  for (const Matrix<float>* g : {&engine_.GradH_UX, &engine_.GradH_UY, &engine_.GradH_VX, &engine_.GradH_VY})
+    for (float x : g->data) zeros += x == 0.0f;
+  EXPECT_EQ(zeros, 8);
+}
+
 }  // namespace
 }  // namespace mirvo
