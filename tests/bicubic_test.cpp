@@ -68,19 +68,6 @@ TEST(BicubicKernel, BorderWeightsFoldInLinearExtrapolation) {
   ExpectWeights(w[5], 0, -2.8125f, 4.125f, -0.3125f);
 }
 
-TEST(ResampleBicubic, NodePositionsReproduceTheSource) {
-  float src[13][17];
-  for (int r = 0; r < 13; ++r)
-    for (int c = 0; c < 17; ++c) src[r][c] = static_cast<float>((r * 37 + c * 11) % 23) * 0.173f - 1.0f;
-  float x[17], y[13];
-  for (int c = 0; c < 17; ++c) x[c] = static_cast<float>(c);
-  for (int r = 0; r < 13; ++r) y[r] = static_cast<float>(r);
-  float dst[13][17];
-  ResampleBicubic<13, 17, 13, 17>(x, y, src, dst);
-  for (int r = 0; r < 13; ++r)
-    for (int c = 0; c < 17; ++c) ASSERT_EQ(dst[r][c], src[r][c]) << r << "," << c;
-}
-
 TEST(ResampleBicubic, LinearRampIsReproducedInsideAndBeyondTheBorders) {
   float src[13][17];
   for (int r = 0; r < 13; ++r)

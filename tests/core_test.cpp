@@ -111,17 +111,6 @@ TEST_F(CoreTest, SensorCropRecropsFromTheFullSensorProfile) {
   EXPECT_TRUE(SameProfile(profile, *Cropped(CropInfo(), source_.learned_tint_profile)));
 }
 
-TEST_F(CoreTest, RejectedStatisticsAreLogged) {
-  Stats swapped;
-  swapped.ConfigureStatsSize(24, 32);
-  EXPECT_FALSE(core_.SetStats(swapped));
-  EXPECT_EQ(Log(), "E/MirvoCore: SetStats : errCode = -10\n");
-  Stats good;
-  mirvo_test::MakeGreyStats(good, 2000, 16);
-  EXPECT_TRUE(core_.SetStats(good));
-  EXPECT_EQ(Log(), "E/MirvoCore: SetStats : errCode = -10\n");
-}
-
 TEST_F(CoreTest, FrameSequenceCopiesTheEngineTable) {
   Stats stats;
   mirvo_test::MakeGreyStats(stats, 2000, 16);

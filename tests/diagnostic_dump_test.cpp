@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "core/diagnostic_dump.h"
-#include "core/mirvo_state.h"
 
 namespace mirvo {
 namespace {
@@ -79,29 +77,6 @@ TEST(DiagnosticDump, MalformedDumpsNameTheLine) {
   fails("\ng[2][2]=\n1 2 3\n", "line 3: grid g[2][2] does not hold 4 values");
   fails("\ng[1][1]=\n1\nh[1][1]=\n1\n", "line 4: expected an empty line");
   fails("\ng[1][2]=\n1 2", "line 3: truncated");
-}
-
-TEST(DiagnosticDump, ReadsWhatTheStoreWrites) {
-  MirvoState state;
-  Matrix<float> f(2, 1);
-  f.data[0] = 0.5f;
-  f.data[1] = -3.0f;
-  Matrix<unsigned char> mask(3, 1);
-  mask.data[0] = 0;
-  mask.data[1] = 1;
-  mask.data[2] = '\n';
-  state.Set("prj_u", 0.25f);
-  state.Set("g[1][2]", f);
-  state.Set("m[1][3]", mask);
-  std::ostringstream out;
-  state.Write(out);
-  const DiagnosticDump dump = Parse(out.str());
-  ASSERT_EQ(dump.scalars.size(), 1u);
-  EXPECT_EQ(dump.scalars[0].second, 0.25);
-  ASSERT_EQ(dump.grids.size(), 2u);
-  EXPECT_EQ(dump.grids[0].values, (std::vector<double>{0.5, -3}));
-  EXPECT_TRUE(dump.grids[1].bytes);
-  EXPECT_EQ(dump.grids[1].values, (std::vector<double>{0, 1, 10}));
 }
 
 }  // namespace

@@ -208,6 +208,7 @@ TEST_F(SetStatsTest, ThresholdsComeFromTheTuningRecord) {
   EXPECT_TRUE(engine_.state_.uint_matrices().empty());
 }
 
+// Frames call the mask directly; this exported step is reached only here.
 TEST_F(SetStatsTest, RemoveUnreliableStatsZeroesGradientsOnly) {
   Stats s;
   MakeGreyStats(s, 1000, 16);

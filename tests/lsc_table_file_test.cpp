@@ -4,14 +4,17 @@
 #include <csignal>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <sstream>
 #include <string>
 
 #include "core/lsc_table.h"
 #include "io/lsc_table_file.h"
+#include "io/sim_rolloff_file.h"
+#include "support/engine_scene.h"
 #include "support/test_support.h"
 
 namespace mirvo {
@@ -21,10 +24,6 @@ using mirvo_test::DataPath;
 using mirvo_test::ReadFile;
 using mirvo_test::TempDir;
 using mirvo_test::WriteFile;
-
-const float (&PlaneOf(const LscTable& t, int p))[13][17] {
-  return p == 0 ? t.r_gain : p == 1 ? t.gr_gain : p == 2 ? t.gb_gain : t.b_gain;
-}
 
 LscTable PatternTable() {
   LscTable t;
@@ -99,16 +98,7 @@ TEST(LscTableHeaderFile, WriterLayoutAndFiveDecimals) {
   EXPECT_NE(text.find("1.13600f\n},\n/* GR Gain */\n{\n2.00000f, "), std::string::npos);
   EXPECT_EQ(text.substr(text.size() - 24), ", 4.13500f, 4.13600f\n},\n");
   // 4 x (marker, "{", 13 rows, "},").
-  size_t lines = 0;
-  for (char ch : text) lines += ch == '\n';
-  EXPECT_EQ(lines, 64u);
-
-  LscTable back;
-  ASSERT_EQ(LscTableLoadHeaderFile(dir.File("t.h").c_str(), back), kOk);
-  for (int p = 0; p < 4; ++p)
-    for (int r = 0; r < 13; ++r)
-      for (int c = 0; c < 17; ++c) ASSERT_NEAR(PlaneOf(back, p)[r][c], PlaneOf(t, p)[r][c], 5e-6f) << p << r << c;
-  EXPECT_EQ(back.r_gain[0][2], 12.34568f);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 64);
 }
 
 TEST(LscTableHeaderFile, BadPathsFail) {
@@ -124,6 +114,52 @@ TEST(LscTableHeaderFile, BadPathsFail) {
   EXPECT_EQ(why, "no path given");
   EXPECT_EQ(LscTableValidateHeaderFile(missing.c_str(), &why), kFileError);
   EXPECT_EQ(why, "cannot open file");
+  EXPECT_EQ(LscTableSaveTovanSimFile(nullptr, t), kFileError);
+  EXPECT_EQ(LscTableSaveTovanSimFile(missing.c_str(), t), kFileError);
+}
+
+// The simulator's file: its fixed mesh geometry, then the planes R, Gr, B, Gb
+// (B before Gb), each one line of 221 gains in fixed point with 10 fractional
+// bits, rounded half up and truncated toward zero, a blank line between.
+TEST(LscTableSimFile, FixedGeometryThenFourPlanesInFixedPoint) {
+  LscTable t = mirvo_test::UniformTable(1.0f, 1.5f, 2.0f, 0.5f);
+  const float gains[] = {0.99951f, 0.99952f, -0.001f, -1.0f, 3.99902f, 0.0f};
+  const int codes[] = {1023, 1024, 0, -1023, 4095, 0};  // 1023.498, 1023.508, -0.524, -1023.5, 4094.996
+  for (int i = 0; i < 6; ++i) t.r_gain[12][11 + i] = gains[i];
+  TempDir dir;
+  ASSERT_EQ(LscTableSaveTovanSimFile(dir.File("r.txt").c_str(), t), kOk);
+  const std::string text = ReadFile(dir.File("r.txt"));
+  EXPECT_EQ(text.rfind("// Rolloff Table\nNUM_MESHGAIN_V = 11\nNUM_MESHGAIN_H = 15\nBLOCK_HEIGHT = 127\n"
+                       "BLOCK_WIDTH = 127\nINTERP_FACTOR = 3\nSUB_GRID_Y_DELTA = 65536\nSUB_GRID_X_DELTA = 65536\n"
+                       "SUB_GRID_HEIGHT = 15\nSUB_GRID_WIDTH = 15\nPIXEL_Y_INDEX = 12\nPIXEL_X_INDEX = 0\n"
+                       "BLOCK_Y_INDEX = 0\nBLOCK_X_INDEX = 0\nSUB_GRID_Y_INDEX = 0\nSUB_GRID_X_INDEX = 1\n"
+                       "Y_DELTA_ACCUM = 786432\n\nMESH_TABLE_R = \n",
+                       0),
+            0u);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 29);
+  size_t at = 0;
+  for (const auto& [title, code] : {std::pair{"MESH_TABLE_R = \n", 1024},
+                                    {"\nMESH_TABLE_GR = \n", 1536},
+                                    {"\nMESH_TABLE_B = \n", 512},
+                                    {"\nMESH_TABLE_GB = \n", 2048}}) {
+    SCOPED_TRACE(title);
+    at = text.find(title, at);
+    ASSERT_NE(at, std::string::npos);
+    const size_t from = at + std::strlen(title);
+    std::istringstream line(text.substr(from, text.find('\n', from) - from));
+    for (int i = 0; i < 221; ++i) {
+      int value = 0;
+      char comma = ',';
+      ASSERT_TRUE(line >> value) << i;
+      EXPECT_EQ(value, code == 1024 && i >= 215 ? codes[i - 215] : code) << i;
+      if (i < 220) {
+        ASSERT_TRUE(line >> comma && comma == ',') << i;
+      }
+    }
+    EXPECT_TRUE((line >> std::ws).eof());
+    at = from;
+  }
+  EXPECT_EQ(text.substr(text.size() - 11), "2048, 2048\n");
 }
 
 TEST(LscTableHeaderFile, NumbersMayBeSpreadFreelyAfterTheBraceLine) {

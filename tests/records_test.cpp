@@ -59,25 +59,6 @@ TEST(Records, MatrixFromArrayCopiesRowMajorAndWidensWithoutScaling) {
   }());
 }
 
-TEST(Records, InitMirvoParamsSetsDefaultsAndKeepsProfile) {
-  MirvoParams p;
-  std::memset(&p, 0x7f, sizeof p);
-  p.learned_tint_profile.BUL[0][0] = -0.0545f;
-  const LearnedTintProfile before = p.learned_tint_profile;
-  InitMirvoParams(p);
-  for (uint8_t v : p.version) EXPECT_EQ(v, 0);
-  EXPECT_EQ(p.tuning.min_level_thd, 0.001f);
-  EXPECT_EQ(p.tuning.max_level_thd, 0.99f);
-  EXPECT_EQ(p.tuning.sat_ratio_thd, 0.6f);
-  EXPECT_EQ(p.tuning.smooth_thd, 0.04f);
-  EXPECT_EQ(p.tuning.limit_thd, 0.01f);
-  EXPECT_EQ(p.tuning.filter_input_stats, 0);
-  EXPECT_EQ(p.tuning.prj_delta_thd, 0.15f);
-  EXPECT_EQ(p.tuning.tint_update_gain, 0.3f);
-  EXPECT_EQ(p.tuning.enable_temporal_filter, 1);
-  EXPECT_EQ(std::memcmp(&p.learned_tint_profile, &before, sizeof before), 0);
-}
-
 TEST(Records, CropsCompareBitwise) {
   CropInfo a, b;
   EXPECT_TRUE(SameCrop(a, b));

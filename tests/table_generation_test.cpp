@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <set>
 #include <string>
 
 #include "engine/mirvo_hybrid.h"
@@ -26,18 +25,6 @@ class EngineTest : public mirvo_test::EngineFixture {
     engine_.MergeTintBaseTables();
   }
 };
-
-TEST_F(EngineTest, FreshEngineState) {
-  for (float x : engine_.log_stats_.log_u_input.data) ASSERT_EQ(x, 1.0f);
-  for (float x : engine_.log_stats_.log_v_input.data) ASSERT_EQ(x, 1.0f);
-  EXPECT_EQ(engine_.temporal_update_gain_, 1.0f);
-  EXPECT_EQ(engine_.prev_prj_u_, 0.0f);
-  EXPECT_EQ(engine_.GradL_UX.rows, 13);
-  EXPECT_EQ(engine_.GradL_UX.cols, 16);
-  EXPECT_EQ(engine_.GradL_VY.rows, 12);
-  EXPECT_EQ(engine_.GradL_VY.cols, 17);
-  EXPECT_EQ(engine_.GetMirvoTable(), &engine_.mirvo_table_);
-}
 
 TEST_F(EngineTest, MergeLiftsSmallestGainToOneWithinExclusiveBounds) {
   struct Case {
@@ -172,66 +159,6 @@ TEST_F(EngineTest, NoShadingInNoTintOut) {
   EXPECT_EQ(std::memcmp(&base, &engine_.mirvo_table_, sizeof(LscTable)), 0);
   EXPECT_TRUE(engine_.state_.float_matrices().empty());
   EXPECT_TRUE(engine_.state_.scalars().empty());
-}
-
-TEST_F(EngineTest, DiagnosticsRecordEveryStage) {
-  debug_.debug_enable = true;
-  params_.tuning.filter_input_stats = 1;
-  Stats stats;
-  mirvo_test::MakeGreyStats(stats, 3000, 64);
-  const LscTable base = UniformTable(2, 1, 1, 1);
-  ASSERT_EQ(engine_.SetStats(stats), kOk);
-  engine_.SetLscBaseTable(base);
-  engine_.GenerateDlscTable();
-
-  std::set<std::string> floats, uints, ushorts, scalars;
-  for (const auto& kv : engine_.state_.float_matrices()) floats.insert(kv.first);
-  for (const auto& kv : engine_.state_.uint_matrices()) uints.insert(kv.first);
-  for (const auto& kv : engine_.state_.ushort_matrices()) ushorts.insert(kv.first);
-  for (const auto& kv : engine_.state_.scalars()) scalars.insert(kv.first);
-  EXPECT_EQ(floats, (std::set<std::string>{"base_table_R[13][17]",
-                                           "base_table_Gr[13][17]",
-                                           "base_table_Gb[13][17]",
-                                           "base_table_B[13][17]",
-                                           "lsc_log_RG_gain[24][32]",
-                                           "lsc_log_BG_gain[24][32]",
-                                           "log_u_input[24][32]",
-                                           "log_v_input[24][32]",
-                                           "log_stats_U[24][32]",
-                                           "log_stats_V[24][32]",
-                                           "GradH_UX[24][31]",
-                                           "GradH_UY[23][32]",
-                                           "GradH_VX[24][31]",
-                                           "GradH_VY[23][32]",
-                                           "WX[24][31]",
-                                           "WY[23][32]",
-                                           "log_tint_u[13][17]",
-                                           "log_tint_v[13][17]",
-                                           "linear_tint_u[13][17]",
-                                           "linear_tint_v[13][17]",
-                                           "output_table_R[13][17]",
-                                           "output_table_Gr[13][17]",
-                                           "output_table_Gb[13][17]",
-                                           "output_table_B[13][17]"}));
-  EXPECT_EQ(uints, (std::set<std::string>{"lin_stat_sum_R[24][32]", "lin_stat_sum_Gr[24][32]",
-                                          "lin_stat_sum_Gb[24][32]", "lin_stat_sum_B[24][32]"}));
-  EXPECT_EQ(ushorts,
-            (std::set<std::string>{"is_reliable_dx_[24][32]", "is_reliable_dy_[24][32]", "lin_stat_sat_cnt_R[24][32]",
-                                   "lin_stat_sat_cnt_Gr[24][32]", "lin_stat_sat_cnt_Gb[24][32]",
-                                   "lin_stat_sat_cnt_B[24][32]", "lin_stat_count[24][32]"}));
-  EXPECT_EQ(scalars,
-            (std::set<std::string>{"min_level_thd", "max_level_thd", "sat_ratio_thd", "smooth_thd", "limit_thd",
-                                   "filter_input_stats", "prj_u", "prj_v", "red_gain", "blue_gain"}));
-  EXPECT_EQ(engine_.state_.scalars().at("filter_input_stats"), 1.0f);
-  EXPECT_EQ(engine_.state_.scalars().at("smooth_thd"), 0.04f);
-
-  // The input grid is recorded before the base shading goes back in.
-  const auto& fm = engine_.state_.float_matrices();
-  EXPECT_EQ(fm.at("log_u_input[24][32]").data[100], 0.0f);
-  EXPECT_EQ(fm.at("log_stats_U[24][32]").data[100], std::log(2.0f));
-  EXPECT_EQ(fm.at("log_stats_V[24][32]").data[100], 0.0f);
-  EXPECT_EQ(fm.at("output_table_R[13][17]").data[0], 2.0f);
-  EXPECT_EQ(fm.at("linear_tint_u[13][17]").data[0], 1.0f);
 }
 
 TEST_F(EngineTest, BaseTableSetAndApply) {
