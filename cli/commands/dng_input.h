@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "core/lsc_table.h"
+#include "core/stats.h"
+#include "workbench/dng/dng_reader.h"
+
+namespace mirvo_cli {
+
+// The workbench's DNG reader and writer, their refusals as DataError.
+mirvo::workbench::DngFrame ReadDngFrame(const std::string& path);
+void WriteDngWithTable(const std::string& src, const std::string& dst, const mirvo::LscTable& table);
+// The statistics of a DNG frame on a cols x rows grid; a grid whose cells
+// the frame cannot fill or whose counts overflow is refused.
+void StatsFromDngFrame(const mirvo::workbench::DngFrame& frame, int cols, int rows, mirvo::Stats* stats);
+
+// The options that describe a headerless raw frame, refused next to --dng:
+// a DNG says its own geometry.
+void RejectGeometryWithDng(const class Args& args);
+
+}  // namespace mirvo_cli
