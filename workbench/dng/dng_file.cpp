@@ -1,5 +1,10 @@
 #include "workbench/dng/dng_file.h"
 
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -70,6 +75,35 @@ std::vector<uint8_t> ReadWholeFile(const std::string& path) {
   if (size > 0 && std::fread(bytes.data(), 1, bytes.size(), f.get()) != bytes.size())
     throw WorkbenchError(path + ": read error");
   return bytes;
+}
+
+MappedFile::MappedFile(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) throw WorkbenchError(path + ": cannot open (" + std::strerror(errno) + ")");
+  struct stat st;
+  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    close(fd);
+    throw WorkbenchError(path + ": not a regular file");
+  }
+  if (static_cast<uint64_t>(st.st_size) > kMaxFileBytes) {
+    close(fd);
+    throw WorkbenchError(path + ": larger than 2 GiB, not a camera frame");
+  }
+  size_ = static_cast<size_t>(st.st_size);
+  if (size_ > 0) {
+    void* p = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
+    if (p == MAP_FAILED) {
+      const int err = errno;
+      close(fd);
+      throw WorkbenchError(path + ": cannot open (" + std::strerror(err) + ")");
+    }
+    data_ = static_cast<const uint8_t*>(p);
+  }
+  close(fd);
+}
+
+MappedFile::~MappedFile() {
+  if (data_ != nullptr) munmap(const_cast<uint8_t*>(data_), size_);
 }
 
 DngLayout CheckDngLayout(const TiffStructure& tiff) {

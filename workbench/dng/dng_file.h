@@ -12,6 +12,22 @@ namespace workbench {
 // A whole file in memory. Throws WorkbenchError "PATH: reason".
 std::vector<uint8_t> ReadWholeFile(const std::string& path);
 
+// A whole file mapped read-only: the decoder reads the pixels straight from
+// the page cache, with no copy of the file. Throws WorkbenchError "PATH: reason".
+class MappedFile {
+ public:
+  explicit MappedFile(const std::string& path);
+  ~MappedFile();
+  MappedFile(const MappedFile&) = delete;
+  MappedFile& operator=(const MappedFile&) = delete;
+  const uint8_t* data() const { return data_; }
+  size_t size() const { return size_; }
+
+ private:
+  const uint8_t* data_ = nullptr;
+  size_t size_ = 0;
+};
+
 // What the raw image directory of a DNG says, checked before any pixel is
 // decoded: a Bayer CFA image of sane size whose pixel data lies in the file.
 struct DngLayout {

@@ -3,6 +3,7 @@
 #include <libraw/libraw.h>
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 
 #include "tools/bayer_raw.h"
@@ -37,7 +38,7 @@ void ReadGainMaps(DngFrame* f) {
 }
 
 void ReadFrame(const std::string& path, DngFrame* f) {
-  const std::vector<uint8_t> bytes = ReadWholeFile(path);
+  const MappedFile bytes(path);
   const TiffStructure tiff(bytes.data(), bytes.size());
   const DngLayout layout = CheckDngLayout(tiff);
   const TiffIfd& ifd = *layout.ifd;
@@ -59,7 +60,7 @@ void ReadFrame(const std::string& path, DngFrame* f) {
   // LibRaw decodes from the bytes already read; the object is large, so it
   // lives on the heap.
   auto raw = std::make_unique<LibRaw>();
-  int rc = raw->open_buffer(const_cast<uint8_t*>(bytes.data()), bytes.size());
+  int rc = raw->open_buffer(const_cast<uint8_t*>(bytes.data()), bytes.size());  // only read
   if (rc == LIBRAW_SUCCESS) rc = raw->unpack();
   if (rc != LIBRAW_SUCCESS)
     throw WorkbenchError(std::string("cannot decode the raw image (") + libraw_strerror(rc) + ")");
@@ -115,14 +116,16 @@ void ReadFrame(const std::string& path, DngFrame* f) {
     f->stats_black[kStatsIndex[quad_plane[q]]] = static_cast<uint16_t>(level << (14 - f->bit_depth));
   }
 
-  // The active area, shifted and held to the bit depth.
+  // The active area, shifted and held to the bit depth; appended row by row,
+  // so the frame's memory is written once.
   const uint16_t top_code = static_cast<uint16_t>((1u << f->bit_depth) - 1);
   const size_t pitch = s.raw_pitch / 2;
-  f->samples.resize(static_cast<size_t>(f->width) * f->height);
+  const int shift = f->shift;
+  f->samples.reserve(static_cast<size_t>(f->width) * f->height);
   for (int y = 0; y < f->height; ++y) {
     const uint16_t* in = image + static_cast<size_t>(y + f->top) * pitch + f->left;
-    uint16_t* out = f->samples.data() + static_cast<size_t>(y) * f->width;
-    for (int x = 0; x < f->width; ++x) out[x] = std::min<uint16_t>(static_cast<uint16_t>(in[x] >> f->shift), top_code);
+    std::transform(in, in + f->width, std::back_inserter(f->samples),
+                   [=](uint16_t v) { return std::min<uint16_t>(static_cast<uint16_t>(v >> shift), top_code); });
   }
   raw.reset();
   ReadGainMaps(f);
