@@ -15,6 +15,14 @@ mirvo::workbench::DngFrame ReadDngFrame(const std::string& path) {
   }
 }
 
+mirvo::workbench::DngHeader ReadDngFrameHeader(const std::string& path) {
+  try {
+    return mirvo::workbench::ReadDngHeader(path);
+  } catch (const mirvo::workbench::WorkbenchError& e) {
+    throw DataError(e.what());
+  }
+}
+
 void WriteDngWithTable(const std::string& src, const std::string& dst, const mirvo::LscTable& table) {
   try {
     mirvo::workbench::WriteDngGainMap(src, dst, table);

@@ -15,6 +15,9 @@ void WriteDngWithTable(const std::string& src, const std::string& dst, const mir
 // the frame cannot fill or whose counts overflow is refused.
 void StatsFromDngFrame(const mirvo::workbench::DngFrame& frame, int cols, int rows, mirvo::Stats* stats);
 
+// The directories of a DNG checked without decoding it, with its GainMaps.
+mirvo::workbench::DngHeader ReadDngFrameHeader(const std::string& path);
+
 // The options that describe a headerless raw frame, refused next to --dng:
 // a DNG says its own geometry.
 void RejectGeometryWithDng(const class Args& args);

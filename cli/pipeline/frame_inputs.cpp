@@ -10,6 +10,7 @@
 
 #include "base/cli_error.h"
 #include "checks/input_check.h"
+#include "commands/dng_input.h"
 #include "pipeline/worker_pool.h"
 
 namespace mirvo_cli {
@@ -41,6 +42,9 @@ FrameInputs::FrameInputs(const std::vector<std::string>& paths, const RawOptions
     ForEachFrame(jobs, &FrameInputs::CheckOnly);
   }
 }
+
+FrameInputs::FrameInputs(const std::vector<std::string>& paths, DngFrames)
+    : paths_(paths), raw_frames_(false), dng_frames_(true) {}
 
 void FrameInputs::ForEachFrame(int jobs, void (FrameInputs::*work)(size_t)) {
   std::vector<std::future<void>> done;
@@ -75,7 +79,9 @@ void FrameInputs::CheckOnly(size_t i) {
 }
 
 void FrameInputs::Prepare(size_t index, mirvo::Stats* stats) {
-  if (raw_frames_) {
+  if (dng_frames_) {
+    StatsFromDngFrame(ReadDngFrame(paths_[index]), 32, 24, stats);
+  } else if (raw_frames_) {
     StatsFromRawFile(paths_[index], raw_, stats);
   } else if (!loaded_.empty()) {
     *stats = std::move(loaded_[index]);

@@ -32,6 +32,10 @@ class FrameInputs {
   // Prepare. Throws the first failure in frame order.
   FrameInputs(const std::vector<std::string>& paths, const RawOptions* raw, int jobs,
               uint64_t budget = kDefaultDumpBudget);
+  // DNG frames: their directories were checked by the caller (the base
+  // tables come from them); each frame is decoded by Prepare.
+  struct DngFrames {};
+  FrameInputs(const std::vector<std::string>& paths, DngFrames);
 
   // Fills `stats` with frame `index`, once: the loaded dump, the dump loaded
   // again (checked again, and refused with DataError when the file is not
@@ -60,6 +64,7 @@ class FrameInputs {
 
   std::vector<std::string> paths_;
   bool raw_frames_;
+  bool dng_frames_ = false;
   RawOptions raw_;
   std::vector<mirvo::Stats> loaded_;
   std::vector<FileIdentity> checked_;

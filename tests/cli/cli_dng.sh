@@ -84,6 +84,24 @@ done
 run_mirvo stats --dng "$T/o.dng" --out "$T/s.txt"
 [ "$STATUS" -eq 0 ] && grep -q '32x24 cells, 14 bits' "$OUT" || fail "stats --dng: $(cat "$OUT" "$ERR")"
 
+# A folder of DNGs through run: each frame's own GainMap is its base; a frame
+# without one needs --base. calibrate finds the vignetting the files were made with.
+"$MAKE_FLAT_DNG" "$T/plain.dng" "$T/truth.h" 640 480 BGGR || fail "fixture"
+for i in 0 1 2; do
+  run_mirvo table "$T/truth.h" --into-dng "$T/plain.dng" --out "$T/phone_$i.dng"
+done
+run_mirvo run --dng "$T/phone_0.dng" "$T/phone_1.dng" "$T/phone_2.dng" --out-dir "$T/run"
+[ "$STATUS" -eq 0 ] && [ -s "$T/run/table_002.h" ] && [ -s "$T/run/summary.json" ] || fail "run --dng: $(cat "$ERR")"
+expect_error 1 "no GainMap to take as the base table; give --base" run --dng "$T/plain.dng" --out-dir "$T/run2"
+run_mirvo run --dng "$T/plain.dng" --base "$T/truth.h" --out-dir "$T/run3"
+[ "$STATUS" -eq 0 ] || fail "run --dng --base: $(cat "$ERR")"
+run_mirvo calibrate --dng "$T/plain.dng" --out "$T/cal.h"
+[ "$STATUS" -eq 0 ] || fail "calibrate --dng: $(cat "$ERR")"
+# Each plane normalised to a smallest gain of 1, as the truth is: within 1 %.
+paste <(grep -o '[0-9.]*f' "$T/truth.h") <(grep -o '[0-9.]*f' "$T/cal.h") | tr -d f |
+  awk '{ d = $2 / $1 - 1; if (d < 0) d = -d; if (d > m) m = d } END { exit !(NR == 884 && m < 0.01) }' ||
+  fail "calibrate --dng does not recover the vignetting"
+
 expect_error 2 "--pattern cannot go with --dng" stats --dng "$T/o.dng" --pattern RGGB --out "$T/x.txt"
 expect_error 1 "no GainMap in OpcodeList2 or OpcodeList3" table --from-dng "$T/f.dng" --out "$T/x.h"
 expect_error 1 "not a TIFF/DNG file" table "$T/t.h" --into-dng "$T/t.h" --out "$T/x.dng"

@@ -131,21 +131,50 @@ void ReadFrame(const std::string& path, DngFrame* f) {
   ReadGainMaps(f);
 }
 
-}  // namespace
-
-DngFrame ReadDng(const std::string& path) {
-  DngFrame f;
-  f.path = path;
+// Prefixes the file name to the reasons `body` throws.
+template <typename Body>
+void Named(const std::string& path, Body&& body) {
   try {
-    ReadFrame(path, &f);
+    body();
   } catch (const WorkbenchError& e) {
     const std::string what = e.what();
-    // ReadWholeFile names the file itself.
+    // The file helpers name the file themselves.
     if (what.compare(0, path.size() + 1, path + ":") == 0) throw;
     throw WorkbenchError(path + ": " + what);
   } catch (const std::bad_alloc&) {
     throw WorkbenchError(path + ": out of memory");
   }
+}
+
+}  // namespace
+
+DngHeader ReadDngHeader(const std::string& path) {
+  DngHeader h;
+  Named(path, [&] {
+    const MappedFile bytes(path);
+    const TiffStructure tiff(bytes.data(), bytes.size());
+    const DngLayout layout = CheckDngLayout(tiff);
+    DngFrame f;
+    f.pattern = layout.pattern;
+    f.width = layout.right - layout.left;
+    f.height = layout.bottom - layout.top;
+    static const uint16_t kLists[2] = {kTagOpcodeList2, kTagOpcodeList3};
+    for (int i = 0; i < 2; ++i) {
+      const std::vector<uint8_t> list = OpcodeListBytes(tiff, *layout.ifd, kLists[i]);
+      if (!list.empty()) f.opcodes[i + 1] = ParseOpcodeList(list.data(), list.size());
+    }
+    ReadGainMaps(&f);
+    h.width = f.width, h.height = f.height, h.pattern = f.pattern;
+    h.has_gain_map = f.has_gain_map;
+    h.gain_map = f.gain_map;
+  });
+  return h;
+}
+
+DngFrame ReadDng(const std::string& path) {
+  DngFrame f;
+  f.path = path;
+  Named(path, [&] { ReadFrame(path, &f); });
   return f;
 }
 

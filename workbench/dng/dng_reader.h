@@ -41,6 +41,17 @@ struct DngFrame {
 // the file before anything the size of the frame is allocated.
 DngFrame ReadDng(const std::string& path);
 
+// What a DNG's directories say, without decoding its pixels: the checks
+// ReadDng makes before decoding, and the GainMaps as a table. Throws
+// WorkbenchError "PATH: reason".
+struct DngHeader {
+  int width = 0, height = 0;  // the active area
+  std::string pattern;
+  bool has_gain_map = false;
+  LscTable gain_map{};
+};
+DngHeader ReadDngHeader(const std::string& path);
+
 // The frame's statistics on a cols x rows grid, as the raw-frame path builds
 // them from the same samples.
 void DngStats(const DngFrame& frame, int cols, int rows, Stats* stats);
