@@ -1,25 +1,22 @@
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
-#include <cerrno>
-
 #include "arg_types.h"
 #include "arrays.h"
 #include "bindings.h"
 #include "workbench/dng/dng_reader.h"
 #include "workbench/dng/dng_writer.h"
 #include "workbench/error.h"
+#include "workbench/files/file_error.h"
 
 namespace mirvo_py {
 namespace {
 
 // The workbench's one-line reason, as OSError when the file could not be
-// opened or written, ValueError when its content is refused.
+// reached or written, ValueError when its content is refused.
 [[noreturn]] void Raise(const mirvo::workbench::WorkbenchError& e) {
-  const std::string what = e.what();
-  const bool io = what.find(": cannot open") != std::string::npos || what.find(": cannot write") != std::string::npos ||
-                  what.find(": cannot create") != std::string::npos || what.find(": read error") != std::string::npos;
-  PyErr_SetString(io ? PyExc_OSError : PyExc_ValueError, what.c_str());
+  const auto* file = dynamic_cast<const mirvo::workbench::FileError*>(&e);
+  PyErr_SetString(file != nullptr && file->os_error() != 0 ? PyExc_OSError : PyExc_ValueError, e.what());
   throw py::error_already_set();
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/cli_error.h"
 #include "commands/args.h"
+#include "workbench/dng/dng_frame_input.h"
 #include "workbench/dng/dng_writer.h"
 #include "workbench/error.h"
 
@@ -31,19 +32,8 @@ void WriteDngWithTable(const std::string& src, const std::string& dst, const mir
   }
 }
 
-void StatsFromDngFrame(const mirvo::workbench::DngFrame& frame, int cols, int rows, mirvo::Stats* stats) {
-  const long cell_w = frame.width / 2 / cols, cell_h = frame.height / 2 / rows;
-  if (cell_w < 1 || cell_h < 1)
-    throw DataError(frame.path + ": the frame is too small for a " + std::to_string(cols) + "x" + std::to_string(rows) +
-                    " grid");
-  if (cell_w * cell_h > 65535)
-    throw DataError(frame.path + ": cells of " + std::to_string(cell_w * cell_h) +
-                    " samples overflow the 16-bit counts; use a finer --grid");
-  try {
-    mirvo::workbench::DngStats(frame, cols, rows, stats);
-  } catch (const mirvo::workbench::WorkbenchError& e) {
-    throw DataError(e.what());
-  }
+void StatsFromDngFile(const std::string& path, int cols, int rows, mirvo::Stats* stats) {
+  mirvo::workbench::MakeDngInput(cols, rows)->ReadStats(path, stats);
 }
 
 void RejectGeometryWithDng(const Args& args) {

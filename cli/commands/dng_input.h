@@ -11,9 +11,10 @@ namespace mirvo_cli {
 // The workbench's DNG reader and writer, their refusals as DataError.
 mirvo::workbench::DngFrame ReadDngFrame(const std::string& path);
 void WriteDngWithTable(const std::string& src, const std::string& dst, const mirvo::LscTable& table);
-// The statistics of a DNG frame on a cols x rows grid; a grid whose cells
-// the frame cannot fill or whose counts overflow is refused.
-void StatsFromDngFrame(const mirvo::workbench::DngFrame& frame, int cols, int rows, mirvo::Stats* stats);
+// The statistics of a DNG file on a cols x rows grid, through the DNG frame
+// input; a grid whose cells the frame cannot fill or whose counts overflow
+// is refused.
+void StatsFromDngFile(const std::string& path, int cols, int rows, mirvo::Stats* stats);
 
 // The directories of a DNG checked without decoding it, with its GainMaps.
 mirvo::workbench::DngHeader ReadDngFrameHeader(const std::string& path);

@@ -16,6 +16,7 @@
 #include "pipeline/frame_source.h"
 #include "pipeline/progress.h"
 #include "pipeline/run_summary.h"
+#include "workbench/dng/dng_frame_input.h"
 
 namespace mirvo_cli {
 namespace {
@@ -131,9 +132,9 @@ int Run(const std::vector<std::string>& argv) {
   auto params = std::make_unique<mirvo::MirvoParams>(mirvo::DefaultMirvoParams());
   if (args.Has("--tuning")) LoadTuningFile(args.Get("--tuning"), params.get());
   if (!options.override_path.empty()) CheckOverrideFile(options.override_path);
-  std::unique_ptr<FrameInputs> frame_inputs =
-      use_dng ? std::make_unique<FrameInputs>(frames, FrameInputs::DngFrames{})
-              : std::make_unique<FrameInputs>(frames, use_raw ? &raw : nullptr, jobs, FrameInputs::DumpBudget());
+  std::shared_ptr<const mirvo::workbench::FrameInput> input =
+      use_dng ? mirvo::workbench::MakeDngInput() : MakeFrameInput(use_raw ? &raw : nullptr);
+  FrameInputs frame_inputs(frames, input, jobs, FrameInputs::DumpBudget());
   MakeDirectories(options.out_dir);
 
   // Outputs are written behind the engine, by twice as many threads as cores
@@ -142,7 +143,7 @@ int Run(const std::vector<std::string>& argv) {
   OutputQueue outputs(2 * FrameSource::DefaultWorkers(), 64);
   EngineSession session(*params, options, &outputs);
   FrameSource source(
-      frames.size(), [&](size_t i, mirvo::Stats* stats) { frame_inputs->Prepare(i, stats); }, jobs,
+      frames.size(), [&](size_t i, mirvo::Stats* stats) { frame_inputs.Prepare(i, stats); }, jobs,
       static_cast<size_t>(jobs) * 2 + 2);
   if (args.Has("--summary") && args.Has("--no-summary")) args.Fail("give --summary or --no-summary, not both");
   std::unique_ptr<RunSummary> summary;

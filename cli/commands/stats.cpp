@@ -54,7 +54,7 @@ int Run(const std::vector<std::string>& argv) {
   if (dng) {
     const GridOptions grid = ParseGridOption(args);
     CheckOutputPlan({raw_path}, outputs);
-    StatsFromDngFrame(ReadDngFrame(raw_path), grid.cols, grid.rows, &stats);
+    StatsFromDngFile(raw_path, grid.cols, grid.rows, &stats);
   } else {
     const RawOptions raw = ParseRawOptions(args);
     CheckOutputPlan({raw_path}, outputs);

@@ -14,6 +14,7 @@
 
 #include "workbench/dng/dng_reader.h"
 #include "workbench/error.h"
+#include "workbench/files/file_error.h"
 
 namespace mirvo {
 namespace workbench {
@@ -64,30 +65,29 @@ std::string ShiftPattern(const std::string& pattern, int dy, int dx) {
 
 std::vector<uint8_t> ReadWholeFile(const std::string& path) {
   std::unique_ptr<FILE, int (*)(FILE*)> f(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!f) throw WorkbenchError(path + ": cannot open (" + std::strerror(errno) + ")");
-  if (std::fseek(f.get(), 0, SEEK_END) != 0) throw WorkbenchError(path + ": not a regular file");
+  if (!f) throw FileError(path, std::string("cannot open (") + std::strerror(errno) + ")", errno);
+  if (std::fseek(f.get(), 0, SEEK_END) != 0) throw FileError(path, "not a regular file", EISDIR);
   const long size = std::ftell(f.get());
-  if (size < 0) throw WorkbenchError(path + ": not a regular file");
-  if (static_cast<uint64_t>(size) > kMaxFileBytes)
-    throw WorkbenchError(path + ": larger than 2 GiB, not a camera frame");
+  if (size < 0) throw FileError(path, "not a regular file", EISDIR);
+  if (static_cast<uint64_t>(size) > kMaxFileBytes) throw FileError(path, "larger than 2 GiB, not a camera frame");
   std::rewind(f.get());
   std::vector<uint8_t> bytes(static_cast<size_t>(size));
   if (size > 0 && std::fread(bytes.data(), 1, bytes.size(), f.get()) != bytes.size())
-    throw WorkbenchError(path + ": read error");
+    throw FileError(path, "read error", EIO);
   return bytes;
 }
 
 MappedFile::MappedFile(const std::string& path) {
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) throw WorkbenchError(path + ": cannot open (" + std::strerror(errno) + ")");
+  if (fd < 0) throw FileError(path, std::string("cannot open (") + std::strerror(errno) + ")", errno);
   struct stat st;
   if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
     close(fd);
-    throw WorkbenchError(path + ": not a regular file");
+    throw FileError(path, "not a regular file", EISDIR);
   }
   if (static_cast<uint64_t>(st.st_size) > kMaxFileBytes) {
     close(fd);
-    throw WorkbenchError(path + ": larger than 2 GiB, not a camera frame");
+    throw FileError(path, "larger than 2 GiB, not a camera frame");
   }
   size_ = static_cast<size_t>(st.st_size);
   if (size_ > 0) {
@@ -95,7 +95,7 @@ MappedFile::MappedFile(const std::string& path) {
     if (p == MAP_FAILED) {
       const int err = errno;
       close(fd);
-      throw WorkbenchError(path + ": cannot open (" + std::strerror(err) + ")");
+      throw FileError(path, std::string("cannot open (") + std::strerror(err) + ")", err);
     }
     data_ = static_cast<const uint8_t*>(p);
   }

@@ -11,6 +11,7 @@
 #include "workbench/dng/gain_map_table.h"
 #include "workbench/dng/tiff_structure.h"
 #include "workbench/error.h"
+#include "workbench/files/file_error.h"
 
 namespace mirvo {
 namespace workbench {
@@ -136,13 +137,12 @@ template <typename Body>
 void Named(const std::string& path, Body&& body) {
   try {
     body();
+  } catch (const FileError&) {
+    throw;
   } catch (const WorkbenchError& e) {
-    const std::string what = e.what();
-    // The file helpers name the file themselves.
-    if (what.compare(0, path.size() + 1, path + ":") == 0) throw;
-    throw WorkbenchError(path + ": " + what);
+    throw FileError(path, e.what());
   } catch (const std::bad_alloc&) {
-    throw WorkbenchError(path + ": out of memory");
+    throw FileError(path, "out of memory");
   }
 }
 
@@ -181,7 +181,7 @@ DngFrame ReadDng(const std::string& path) {
 void DngStats(const DngFrame& frame, int cols, int rows, Stats* stats) {
   BayerRaw raw;
   if (raw.SplitFrame(frame.samples.data(), frame.width, frame.height, frame.bit_depth, frame.pattern.c_str()) != kOk)
-    throw WorkbenchError(frame.path + ": frame cannot be split into Bayer planes");
+    throw FileError(frame.path, "frame cannot be split into Bayer planes");
   stats->CreateFromRaw(raw, frame.stats_black, cols, rows);
 }
 

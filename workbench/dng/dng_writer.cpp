@@ -14,6 +14,7 @@
 #include "workbench/dng/opcode_list.h"
 #include "workbench/dng/tiff_structure.h"
 #include "workbench/error.h"
+#include "workbench/files/file_error.h"
 
 namespace mirvo {
 namespace workbench {
@@ -65,7 +66,7 @@ std::vector<Opcode> ReplaceGainMaps(const std::vector<Opcode>& old, const std::v
 void WriteAtomically(const std::string& dst, const std::vector<uint8_t>& bytes) {
   std::string tmp = dst + ".XXXXXX";
   const int fd = mkstemp(&tmp[0]);
-  if (fd < 0) throw WorkbenchError(dst + ": cannot create (" + std::strerror(errno) + ")");
+  if (fd < 0) throw FileError(dst, std::string("cannot create (") + std::strerror(errno) + ")", errno);
   size_t done = 0;
   while (done < bytes.size()) {
     const ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
@@ -74,7 +75,7 @@ void WriteAtomically(const std::string& dst, const std::vector<uint8_t>& bytes) 
       const int err = errno;
       close(fd);
       unlink(tmp.c_str());
-      throw WorkbenchError(dst + ": cannot write (" + std::strerror(err) + ")");
+      throw FileError(dst, std::string("cannot write (") + std::strerror(err) + ")", err);
     }
     done += static_cast<size_t>(n);
   }
@@ -85,7 +86,7 @@ void WriteAtomically(const std::string& dst, const std::vector<uint8_t>& bytes) 
   if (fsync(fd) != 0 || close(fd) != 0 || rename(tmp.c_str(), dst.c_str()) != 0) {
     const int err = errno;
     unlink(tmp.c_str());
-    throw WorkbenchError(dst + ": cannot write (" + std::strerror(err) + ")");
+    throw FileError(dst, std::string("cannot write (") + std::strerror(err) + ")", err);
   }
 }
 
@@ -147,10 +148,10 @@ void WriteDngGainMap(const std::string& src, const std::string& dst, const LscTa
   std::vector<uint8_t> copy;
   try {
     copy = MakeCopy(ReadWholeFile(src), table);
+  } catch (const FileError&) {
+    throw;
   } catch (const WorkbenchError& e) {
-    const std::string what = e.what();
-    if (what.compare(0, src.size() + 1, src + ":") == 0) throw;
-    throw WorkbenchError(src + ": " + what);
+    throw FileError(src, e.what());
   }
   WriteAtomically(dst, copy);
 }
