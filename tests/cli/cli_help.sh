@@ -5,9 +5,9 @@ run_mirvo --version
 for args in "--help" "-h" "help"; do
   run_mirvo $args
   [ "$STATUS" -eq 0 ] || fail "$args exits $STATUS"
-  for cmd in demo run stats table view calibrate learn; do grep -q "^  $cmd " "$OUT" || fail "$args does not list $cmd"; done
+  for cmd in demo run stats table view calibrate learn dng; do grep -q "^  $cmd " "$OUT" || fail "$args does not list $cmd"; done
 done
-for cmd in demo run stats table view calibrate learn; do
+for cmd in demo run stats table view calibrate learn dng; do
   run_mirvo "$cmd" --help
   [ "$STATUS" -eq 0 ] || fail "$cmd --help exits $STATUS"
   grep -q "^usage: mirvo $cmd" "$OUT" || fail "$cmd --help: $(head -n 2 "$OUT")"
