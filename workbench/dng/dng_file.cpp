@@ -25,6 +25,14 @@ constexpr uint64_t kMaxFileBytes = 1ull << 31;
 
 std::string Num(uint64_t v) { return std::to_string(v); }
 
+// A count or size from a field value of any numeric type: negative and NaN
+// give 0, values past 32 bits 2^32 - 1, so every later conversion is defined.
+uint32_t Count(double v) {
+  if (!(v >= 0)) return 0;
+  if (v >= 4294967295.0) return 0xFFFFFFFFu;
+  return static_cast<uint32_t>(v);
+}
+
 // Strip or tile offsets and byte counts: as many as the layout needs, each
 // inside the file. Returns the bytes they hold in all.
 uint64_t CheckPieces(const TiffStructure& tiff, const TiffIfd& ifd, uint16_t offsets_tag, uint16_t counts_tag,
@@ -43,14 +51,14 @@ uint64_t CheckPieces(const TiffStructure& tiff, const TiffIfd& ifd, uint16_t off
     throw WorkbenchError(std::string(what) + " offsets or byte counts of an unknown type");
   uint64_t total = 0;
   for (uint64_t i = 0; i < needed_pieces; ++i) {
-    const uint64_t end = static_cast<uint64_t>(off[i]) + static_cast<uint64_t>(cnt[i]);
+    const uint64_t end = uint64_t{Count(off[i])} + Count(cnt[i]);
     if (end > tiff.size())
       throw WorkbenchError(std::string("pixel data truncated: ") + what + " " + Num(i + 1) + " ends at byte " +
                            Num(end) + ", the file has " + Num(tiff.size()));
     if (uncompressed && cnt[i] < piece_bytes(i))
       throw WorkbenchError(std::string("pixel data truncated: ") + what + " " + Num(i + 1) + " holds " +
-                           Num(static_cast<uint64_t>(cnt[i])) + " bytes of " + Num(piece_bytes(i)));
-    total += static_cast<uint64_t>(cnt[i]);
+                           Num(Count(cnt[i])) + " bytes of " + Num(piece_bytes(i)));
+    total += Count(cnt[i]);
   }
   return total;
 }
@@ -116,17 +124,18 @@ DngLayout CheckDngLayout(const TiffStructure& tiff) {
   if (photometric != kPhotometricCfa || samples != 1)
     throw WorkbenchError("not a Bayer CFA image (" +
                          std::string(photometric == kPhotometricLinearRaw ? "LinearRaw" : "CFA") + ", " +
-                         Num(static_cast<uint64_t>(samples)) + " samples per pixel)");
-  l.width = static_cast<uint32_t>(tiff.Number(*ifd, kTagImageWidth, 0));
-  l.height = static_cast<uint32_t>(tiff.Number(*ifd, kTagImageLength, 0));
+                         Num(Count(samples)) + " samples per pixel)");
+  l.width = Count(tiff.Number(*ifd, kTagImageWidth, 0));
+  l.height = Count(tiff.Number(*ifd, kTagImageLength, 0));
   if (l.width < 2 || l.height < 2) throw WorkbenchError("image of " + Num(l.width) + "x" + Num(l.height) + " pixels");
   if (uint64_t{l.width} * l.height > kMaxDngPixels)
     throw WorkbenchError("image of " + Num(l.width) + "x" + Num(l.height) + " pixels is over 200 megapixels");
-  l.bits = static_cast<uint32_t>(tiff.Number(*ifd, kTagBitsPerSample, 0));
+  l.bits = Count(tiff.Number(*ifd, kTagBitsPerSample, 0));
   if (l.bits < 8 || l.bits > 16) throw WorkbenchError("unsupported bit depth " + Num(l.bits) + " (8 to 16)");
-  l.compression = static_cast<uint16_t>(tiff.Number(*ifd, kTagCompression, 1));
-  if (l.compression != 1 && l.compression != 7)
-    throw WorkbenchError("unsupported compression " + Num(l.compression) + " (uncompressed or lossless JPEG)");
+  const uint32_t compression = Count(tiff.Number(*ifd, kTagCompression, 1));
+  if (compression != 1 && compression != 7)
+    throw WorkbenchError("unsupported compression " + Num(compression) + " (uncompressed or lossless JPEG)");
+  l.compression = static_cast<uint16_t>(compression);
 
   // The CFA: a 2 x 2 Bayer repeat of R, G, B.
   const TiffEntry* dim = ifd->Find(kTagCfaRepeatPatternDim);
@@ -143,11 +152,11 @@ DngLayout CheckDngLayout(const TiffStructure& tiff) {
   l.right = static_cast<int>(l.width);
   if (const TiffEntry* area = ifd->Find(kTagActiveArea)) {
     const std::vector<double> a = tiff.Numbers(*area, 4);
-    if (a.size() != 4 || a[0] < 0 || a[1] < 0 || a[2] > l.height || a[3] > l.width || a[2] - a[0] < 2 ||
-        a[3] - a[1] < 2)
+    if (a.size() != 4 || !(a[0] >= 0) || !(a[1] >= 0) || !(a[2] <= l.height) || !(a[3] <= l.width) ||
+        !(a[2] - a[0] >= 2) || !(a[3] - a[1] >= 2))
       throw WorkbenchError("ActiveArea outside the image");
-    l.top = static_cast<int>(a[0]), l.left = static_cast<int>(a[1]);
-    l.bottom = static_cast<int>(a[2]), l.right = static_cast<int>(a[3]);
+    l.top = static_cast<int>(Count(a[0])), l.left = static_cast<int>(Count(a[1]));
+    l.bottom = static_cast<int>(Count(a[2])), l.right = static_cast<int>(Count(a[3]));
   }
   // CFAPattern starts at the stored image's origin (as raw decoders read it);
   // the frame's order is the one at the ActiveArea's corner.
@@ -157,8 +166,8 @@ DngLayout CheckDngLayout(const TiffStructure& tiff) {
   const uint64_t row_bytes = (uint64_t{l.width} * l.bits + 7) / 8;
   uint64_t stored = 0;
   if (ifd->Find(kTagTileOffsets) != nullptr) {
-    const uint64_t tw = static_cast<uint64_t>(tiff.Number(*ifd, kTagTileWidth, 0));
-    const uint64_t th = static_cast<uint64_t>(tiff.Number(*ifd, kTagTileLength, 0));
+    const uint64_t tw = Count(tiff.Number(*ifd, kTagTileWidth, 0));
+    const uint64_t th = Count(tiff.Number(*ifd, kTagTileLength, 0));
     if (tw == 0 || th == 0 || tw > 65536 || th > 65536) throw WorkbenchError("tiles of " + Num(tw) + "x" + Num(th));
     const uint64_t tiles = ((l.width + tw - 1) / tw) * ((l.height + th - 1) / th);
     const uint64_t tile_bytes = (tw * l.bits + 7) / 8 * th;
@@ -166,7 +175,7 @@ DngLayout CheckDngLayout(const TiffStructure& tiff) {
         tiff, *ifd, kTagTileOffsets, kTagTileByteCounts, tiles, [&](uint64_t) { return tile_bytes; },
         l.compression == 1);
   } else {
-    uint64_t rows = static_cast<uint64_t>(tiff.Number(*ifd, kTagRowsPerStrip, l.height));
+    uint64_t rows = Count(tiff.Number(*ifd, kTagRowsPerStrip, l.height));
     rows = rows == 0 || rows > l.height ? l.height : rows;
     const uint64_t strips = (l.height + rows - 1) / rows;
     // The last strip may be shorter.
