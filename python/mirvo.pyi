@@ -109,6 +109,9 @@ def read_dng(path: _Path) -> dict:
 def write_dng_gain_map(src: _Path, dst: _Path, table: npt.ArrayLike) -> None:
     """Writes a copy of src whose OpcodeList2 GainMaps are the table's planes, everything else kept."""
 
+def import_table(path: _Path, ct: Optional[int] = None) -> npt.NDArray[np.float32]:
+    """Imports a JSON lens shading calibration as mirvo table --import writes it (5 decimals)."""
+
 class Core:
     """The per-frame engine: Core(tuning), set_sensor_crop, then process() per frame."""
 

@@ -90,6 +90,7 @@ int Run(const std::vector<std::string>& argv) {
     for (const char* name : {"--width", "--height", "--bits", "--pattern", "--mipi", "--black-level", "--grid"})
       if (args.Has(name)) args.Fail(std::string(name) + " applies to --raw frames only");
   }
+  if (args.Has("--summary") && args.Has("--no-summary")) args.Fail("give --summary or --no-summary, not both");
   // DNG frames carry the table the ISP applied; without --base each is its
   // frame's base.
   const std::string base_path = use_dng && !args.Has("--base") ? "" : args.Require("--base");
@@ -98,6 +99,7 @@ int Run(const std::vector<std::string>& argv) {
   options.debug = args.Has("--debug");
   options.png = args.Has("--png");
   options.guard = args.Has("--guard");
+  options.summary = !args.Has("--no-summary");
   options.override_path = args.Get("--override");
   if (args.Has("--crop")) {
     options.has_crop = true;
@@ -145,9 +147,8 @@ int Run(const std::vector<std::string>& argv) {
   FrameSource source(
       frames.size(), [&](size_t i, mirvo::Stats* stats) { frame_inputs.Prepare(i, stats); }, jobs,
       static_cast<size_t>(jobs) * 2 + 2);
-  if (args.Has("--summary") && args.Has("--no-summary")) args.Fail("give --summary or --no-summary, not both");
   std::unique_ptr<RunSummary> summary;
-  if (!args.Has("--no-summary"))
+  if (options.summary)
     summary =
         std::make_unique<RunSummary>(MakeRunRecord("run",
                                                    use_dng   ? "dng"
