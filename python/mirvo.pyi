@@ -104,6 +104,14 @@ def load_table(path: _Path) -> npt.NDArray[np.float32]:
 def save_table(path: _Path, table: npt.ArrayLike) -> None:
     """Writes float32 (4, 13, 17) as an LSC table header file (5 decimals); OSError if a write fails."""
 
+def read_dng(path: _Path) -> dict:
+    """Reads a Bayer DNG: 'frame' (uint16 active area), 'pattern', 'bit_depth', 'shift', 'black_level',
+    'stats_black_level' (B, Gr, Gb, R, 14-bit units), 'white_level', 'active_area', 'as_shot_neutral',
+    'gain_map' (float32 (4, 13, 17) or None), 'gain_maps' (the native maps), 'gain_map_list'."""
+
+def write_dng_gain_map(src: _Path, dst: _Path, table: npt.ArrayLike) -> None:
+    """Writes a copy of src whose OpcodeList2 GainMaps are the table's planes, everything else kept."""
+
 def import_table(path: _Path, ct: Optional[int] = None) -> npt.NDArray[np.float32]:
     """Imports a JSON lens shading calibration as mirvo table --import writes it (5 decimals)."""
 

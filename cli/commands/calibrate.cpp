@@ -6,6 +6,7 @@
 #include "checks/input_check.h"
 #include "commands/args.h"
 #include "commands/commands.h"
+#include "commands/dng_input.h"
 #include "commands/raw_options.h"
 #include "files/output_files.h"
 #include "files/output_plan.h"
@@ -22,6 +23,7 @@ namespace {
 const char kHelp[] =
     "usage: mirvo calibrate --raw FILE... --width W --height H --bits B --pattern P [--mipi]\n"
     "                       [--black-level a,b,c,d] [--luminance-strength S] [--png] --out TABLE.h\n"
+    "       mirvo calibrate --dng FILE... [--luminance-strength S] [--png] --out TABLE.h\n"
     "\n"
     "Makes the base LSC table of a camera module from raw captures of an evenly lit\n"
     "flat field under one illuminant (several captures are averaged): the table whose\n"
@@ -37,6 +39,7 @@ const char kHelp[] =
     "by more than 0.02 in log R/G or log B/G (0.05 in log G).\n"
     "\n"
     "  --raw FILE...      flat-field frames, unpacked 16-bit little-endian or, with --mipi, RAW10\n"
+    "  --dng FILE...      flat-field Bayer DNGs instead (geometry and levels from the files)\n"
     "  --width W, --height H  frame size in pixels (even)\n"
     "  --bits B           bits per sample, 1 to 14\n"
     "  --pattern P        RGGB, GRBG, BGGR or GBRG\n"
@@ -57,6 +60,19 @@ void AddCapture(const std::string& path, const RawOptions& raw, mirvo::workbench
   if (!refused.empty()) throw DataError(refused);
 }
 
+// A DNG capture: its active area, levels and bit depth as the file states them.
+void AddDngCapture(const std::string& path, mirvo::workbench::FlatFieldCalibration* calibration, int* width,
+                   int* height) {
+  const mirvo::workbench::DngFrame dng = ReadDngFrame(path);
+  mirvo::BayerRaw frame;
+  if (frame.SplitFrame(dng.samples.data(), dng.width, dng.height, dng.bit_depth, dng.pattern.c_str()) != mirvo::kOk)
+    throw DataError(path + ": cannot split the frame into Bayer planes");
+  const std::string refused = calibration->AddCapture(frame, dng.stats_black, path);
+  if (!refused.empty()) throw DataError(refused);
+  *width = dng.width;
+  *height = dng.height;
+}
+
 std::string Stem(const std::string& path) {
   const size_t slash = path.find_last_of('/');
   const size_t dot = path.find_last_of('.');
@@ -65,16 +81,20 @@ std::string Stem(const std::string& path) {
 
 int Run(const std::vector<std::string>& argv) {
   std::vector<OptionSpec> specs = {{"--raw", OptionKind::kList},
+                                   {"--dng", OptionKind::kList},
                                    {"--out", OptionKind::kValue},
                                    {"--luminance-strength", OptionKind::kValue},
                                    {"--png", OptionKind::kFlag}};
   AddRawOptionSpecs(&specs);
   const Args args("calibrate", specs, argv);
   args.RejectPositional();
-  const std::vector<std::string>& files = args.List("--raw");
-  if (files.empty()) args.Fail("missing --raw (one or more flat-field captures)");
+  const bool use_dng = args.Has("--dng");
+  if (use_dng && args.Has("--raw")) args.Fail("--raw and --dng are separate inputs");
+  const std::vector<std::string>& files = args.List(use_dng ? "--dng" : "--raw");
+  if (files.empty()) args.Fail("missing --raw or --dng (one or more flat-field captures)");
   if (args.Has("--grid")) args.Fail("--grid: the measurement grid is fixed");
-  const RawOptions raw = ParseRawOptions(args);
+  if (use_dng) RejectGeometryWithDng(args);
+  const RawOptions raw = use_dng ? RawOptions() : ParseRawOptions(args);
   double strength = 1.0;
   if (args.Has("--luminance-strength") &&
       (!ParseDouble(args.Get("--luminance-strength"), &strength) || !(strength >= 0.0 && strength <= 1.0)))
@@ -87,7 +107,13 @@ int Run(const std::vector<std::string>& argv) {
 
   // Captures are read one at a time: a refused one stops the run before the next is read.
   auto calibration = std::make_unique<mirvo::workbench::FlatFieldCalibration>();
-  for (const std::string& file : files) AddCapture(file, raw, calibration.get());
+  int width = raw.width, height = raw.height;
+  for (const std::string& file : files) {
+    if (use_dng)
+      AddDngCapture(file, calibration.get(), &width, &height);
+    else
+      AddCapture(file, raw, calibration.get());
+  }
   mirvo::LscTable table;
   mirvo::workbench::FlatFieldFit fit;
   const std::string refused = calibration->Finish(static_cast<float>(strength), &table, &fit);
@@ -96,7 +122,7 @@ int Run(const std::vector<std::string>& argv) {
 
   WriteTableFile(out, table);
   Print("%s: base table from %zu flat-field capture%s of %dx%d, luminance strength %g\n", out.c_str(), files.size(),
-        files.size() == 1 ? "" : "s", raw.width, raw.height, strength);
+        files.size() == 1 ? "" : "s", width, height, strength);
   Print("corner fall-off (EV):");
   for (int ch = 0; ch < 4; ++ch) Print(" %s %.2f", kChannels[ch], s.falloff_ev[ch]);
   Print("\ncolour shading, peak to peak: log R/G %.4f, log B/G %.4f\n", s.rg_peak_to_peak, s.bg_peak_to_peak);

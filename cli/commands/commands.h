@@ -17,6 +17,7 @@ struct Command {
 
 extern const Command kCommandCalibrate;
 extern const Command kCommandDemo;
+extern const Command kCommandDng;
 extern const Command kCommandLearn;
 extern const Command kCommandRun;
 extern const Command kCommandReport;

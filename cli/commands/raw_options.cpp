@@ -46,16 +46,9 @@ RawOptions ParseRawOptions(const Args& args) {
       raw.black_level[i] = static_cast<uint16_t>(v);
     }
   }
-  if (args.Has("--grid")) {
-    const std::string g = args.Get("--grid");
-    const size_t x = g.find('x');
-    long cols = 0, rows = 0;
-    if (x == std::string::npos || !ParseLong(g.substr(0, x), &cols) || !ParseLong(g.substr(x + 1), &rows) || cols < 1 ||
-        rows < 1 || cols > 1024 || rows > 1024)
-      args.Fail("--grid: '" + g + "' is not COLSxROWS (for example 32x24)");
-    raw.grid_cols = static_cast<int>(cols);
-    raw.grid_rows = static_cast<int>(rows);
-  }
+  const GridOptions grid = ParseGridOption(args);
+  raw.grid_cols = grid.cols;
+  raw.grid_rows = grid.rows;
   const long cell_w = raw.width / 2 / raw.grid_cols;
   const long cell_h = raw.height / 2 / raw.grid_rows;
   if (cell_w < 1 || cell_h < 1) args.Fail("--grid: the frame is too small for this many cells");
@@ -64,6 +57,21 @@ RawOptions ParseRawOptions(const Args& args) {
     args.Fail("--grid: cells of " + std::to_string(cell_w * cell_h) +
               " samples overflow the 16-bit counts; use a finer grid");
   return raw;
+}
+
+GridOptions ParseGridOption(const Args& args) {
+  GridOptions grid;
+  if (args.Has("--grid")) {
+    const std::string g = args.Get("--grid");
+    const size_t x = g.find('x');
+    long cols = 0, rows = 0;
+    if (x == std::string::npos || !ParseLong(g.substr(0, x), &cols) || !ParseLong(g.substr(x + 1), &rows) || cols < 1 ||
+        rows < 1 || cols > 1024 || rows > 1024)
+      args.Fail("--grid: '" + g + "' is not COLSxROWS (for example 32x24)");
+    grid.cols = static_cast<int>(cols);
+    grid.rows = static_cast<int>(rows);
+  }
+  return grid;
 }
 
 uint64_t RawFileSize(const RawOptions& raw) { return mirvo::RawFrameBytes(raw.width, raw.height, raw.mipi); }

@@ -26,6 +26,13 @@ struct RawOptions {
 // and checks them against each other. Throws UsageError.
 RawOptions ParseRawOptions(const Args& args);
 
+// The statistics grid of --grid COLSxROWS (default 32x24). Throws UsageError.
+struct GridOptions {
+  int cols = 32;
+  int rows = 24;
+};
+GridOptions ParseGridOption(const Args& args);
+
 // Bytes a frame of these dimensions occupies in its file layout.
 uint64_t RawFileSize(const RawOptions& raw);
 

@@ -11,7 +11,7 @@ namespace mirvo_cli {
 const std::vector<const Command*>& Commands() {
   static const std::vector<const Command*> commands = {&kCommandDemo,      &kCommandRun,   &kCommandReport,
                                                        &kCommandStats,     &kCommandTable, &kCommandView,
-                                                       &kCommandCalibrate, &kCommandLearn};
+                                                       &kCommandCalibrate, &kCommandLearn, &kCommandDng};
   return commands;
 }
 

@@ -6,6 +6,7 @@
 #include "checks/table_ranges.h"
 #include "commands/args.h"
 #include "commands/commands.h"
+#include "commands/dng_input.h"
 #include "commands/raw_options.h"
 #include "files/atomic_file.h"
 #include "files/output_plan.h"
@@ -15,14 +16,15 @@
 #include "pipeline/frame_source.h"
 #include "pipeline/progress.h"
 #include "pipeline/run_summary.h"
+#include "workbench/dng/dng_frame_input.h"
 
 namespace mirvo_cli {
 namespace {
 
 const char kHelp[] =
-    "usage: mirvo run --base FILE [--tuning FILE]\n"
+    "usage: mirvo run [--base FILE] [--tuning FILE]\n"
     "                 (--stats FILE... | --raw FILE... --width W --height H --bits B --pattern P\n"
-    "                  [--mipi] [--black-level a,b,c,d] [--grid COLSxROWS])\n"
+    "                  [--mipi] [--black-level a,b,c,d] [--grid COLSxROWS] | --dng FILE...)\n"
     "                 [--crop in_w,in_h,offs_x,offs_y,out_w,out_h] [--override FILE]\n"
     "                 [--guard] [--debug] [--png] [--no-summary] [--jobs N] [--no-sync] --out-dir DIR\n"
     "\n"
@@ -31,10 +33,13 @@ const char kHelp[] =
     "writes DIR/table_k.h, the corrected LSC table.\n"
     "\n"
     "inputs:\n"
-    "  --base FILE        LSC table header file the ISP uses (the base table)\n"
+    "  --base FILE        LSC table header file the ISP uses (the base table); needed\n"
+    "                     except with --dng, where each frame's own GainMaps (the table\n"
+    "                     the ISP applied) are its base\n"
     "  --tuning FILE      tuning header file (default: the built-in tuning)\n"
     "  --stats FILE...    statistics text dumps, one per frame\n"
     "  --raw FILE...      raw Bayer frames, one per frame, decoded ahead in parallel\n"
+    "  --dng FILE...      Bayer DNG frames: geometry, levels and bit depth from each file\n"
     "  --width W, --height H  frame size in pixels (even)\n"
     "  --bits B           bits per sample, 1 to 14\n"
     "  --pattern P        RGGB, GRBG, BGGR or GBRG\n"
@@ -62,18 +67,23 @@ const char kHelp[] =
 
 int Run(const std::vector<std::string>& argv) {
   std::vector<OptionSpec> specs = {
-      {"--base", OptionKind::kValue},      {"--tuning", OptionKind::kValue}, {"--stats", OptionKind::kList},
-      {"--raw", OptionKind::kList},        {"--crop", OptionKind::kValue},   {"--override", OptionKind::kValue},
-      {"--debug", OptionKind::kFlag},      {"--png", OptionKind::kFlag},     {"--out-dir", OptionKind::kValue},
-      {"--jobs", OptionKind::kValue},      {"--no-sync", OptionKind::kFlag}, {"--summary", OptionKind::kFlag},
-      {"--no-summary", OptionKind::kFlag}, {"--guard", OptionKind::kFlag}};
+      {"--base", OptionKind::kValue},     {"--tuning", OptionKind::kValue},    {"--stats", OptionKind::kList},
+      {"--raw", OptionKind::kList},       {"--dng", OptionKind::kList},        {"--crop", OptionKind::kValue},
+      {"--override", OptionKind::kValue}, {"--debug", OptionKind::kFlag},      {"--png", OptionKind::kFlag},
+      {"--out-dir", OptionKind::kValue},  {"--jobs", OptionKind::kValue},      {"--no-sync", OptionKind::kFlag},
+      {"--summary", OptionKind::kFlag},   {"--no-summary", OptionKind::kFlag}, {"--guard", OptionKind::kFlag}};
   AddRawOptionSpecs(&specs);
   const Args args("run", specs, argv);
   args.RejectPositional();
   const bool use_raw = args.Has("--raw");
-  if (use_raw == args.Has("--stats")) args.Fail("give either --stats FILE... or --raw FILE...");
+  const bool use_dng = args.Has("--dng");
+  if (int{use_raw} + int{use_dng} + int{args.Has("--stats")} != 1)
+    args.Fail("give one of --stats FILE..., --raw FILE... or --dng FILE...");
   RawOptions raw;
-  if (use_raw) {
+  if (use_dng) {
+    RejectGeometryWithDng(args);
+    if (args.Has("--grid")) args.Fail("--grid cannot go with --dng: the engine takes only 32x24 statistics");
+  } else if (use_raw) {
     raw = ParseRawOptions(args);
     if (raw.grid_cols != 32 || raw.grid_rows != 24) args.Fail("--grid: the engine takes only 32x24 statistics");
   } else {
@@ -81,7 +91,9 @@ int Run(const std::vector<std::string>& argv) {
       if (args.Has(name)) args.Fail(std::string(name) + " applies to --raw frames only");
   }
   if (args.Has("--summary") && args.Has("--no-summary")) args.Fail("give --summary or --no-summary, not both");
-  const std::string base_path = args.Require("--base");
+  // DNG frames carry the table the ISP applied; without --base each is its
+  // frame's base.
+  const std::string base_path = use_dng && !args.Has("--base") ? "" : args.Require("--base");
   SessionOptions options;
   options.out_dir = args.Require("--out-dir");
   options.debug = args.Has("--debug");
@@ -95,19 +107,36 @@ int Run(const std::vector<std::string>& argv) {
   }
   const int jobs = static_cast<int>(args.GetInt("--jobs", FrameSource::DefaultWorkers(), 1, 64));
   SetDurableWrites(!args.Has("--no-sync"));
-  const std::vector<std::string>& frames = use_raw ? args.List("--raw") : args.List("--stats");
+  const std::vector<std::string>& frames = use_dng   ? args.List("--dng")
+                                           : use_raw ? args.List("--raw")
+                                                     : args.List("--stats");
 
   // Inputs first, so a bad file fails the run before any output is touched.
   std::vector<std::string> inputs = frames;
   for (const char* name : {"--base", "--tuning", "--override"})
     if (args.Has(name)) inputs.push_back(args.Get(name));
   CheckOutputPlan(inputs, SessionOutputPaths(options, frames.size()));
-  const mirvo::LscTable base = LoadTableFile(base_path);
-  CheckBaseTableGains(base_path, base);
+  std::vector<mirvo::LscTable> bases(1);
+  if (!base_path.empty()) {
+    bases[0] = LoadTableFile(base_path);
+    CheckBaseTableGains(base_path, bases[0]);
+  }
+  if (use_dng) {
+    if (base_path.empty()) bases.resize(frames.size());
+    for (size_t i = 0; i < frames.size(); ++i) {
+      const mirvo::workbench::DngHeader header = ReadDngFrameHeader(frames[i]);
+      if (!base_path.empty()) continue;
+      if (!header.has_gain_map) throw DataError(frames[i] + ": no GainMap to take as the base table; give --base");
+      bases[i] = header.gain_map;
+      CheckBaseTableGains(frames[i], bases[i]);
+    }
+  }
   auto params = std::make_unique<mirvo::MirvoParams>(mirvo::DefaultMirvoParams());
   if (args.Has("--tuning")) LoadTuningFile(args.Get("--tuning"), params.get());
   if (!options.override_path.empty()) CheckOverrideFile(options.override_path);
-  FrameInputs frame_inputs(frames, MakeFrameInput(use_raw ? &raw : nullptr), jobs, FrameInputs::DumpBudget());
+  std::shared_ptr<const mirvo::workbench::FrameInput> input =
+      use_dng ? mirvo::workbench::MakeDngInput() : MakeFrameInput(use_raw ? &raw : nullptr);
+  FrameInputs frame_inputs(frames, input, jobs, FrameInputs::DumpBudget());
   MakeDirectories(options.out_dir);
 
   // Outputs are written behind the engine, by twice as many threads as cores
@@ -120,11 +149,16 @@ int Run(const std::vector<std::string>& argv) {
       static_cast<size_t>(jobs) * 2 + 2);
   std::unique_ptr<RunSummary> summary;
   if (options.summary)
-    summary = std::make_unique<RunSummary>(MakeRunRecord("run", use_raw ? "raw" : "stats", frames, base_path,
-                                                         args.Get("--tuning"), options, params->tuning));
+    summary =
+        std::make_unique<RunSummary>(MakeRunRecord("run",
+                                                   use_dng   ? "dng"
+                                                   : use_raw ? "raw"
+                                                             : "stats",
+                                                   frames, base_path, args.Get("--tuning"), options, params->tuning));
   Progress progress(static_cast<int>(frames.size()));
   for (size_t k = 0; k < frames.size(); ++k) {
     const mirvo::Stats stats = source.Take();
+    const mirvo::LscTable& base = bases[bases.size() == 1 ? 0 : k];
     session.RunFrame(static_cast<int>(k), stats, base, frames[k]);
     if (summary)
       summary->AddFrame(static_cast<int>(k), frames[k], session.core(), base, session.output(),

@@ -125,7 +125,7 @@ case $CLASS in
       run --base "$IN/base.h" --stats "$IN/stats_000.txt" "$T/nope.txt" --debug --png --out-dir "$O"
     attack 2 "mirvo run: missing --base" run --stats "$IN/stats_000.txt" --out-dir "$O"
     attack 2 "mirvo run: missing --out-dir" run --base "$IN/base.h" --stats "$IN/stats_000.txt"
-    attack 2 "mirvo run: give either --stats FILE... or --raw FILE..." run --base "$IN/base.h" --out-dir "$O"
+    attack 2 "mirvo run: give one of --stats FILE..., --raw FILE... or --dng FILE..." run --base "$IN/base.h" --out-dir "$O"
     ;;
 
   empty)

@@ -211,3 +211,38 @@ def test_saves_check_every_write_and_refuse_nul_paths(tmp_path, kind, save):
     with pytest.raises(ValueError, match="path: embedded null byte"):
         save(str(victim) + "\0.bak")
     assert victim.read_text() == "kept" and sorted(p.name for p in tmp_path.iterdir()) == ["victim.h"]
+
+
+DNG_DIR = pathlib.Path(os.environ.get("MIRVO_DNG_DATA_DIR", "/work/shared/data/more/dng"))
+
+
+@pytest.mark.parametrize("name, pattern, shape, bits, black", [
+    ("canon550d_magiclantern_colorchart.dng", "RGGB", (1156, 1734), 14, (2056,) * 4),
+    ("bmpcc_cinemadng_lj92.dng", "GBRG", (1112, 1952), 14, (64,) * 4),
+])
+def test_dng_frame_and_gain_map_round_trip(tmp_path, name, pattern, shape, bits, black):
+    src = DNG_DIR / name
+    if not src.exists():
+        pytest.skip(f"{src} absent")
+    d = mirvo.read_dng(src)
+    assert (d["pattern"], d["frame"].shape, d["frame"].dtype, d["bit_depth"]) == (pattern, shape, np.uint16, bits)
+    assert d["stats_black_level"] == black and d["gain_map"] is None
+    table = (1 + np.random.default_rng(3).random((4, 13, 17))).astype(np.float32)
+    mirvo.write_dng_gain_map(src, tmp_path / "out.dng", table)
+    back = mirvo.read_dng(tmp_path / "out.dng")
+    np.testing.assert_array_equal(back["gain_map"], table)
+    np.testing.assert_array_equal(back["frame"], d["frame"])
+    assert [m["gains"].shape for m in back["gain_maps"]] == [(13, 17, 1)] * 4
+
+
+@pytest.mark.parametrize("name, error, reason", [
+    ("canon350d_adobe_truncated.dng", ValueError, "pixel data truncated"),
+    ("lgh815_adobe_lossy_linearraw.dng", ValueError, "not a Bayer CFA image"),
+    ("absent.dng", OSError, "cannot open"),
+])
+def test_dng_refusals_name_file_and_reason(name, error, reason):
+    if name != "absent.dng" and not (DNG_DIR / name).exists():
+        pytest.skip("real DNGs absent")
+    with pytest.raises(error, match=reason) as e:
+        mirvo.read_dng(DNG_DIR / name)
+    assert str(e.value).startswith(str(DNG_DIR / name) + ": ")
