@@ -18,6 +18,7 @@ struct Command {
 extern const Command kCommandCalibrate;
 extern const Command kCommandDemo;
 extern const Command kCommandLearn;
+extern const Command kCommandPreview;
 extern const Command kCommandRun;
 extern const Command kCommandReport;
 extern const Command kCommandStats;

@@ -7,9 +7,9 @@
 namespace mirvo_cli {
 
 const std::vector<const Command*>& Commands() {
-  static const std::vector<const Command*> commands = {&kCommandDemo,      &kCommandRun,   &kCommandReport,
-                                                       &kCommandStats,     &kCommandTable, &kCommandView,
-                                                       &kCommandCalibrate, &kCommandLearn};
+  static const std::vector<const Command*> commands = {&kCommandDemo,    &kCommandRun,       &kCommandReport,
+                                                       &kCommandStats,   &kCommandTable,     &kCommandView,
+                                                       &kCommandPreview, &kCommandCalibrate, &kCommandLearn};
   return commands;
 }
 
