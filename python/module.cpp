@@ -33,4 +33,5 @@ PYBIND11_MODULE(mirvo, m) {
   mirvo_py::BindStats(m);
   mirvo_py::BindCore(m);
   mirvo_py::BindCalibration(m);
+  mirvo_py::BindRender(m);
 }

@@ -44,6 +44,9 @@ BAD = [
      "frame: expected dtype uint16, got float32"),
     (lambda: mirvo.stats_from_raw(np.ones((128, 191), np.uint16), "RGGB", 14), ValueError, "must be even"),
     (lambda: mirvo.stats_from_raw(np.ones((128, 192), np.uint16), "RGGB", 16), ValueError, "bits: 16 is not within 1..14"),
+    (lambda: mirvo.render(np.ones((128, 192), np.uint16), "RGGB", 14, white_balance=(1, 0, 1)), ValueError,
+     "as-shot neutral is not positive"),
+    (lambda: mirvo.render(np.ones((32, 48), np.uint16), "RGGB", 14), ValueError, "at least 64x48 pixels"),
     (lambda: mirvo.Core().set_sensor_crop(4032, 3024, 0, 0, 0, 3024), ValueError, "out_w: expected a positive size"),
 ]
 
