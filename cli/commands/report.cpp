@@ -6,6 +6,7 @@
 #include "commands/commands.h"
 #include "files/atomic_file.h"
 #include "files/output_plan.h"
+#include "report/preview_section.h"
 #include "report/report_page.h"
 #include "report/summary_format.h"
 
@@ -22,7 +23,8 @@ const char kHelp[] =
     "gain range, with the frames marked where an output was not finite, the merge\n"
     "rescaling switched, the projections jumped or the guard (run --guard) replaced\n"
     "the table; heatmaps of the tint and the output table of the first, the last\n"
-    "and the most notable frames; and warnings.\n"
+    "and the most notable frames; and warnings. When the run kept previews (run\n"
+    "--preview, demo) the page shows those frames before and after the correction.\n"
     "Plots of runs longer than a plot is wide show per pixel column the range of its\n"
     "frames as a band and their mean as a line, so no spike is lost; summary.json\n"
     "keeps every frame.\n";
@@ -38,7 +40,7 @@ int Run(const std::vector<std::string>& argv) {
   const std::string out = dir + "/report.html";
   CheckOutputPlan({path}, {out});
   const RunSummaryData summary = ParseSummaryJson(ReadInputFile(path, "a run summary", kMaxSummaryBytes), path);
-  const std::string html = ReportHtml(summary, dir);
+  const std::string html = ReportHtml(summary, dir, PreviewSection(dir));
   WriteFileAtomically(out, html);
   std::printf("%s: %d frame%s, %zu kept whole, %.0f KB\n", out.c_str(), summary.run.frames,
               summary.run.frames == 1 ? "" : "s", summary.grids.size(), html.size() / 1024.0);
