@@ -13,6 +13,7 @@
 #include "pipeline/engine_session.h"
 #include "pipeline/frame_inputs.h"
 #include "pipeline/frame_source.h"
+#include "pipeline/preview_pairs.h"
 #include "pipeline/progress.h"
 #include "pipeline/run_summary.h"
 
@@ -24,7 +25,7 @@ const char kHelp[] =
     "                 (--stats FILE... | --raw FILE... --width W --height H --bits B --pattern P\n"
     "                  [--mipi] [--black-level a,b,c,d] [--grid COLSxROWS])\n"
     "                 [--crop in_w,in_h,offs_x,offs_y,out_w,out_h] [--override FILE]\n"
-    "                 [--guard] [--debug] [--png] [--no-summary] [--jobs N] [--no-sync] --out-dir DIR\n"
+    "                 [--guard] [--debug] [--png] [--no-summary] [--preview] [--jobs N] [--no-sync] --out-dir DIR\n"
     "\n"
     "Runs the engine over a sequence of frames, in the order given, with one engine\n"
     "instance, so the temporal filter runs across them. For frame k (from 000) it\n"
@@ -55,6 +56,9 @@ const char kHelp[] =
     "  --summary          write DIR/summary.json and DIR/summary.csv, the per-frame\n"
     "                     records of the run (default; mirvo report DIR draws them)\n"
     "  --no-summary       do not write them\n"
+    "  --preview          with --raw: also keep DIR/preview/, the frames the summary\n"
+    "                     keeps rendered before (base table) and after (output table)\n"
+    "                     with the colour shading left in each; mirvo report shows them\n"
     "  --jobs N           threads decoding frames ahead (default: one per core)\n"
     "  --no-sync          do not wait for each output to reach the disk (faster)\n"
     "\n"
@@ -67,6 +71,7 @@ int Run(const std::vector<std::string>& argv) {
       {"--debug", OptionKind::kFlag},      {"--png", OptionKind::kFlag},     {"--out-dir", OptionKind::kValue},
       {"--jobs", OptionKind::kValue},      {"--no-sync", OptionKind::kFlag}, {"--summary", OptionKind::kFlag},
       {"--no-summary", OptionKind::kFlag}, {"--guard", OptionKind::kFlag}};
+  specs.push_back({"--preview", OptionKind::kFlag});
   AddRawOptionSpecs(&specs);
   const Args args("run", specs, argv);
   args.RejectPositional();
@@ -77,7 +82,8 @@ int Run(const std::vector<std::string>& argv) {
     raw = ParseRawOptions(args);
     if (raw.grid_cols != 32 || raw.grid_rows != 24) args.Fail("--grid: the engine takes only 32x24 statistics");
   } else {
-    for (const char* name : {"--width", "--height", "--bits", "--pattern", "--mipi", "--black-level", "--grid"})
+    for (const char* name :
+         {"--width", "--height", "--bits", "--pattern", "--mipi", "--black-level", "--grid", "--preview"})
       if (args.Has(name)) args.Fail(std::string(name) + " applies to --raw frames only");
   }
   const std::string base_path = args.Require("--base");
@@ -117,6 +123,8 @@ int Run(const std::vector<std::string>& argv) {
       frames.size(), [&](size_t i, mirvo::Stats* stats) { frame_inputs.Prepare(i, stats); }, jobs,
       static_cast<size_t>(jobs) * 2 + 2);
   if (args.Has("--summary") && args.Has("--no-summary")) args.Fail("give --summary or --no-summary, not both");
+  if (args.Has("--preview") && args.Has("--no-summary"))
+    args.Fail("--preview keeps the summary's frames; drop --no-summary");
   std::unique_ptr<RunSummary> summary;
   if (!args.Has("--no-summary"))
     summary = std::make_unique<RunSummary>(MakeRunRecord("run", use_raw ? "raw" : "stats", frames, base_path,
@@ -132,6 +140,10 @@ int Run(const std::vector<std::string>& argv) {
   }
   outputs.Finish();
   if (summary) summary->Write(options.out_dir);
+  if (summary && args.Has("--preview"))
+    WritePreviewPairs(options.out_dir, summary->Data(), base, [&](int k, PreviewFrame* frame) {
+      LoadRawPreviewFrame(frames[static_cast<size_t>(k)], raw, frame);
+    });
   progress.Clear();
   std::printf("%zu frame%s, ", frames.size(), frames.size() == 1 ? "" : "s");
   if (options.guard) std::printf("%ld guarded, ", session.guarded_frames());

@@ -16,6 +16,9 @@ constexpr float kBrightLevel = 0.9f;
 constexpr double kMaxClippedShare = 0.01;
 // How far (natural log) a grey cell's R/G and B/G may sit from the median.
 constexpr float kGreyReach = 0.25f;
+// ... and from the median of its grey neighbours: shading is smooth, the
+// edges of coloured objects are not.
+constexpr float kLocalReach = 0.02f;
 
 float Median(std::vector<float> v) {
   const size_t mid = v.size() / 2;
@@ -91,6 +94,26 @@ CellMeans MeasureCells(const BayerPlanes& planes, const LscTable* table) {
     if (!m.reliable[c]) continue;
     m.grey[c] = std::fabs(std::log(m.r[c] / m.g[c]) - mu) < kGreyReach &&
                 std::fabs(std::log(m.b[c] / m.g[c]) - mv) < kGreyReach;
+  }
+  const std::vector<bool> candidates = m.grey;
+  for (int cr = 0; cr < m.rows; ++cr) {
+    for (int cc = 0; cc < m.cols; ++cc) {
+      const size_t c = static_cast<size_t>(cr) * m.cols + cc;
+      if (!candidates[c]) continue;
+      std::vector<float> nu, nv;
+      for (int dr = -1; dr <= 1; ++dr)
+        for (int dc = -1; dc <= 1; ++dc) {
+          const int r = cr + dr, k = cc + dc;
+          if ((dr == 0 && dc == 0) || r < 0 || r >= m.rows || k < 0 || k >= m.cols) continue;
+          const size_t n = static_cast<size_t>(r) * m.cols + k;
+          if (!candidates[n]) continue;
+          nu.push_back(std::log(m.r[n] / m.g[n]));
+          nv.push_back(std::log(m.b[n] / m.g[n]));
+        }
+      if (nu.size() < 3) continue;  // too few neighbours to judge
+      m.grey[c] = std::fabs(std::log(m.r[c] / m.g[c]) - Median(nu)) < kLocalReach &&
+                  std::fabs(std::log(m.b[c] / m.g[c]) - Median(nv)) < kLocalReach;
+    }
   }
   return m;
 }
