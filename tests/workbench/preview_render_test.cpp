@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "workbench/preview/preview_render.h"
@@ -138,6 +139,23 @@ TEST(Preview, ResidualShowsTheKnownTintOnlyBefore) {
   EXPECT_NEAR(before.v[corner] - before.v[centre], known_v, 0.004);
   EXPECT_NEAR(after.u[corner] - after.u[centre], 0.0, 0.004);
   EXPECT_NEAR(after.v[corner] - after.v[centre], 0.0, 0.004);
+}
+
+// A table with gains that are not finite (an engine output the report
+// flags) still renders, black where the gains are NaN.
+TEST(Preview, NonFiniteGainsRenderWithoutHarm) {
+  const FlatField& f = Field();
+  mirvo::LscTable broken = f.inverse;
+  broken.r_gain[0][0] = std::numeric_limits<float>::quiet_NaN();
+  broken.gr_gain[0][0] = broken.gb_gain[0][0] = broken.b_gain[0][0] = std::numeric_limits<float>::quiet_NaN();
+  broken.b_gain[12][16] = std::numeric_limits<float>::infinity();
+  const PreviewLook look = ChooseLook(f.view, &broken, MidGrey());
+  for (int width : {0, 160}) {
+    const RgbImage img = RenderPreview(f.view, &broken, look, width);
+    ASSERT_EQ(img.pixels.size(), static_cast<size_t>(img.width) * img.height * 3);
+    EXPECT_EQ(img.pixels[0] + img.pixels[1] + img.pixels[2], 0) << "width " << width;
+  }
+  EXPECT_GT(MeasureResidual(f.view, &broken).grey_cells, 0);
 }
 
 }  // namespace

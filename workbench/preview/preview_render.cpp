@@ -81,7 +81,8 @@ class RowRenderer {
 
 inline int LutIndex(float v) {
   const float s = v * kLutSteps + 0.5f;
-  return s <= 0.0f ? 0 : s >= kLutSteps ? kLutSteps : static_cast<int>(s);
+  // Written so that NaN (from a table gain that is not finite) lands on 0.
+  return !(s > 0.0f) ? 0 : s >= kLutSteps ? kLutSteps : static_cast<int>(s);
 }
 
 }  // namespace
@@ -127,7 +128,8 @@ PreviewLook ChooseLook(const BayerPlanes& planes, const LscTable* table, const L
   RowRenderer rows(planes, table, look);
   for (int y = step / 2; y < planes.height; y += step) {
     rows.Row(y, [&](int x, float r, float g, float b) {
-      if (x % step == step / 2) bright.push_back(std::max({r, g, b}));
+      const float top = std::max({r, g, b});
+      if (x % step == step / 2 && std::isfinite(top)) bright.push_back(top);
     });
   }
   if (bright.empty()) return look;
