@@ -29,9 +29,6 @@ const char kHelp[] =
     "frames as a band and their mean as a line, so no spike is lost; summary.json\n"
     "keeps every frame.\n";
 
-// A summary holds about 0.5 KB a frame; this allows millions of frames.
-constexpr uint64_t kMaxSummaryBytes = 1ull << 30;
-
 int Run(const std::vector<std::string>& argv) {
   const Args args("report", {}, argv);
   std::string dir = args.OnePositional("run directory");

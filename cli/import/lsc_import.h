@@ -8,9 +8,6 @@
 
 namespace mirvo_cli {
 
-// Largest JSON calibration taken (the real ones are tens of kilobytes).
-inline constexpr uint64_t kMaxJsonBytes = 4 << 20;
-
 // A lens shading calibration brought in from another tuning format, on the
 // 13 x 17 lattice (node (r, c) at pixel (c * W / 16, r * H / 12)).
 struct ImportedTable {
