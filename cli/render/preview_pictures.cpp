@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <memory>
 
 #include "base/cli_error.h"
-#include "checks/input_check.h"
 #include "files/atomic_file.h"
 #include "render/image.h"
 #include "render/png_writer.h"
@@ -45,10 +45,10 @@ void WritePicture(const mirvo::workbench::RgbImage& image, const std::string& pa
 }
 
 void ReadRawFrame(const std::string& path, const RawOptions& raw, mirvo::BayerRaw* frame) {
-  CheckRawFile(path, raw);
-  const mirvo::errCode rc =
-      frame->ReadRawImage(path.c_str(), raw.width, raw.height, raw.bits, raw.pattern.c_str(), raw.mipi);
-  if (rc != mirvo::kOk) throw DataError(path + ": cannot read raw frame (error " + std::to_string(rc) + ")");
+  // The same input the run reads the frame's statistics through.
+  const std::unique_ptr<mirvo::workbench::FrameInput> input = MakeFrameInput(&raw);
+  input->Check(path);
+  input->ReadFrame(path, frame);
 }
 
 mirvo::workbench::BayerPlanes RawPlanes(const mirvo::BayerRaw& frame, const RawOptions& raw) {

@@ -18,7 +18,8 @@ std::string EncodePicture(const mirvo::workbench::RgbImage& image, bool jpeg, in
 // Writes the picture atomically, JPEG or PNG after its name. Throws DataError.
 void WritePicture(const mirvo::workbench::RgbImage& image, const std::string& path);
 
-// Reads one raw frame file checked against the options. Throws DataError.
+// Reads one raw frame file checked against the options. Throws the
+// workbench's FileError naming the file.
 void ReadRawFrame(const std::string& path, const RawOptions& raw, mirvo::BayerRaw* frame);
 
 // The frame's planes with the options' black levels, paired with the planes
