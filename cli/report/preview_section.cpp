@@ -69,7 +69,8 @@ std::string PreviewSection(const std::string& dir) {
       "each, the colour shading left in the frame, measured on its grey statistics cells in the units of the "
       "tint maps (log R/G and log B/G about their means): isolines every " +
       std::string(step) +
-      " on a dimmed copy (red above and cyan below for R/G, blue above and yellow below for B/G), and the "
+      " of its 3 x 3 cell average on a dimmed copy (red above and cyan below for R/G, blue above and yellow below "
+      "for B/G), and the "
       "maps (R/G left, B/G right; blue " +
       scale + " through white to red, grey: not a reliable grey cell).</p>\n<style>" + kPreviewStyle + "</style>\n";
   for (const nlohmann::json& f : index["frames"]) {

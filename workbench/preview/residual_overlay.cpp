@@ -48,6 +48,28 @@ std::vector<float> Upsample(const std::vector<float>& cells, int cols, int rows,
   return out;
 }
 
+// A 3 x 3 mean over the cells with a value, for cells with one: the lines
+// follow the shading rather than the noise of single cells.
+std::vector<float> Smooth(const std::vector<float>& cells, int cols, int rows) {
+  std::vector<float> out(cells.size(), kNaN);
+  for (int r = 0; r < rows; ++r) {
+    for (int c = 0; c < cols; ++c) {
+      if (!std::isfinite(cells[static_cast<size_t>(r) * cols + c])) continue;
+      double sum = 0;
+      int n = 0;
+      for (int y = std::max(0, r - 1); y <= std::min(rows - 1, r + 1); ++y)
+        for (int x = std::max(0, c - 1); x <= std::min(cols - 1, c + 1); ++x) {
+          const float v = cells[static_cast<size_t>(y) * cols + x];
+          if (!std::isfinite(v)) continue;
+          sum += v;
+          ++n;
+        }
+      out[static_cast<size_t>(r) * cols + c] = static_cast<float>(sum / n);
+    }
+  }
+  return out;
+}
+
 }  // namespace
 
 ResidualShading MeasureResidual(const BayerPlanes& planes, const LscTable* table) {
@@ -118,7 +140,8 @@ RgbImage ResidualIsolines(const RgbImage& preview, const ResidualShading& residu
   const Color above[2] = {{235, 50, 50}, {70, 110, 255}};
   const Color below[2] = {{0, 210, 225}, {245, 225, 0}};
   for (int m = 0; m < 2; ++m) {
-    const std::vector<float> f = Upsample(*maps[m], residual.cols, residual.rows, w, h);
+    const std::vector<float> f =
+        Upsample(Smooth(*maps[m], residual.cols, residual.rows), residual.cols, residual.rows, w, h);
     std::vector<int> level(f.size());
     for (size_t i = 0; i < f.size(); ++i)
       level[i] = std::isfinite(f[i]) ? static_cast<int>(std::floor(f[i] / kIsolineStep)) : INT32_MIN;

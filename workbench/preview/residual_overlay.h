@@ -33,8 +33,8 @@ inline constexpr float kIsolineStep = 0.02f;
 RgbImage ResidualMaps(const ResidualShading& residual, int cell);
 
 // `preview` dimmed, with isolines every kIsolineStep of u (red above zero,
-// cyan below) and v (blue above, yellow below), interpolated smoothly
-// between the cell centres.
+// cyan below) and v (blue above, yellow below) of the residual averaged over
+// 3 x 3 cells, interpolated between the cell centres.
 RgbImage ResidualIsolines(const RgbImage& preview, const ResidualShading& residual);
 
 }  // namespace mirvo::workbench
