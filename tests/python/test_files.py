@@ -2,13 +2,14 @@
 exception naming the problem, never a hang or a crash of the library's readers."""
 
 import os
+import pathlib
 import subprocess
 
 import numpy as np
 import pytest
 
 import mirvo
-from conftest import BASE_TABLE, RAW_FRAME, without_preload
+from conftest import BASE_TABLE, DATA, RAW_FRAME, without_preload
 
 
 def pack_raw10(frame):
@@ -161,3 +162,32 @@ def test_program_and_module_refuse_a_file_alike(tmp_path, name, content, error):
         assert (err.value.strerror, err.value.filename) == (reason, str(path))
     else:
         assert str(err.value) == f"{path}: {reason}"
+
+
+# Every real calibration at hand: the in-tree copies and the shared data sets,
+# when present (MIRVO_SHARED_DATA_DIR, default /work/shared/data).
+SHARED = pathlib.Path(os.environ.get("MIRVO_SHARED_DATA_DIR", "/work/shared/data"))
+CALIBRATIONS = sorted({*DATA.glob("lsc/*.json"), *SHARED.glob("lsc/*.json"), *SHARED.glob("more/lsc/*.json")})
+
+
+@pytest.mark.skipif("MIRVO_CLI" not in os.environ, reason="the mirvo program is not built")
+@pytest.mark.parametrize("path", CALIBRATIONS, ids=[f"{p.parent.parent.name}/{p.name}" for p in CALIBRATIONS])
+def test_import_table_is_what_the_program_imports(tmp_path, path):
+    def program(*ct):
+        out = tmp_path / "t.h"
+        run = subprocess.run([os.environ["MIRVO_CLI"], "table", "--import", str(path), *ct, "--out", str(out)],
+                             capture_output=True, text=True, env=without_preload())
+        return run, out
+
+    run, out = program()
+    if run.returncode == 2:  # several colour temperatures: between two, and below the lowest
+        assert "holds calibrations at" in run.stderr
+        with pytest.raises(ValueError, match="holds calibrations at .*; choose one with ct=K"):
+            mirvo.import_table(path)
+        for ct in (4321, 1000):
+            run, out = program("--ct", str(ct))
+            assert run.returncode == 0, run.stderr
+            np.testing.assert_array_equal(mirvo.import_table(path, ct=ct), mirvo.load_table(out))
+    else:
+        assert run.returncode == 0, run.stderr
+        np.testing.assert_array_equal(mirvo.import_table(path), mirvo.load_table(out))
