@@ -17,6 +17,7 @@ void BindStats(py::module_& m);
 void BindCore(py::module_& m);
 void BindCalibration(py::module_& m);
 void BindDng(py::module_& m);
+void BindRender(py::module_& m);
 
 // A path argument: str or any os.PathLike. ValueError for a NUL byte, which
 // the system call would take as the end of the name.

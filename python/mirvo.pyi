@@ -98,6 +98,27 @@ def stats_from_raw(
 ) -> Stats:
     """Statistics of a uint16 (height, width) frame; black levels in 14-bit units, grid as (cols, rows)."""
 
+def render(
+    frame: npt.ArrayLike,
+    pattern: str,
+    bits: int,
+    black_level: _Levels = 0,
+    table: Optional[npt.ArrayLike] = None,
+    white_balance: Optional[Tuple[float, float, float]] = None,
+    width: Optional[int] = None,
+    look_table: Optional[npt.ArrayLike] = None,
+) -> npt.NDArray[np.uint8]:
+    """sRGB uint8 (height/2, width/2, 3) of a Bayer frame with the table's gains; look from look_table (default table)."""
+
+def residual_shading(
+    frame: npt.ArrayLike,
+    pattern: str,
+    bits: int,
+    black_level: _Levels = 0,
+    table: Optional[npt.ArrayLike] = None,
+) -> Tuple[npt.NDArray[np.float32], npt.NDArray[np.float32]]:
+    """(u, v): float32 (24, 32) log R/G and log B/G left after the table, about the grey cells' means; NaN elsewhere."""
+
 def load_table(path: _Path) -> npt.NDArray[np.float32]:
     """Reads an LSC table header file into float32 (4, 13, 17), planes R, Gr, Gb, B."""
 

@@ -38,4 +38,5 @@ PYBIND11_MODULE(mirvo, m) {
   mirvo_py::BindCore(m);
   mirvo_py::BindCalibration(m);
   mirvo_py::BindDng(m);
+  mirvo_py::BindRender(m);
 }

@@ -9,7 +9,7 @@ subset="${1:-all}"
 SUDO=""
 if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
 
-HOST_PKGS=(cmake ninja-build g++ libgtest-dev libbenchmark-dev libpng-dev android-liblog-dev
+HOST_PKGS=(cmake ninja-build g++ libgtest-dev libbenchmark-dev libpng-dev libjpeg-dev android-liblog-dev
            clang-14 libclang-rt-14-dev clang-format-14 valgrind
            nlohmann-json3-dev pybind11-dev python3-dev python3-pybind11 python3-numpy python3-pytest
            python3-matplotlib gcovr chromium pkg-config libraw-dev
@@ -18,7 +18,7 @@ HOST_PKGS=(cmake ninja-build g++ libgtest-dev libbenchmark-dev libpng-dev androi
 # darktable-cli, the independent raw developer that must apply the GainMaps we write.
 HOST_PKGS+=(darktable)
 CROSS_PKGS=(g++-aarch64-linux-gnu qemu-user android-liblog-dev:arm64 libc6:arm64 libstdc++6:arm64)
-DEMO_PKGS=(cmake ninja-build g++ libpng-dev android-liblog-dev nlohmann-json3-dev libraw-dev pkg-config)
+DEMO_PKGS=(cmake ninja-build g++ libpng-dev libjpeg-dev android-liblog-dev nlohmann-json3-dev libraw-dev pkg-config)
 
 case "$subset" in
   all) want=("${HOST_PKGS[@]}") ;;

@@ -19,6 +19,7 @@ extern const Command kCommandCalibrate;
 extern const Command kCommandDemo;
 extern const Command kCommandDng;
 extern const Command kCommandLearn;
+extern const Command kCommandPreview;
 extern const Command kCommandRun;
 extern const Command kCommandReport;
 extern const Command kCommandStats;

@@ -6,6 +6,7 @@
 #include "checks/input_check.h"
 #include "commands/args.h"
 #include "commands/commands.h"
+#include "demo/demo_preview.h"
 #include "demo/demo_scene.h"
 #include "files/atomic_file.h"
 #include "files/output_files.h"
@@ -13,6 +14,7 @@
 #include "io/default_tuning.h"
 #include "pipeline/engine_session.h"
 #include "pipeline/frame_source.h"
+#include "pipeline/preview_pairs.h"
 #include "pipeline/run_summary.h"
 #include "tools/bayer_raw.h"
 
@@ -35,7 +37,8 @@ const char kHelp[] =
     "                 stats_k.txt, table_k.h, tint_k.png and table_k.png, as mirvo run\n"
     "                 writes them (mirvo run --base DIR/base.h --stats DIR/stats_*.txt\n"
     "                 reproduces the tables), and the run's summary.json and\n"
-    "                 summary.csv (mirvo report DIR draws them)\n"
+    "                 summary.csv, and preview/: the first, last and notable frames\n"
+    "                 before and after the correction (mirvo report DIR draws them)\n"
     "  --frames N     number of frames (default 8)\n"
     "  --debug        also write diag_k.txt, the diagnostic dump of every frame\n"
     "  --no-png       do not draw pictures\n"
@@ -114,6 +117,9 @@ int Run(const std::vector<std::string>& argv) {
     std::fflush(stdout);
   }
   summary.Write(options.out_dir);
+  if (options.png)
+    WritePreviewPairs(options.out_dir, summary.Data(), base,
+                      [&](int k, PreviewFrame* frame) { LoadDemoPreviewFrame(camera, gains, k, frame); });
   std::printf("residual colour shading: before %.2f%%, after %.2f%%\n", before, after);
   return kExitOk;
 }

@@ -9,9 +9,9 @@
 namespace mirvo_cli {
 
 const std::vector<const Command*>& Commands() {
-  static const std::vector<const Command*> commands = {&kCommandDemo,      &kCommandRun,   &kCommandReport,
-                                                       &kCommandStats,     &kCommandTable, &kCommandView,
-                                                       &kCommandCalibrate, &kCommandLearn, &kCommandDng};
+  static const std::vector<const Command*> commands = {
+      &kCommandDemo, &kCommandRun,     &kCommandReport,    &kCommandStats, &kCommandTable,
+      &kCommandView, &kCommandPreview, &kCommandCalibrate, &kCommandLearn, &kCommandDng};
   return commands;
 }
 

@@ -8,6 +8,7 @@
 #include "commands/commands.h"
 #include "files/atomic_file.h"
 #include "files/output_plan.h"
+#include "report/preview_section.h"
 #include "report/report_page.h"
 #include "report/summary_format.h"
 
@@ -24,7 +25,8 @@ const char kHelp[] =
     "gain range, with the frames marked where an output was not finite, the merge\n"
     "rescaling switched, the projections jumped or the guard (run --guard) replaced\n"
     "the table; heatmaps of the tint and the output table of the first, the last\n"
-    "and the most notable frames; and warnings.\n"
+    "and the most notable frames; and warnings. When the run kept previews (run\n"
+    "--preview, demo) the page shows those frames before and after the correction.\n"
     "Plots of runs longer than a plot is wide show per pixel column the range of its\n"
     "frames as a band and their mean as a line, so no spike is lost; summary.json\n"
     "keeps every frame.\n";
@@ -40,7 +42,7 @@ int Run(const std::vector<std::string>& argv) {
   std::string html;
   try {
     summary = ParseSummaryJson(ReadInputFile(path, "a run summary", kMaxSummaryBytes), path);
-    html = ReportHtml(summary, dir);
+    html = ReportHtml(summary, dir, PreviewSection(dir));
   } catch (const std::bad_alloc&) {
     throw DataError(path + ": out of memory making the report");
   }

@@ -14,6 +14,7 @@
 #include "pipeline/engine_session.h"
 #include "pipeline/frame_inputs.h"
 #include "pipeline/frame_source.h"
+#include "pipeline/preview_pairs.h"
 #include "pipeline/progress.h"
 #include "pipeline/run_summary.h"
 #include "workbench/dng/dng_frame_input.h"
@@ -26,7 +27,7 @@ const char kHelp[] =
     "                 (--stats FILE... | --raw FILE... --width W --height H --bits B --pattern P\n"
     "                  [--mipi] [--black-level a,b,c,d] [--grid COLSxROWS] | --dng FILE...)\n"
     "                 [--crop in_w,in_h,offs_x,offs_y,out_w,out_h] [--override FILE]\n"
-    "                 [--guard] [--debug] [--png] [--no-summary] [--jobs N] [--no-sync] --out-dir DIR\n"
+    "                 [--guard] [--debug] [--png] [--no-summary] [--preview] [--jobs N] [--no-sync] --out-dir DIR\n"
     "\n"
     "Runs the engine over a sequence of frames, in the order given, with one engine\n"
     "instance, so the temporal filter runs across them. For frame k (from 000) it\n"
@@ -60,6 +61,9 @@ const char kHelp[] =
     "  --summary          write DIR/summary.json and DIR/summary.csv, the per-frame\n"
     "                     records of the run (default; mirvo report DIR draws them)\n"
     "  --no-summary       do not write them\n"
+    "  --preview          with --raw: also keep DIR/preview/, the frames the summary\n"
+    "                     keeps rendered before (base table) and after (output table)\n"
+    "                     with the colour shading left in each; mirvo report shows them\n"
     "  --jobs N           threads decoding frames ahead (default: one per core)\n"
     "  --no-sync          do not wait for each output to reach the disk (faster)\n"
     "\n"
@@ -72,6 +76,7 @@ int Run(const std::vector<std::string>& argv) {
       {"--override", OptionKind::kValue}, {"--debug", OptionKind::kFlag},      {"--png", OptionKind::kFlag},
       {"--out-dir", OptionKind::kValue},  {"--jobs", OptionKind::kValue},      {"--no-sync", OptionKind::kFlag},
       {"--summary", OptionKind::kFlag},   {"--no-summary", OptionKind::kFlag}, {"--guard", OptionKind::kFlag}};
+  specs.push_back({"--preview", OptionKind::kFlag});
   AddRawOptionSpecs(&specs);
   const Args args("run", specs, argv);
   args.RejectPositional();
@@ -83,14 +88,18 @@ int Run(const std::vector<std::string>& argv) {
   if (use_dng) {
     RejectGeometryWithDng(args);
     if (args.Has("--grid")) args.Fail("--grid cannot go with --dng: the engine takes only 32x24 statistics");
+    if (args.Has("--preview")) args.Fail("--preview applies to --raw frames only");
   } else if (use_raw) {
     raw = ParseRawOptions(args);
     if (raw.grid_cols != 32 || raw.grid_rows != 24) args.Fail("--grid: the engine takes only 32x24 statistics");
   } else {
-    for (const char* name : {"--width", "--height", "--bits", "--pattern", "--mipi", "--black-level", "--grid"})
+    for (const char* name :
+         {"--width", "--height", "--bits", "--pattern", "--mipi", "--black-level", "--grid", "--preview"})
       if (args.Has(name)) args.Fail(std::string(name) + " applies to --raw frames only");
   }
   if (args.Has("--summary") && args.Has("--no-summary")) args.Fail("give --summary or --no-summary, not both");
+  if (args.Has("--preview") && args.Has("--no-summary"))
+    args.Fail("--preview keeps the summary's frames; drop --no-summary");
   // DNG frames carry the table the ISP applied; without --base each is its
   // frame's base.
   const std::string base_path = use_dng && !args.Has("--base") ? "" : args.Require("--base");
@@ -167,6 +176,10 @@ int Run(const std::vector<std::string>& argv) {
   }
   outputs.Finish();
   if (summary) summary->Write(options.out_dir);
+  if (summary && args.Has("--preview"))
+    WritePreviewPairs(options.out_dir, summary->Data(), bases[0], [&](int k, PreviewFrame* frame) {
+      LoadRawPreviewFrame(frames[static_cast<size_t>(k)], raw, frame);
+    });
   progress.Clear();
   std::printf("%zu frame%s, ", frames.size(), frames.size() == 1 ? "" : "s");
   if (options.guard) std::printf("%ld guarded, ", session.guarded_frames());

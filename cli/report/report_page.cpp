@@ -261,7 +261,7 @@ std::vector<std::string> RunWarnings(const RunSummaryData& s) {
   return w;
 }
 
-std::string ReportHtml(const RunSummaryData& s, const std::string& title) {
+std::string ReportHtml(const RunSummaryData& s, const std::string& title, const std::string& pictures) {
   std::string html =
       "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>mirvo run report: " +
@@ -273,6 +273,7 @@ std::string ReportHtml(const RunSummaryData& s, const std::string& title) {
   if (warnings.empty()) html += "<p class=\"ok\">No warnings: every output is finite.</p>\n";
   for (const std::string& w : warnings) html += "<p class=\"warn\">" + XmlEscape(w) + "</p>\n";
   html += "<h2>Run</h2>\n" + RunTable(s);
+  html += pictures;
   html += "<h2>Over the frames</h2>\n" + Plots(s);
   html +=
       "<h2>Tint and output table</h2>\n<p>The first, the last and the most notable frames. Tint: the log colour "

@@ -12,7 +12,7 @@ std::vector<std::string> RunWarnings(const RunSummaryData& summary);
 
 // The whole report as one self-contained HTML page: inline SVG plots and
 // heatmaps as embedded PNG, no scripts, no external resources. `title`
-// names the run (its directory).
-std::string ReportHtml(const RunSummaryData& summary, const std::string& title);
+// names the run (its directory); `pictures` is the preview section, if any.
+std::string ReportHtml(const RunSummaryData& summary, const std::string& title, const std::string& pictures = "");
 
 }  // namespace mirvo_cli

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """A first session with `mirvo` in Python: read a raw frame, build its
-statistics, run the engine over a few frames and plot what it estimated.
+statistics, run the engine over a few frames, plot what it estimated and
+show the frame before and after the correction (a second figure, *_pictures.png).
 
     python3 shading_example.py --out shading.png
     python3 shading_example.py --raw frame.raw --width 4032 --height 3024 --bits 10 \\
@@ -72,3 +73,21 @@ fig.tight_layout()
 pathlib.Path(args.out).parent.mkdir(parents=True, exist_ok=True)
 fig.savefig(args.out, dpi=80)
 print(f"figure: {args.out}")
+
+# 4. The pictures: the frame as the ISP would render it with the base table and
+#    with mirvo's, one look (white balance, exposure) for both so that only the
+#    table differs, and under each the colour shading left (log R/G, log B/G).
+fig, ax = plt.subplots(2, 3, figsize=(13, 6))
+for row, (name, lsc) in enumerate((("as the ISP did (base table)", base), ("with mirvo's table", table))):
+    ax[row, 0].imshow(mirvo.render(frame, args.pattern, args.bits, args.black_level, table=lsc, look_table=table))
+    ax[row, 0].set_title(name)
+    u, v = mirvo.residual_shading(frame, args.pattern, args.bits, args.black_level, table=lsc)
+    for a, grid, title in ((ax[row, 1], u, "left: log R/G"), (ax[row, 2], v, "left: log B/G")):
+        fig.colorbar(a.imshow(grid, cmap="coolwarm", vmin=-0.08, vmax=0.08), ax=a)
+        a.set_title(title)
+for a in ax.flat:
+    a.set_axis_off()
+fig.tight_layout()
+pictures = pathlib.Path(args.out).with_name(pathlib.Path(args.out).stem + "_pictures.png")
+fig.savefig(pictures, dpi=80)
+print(f"pictures: {pictures}")

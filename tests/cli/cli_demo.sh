@@ -27,6 +27,14 @@ for k in 000 005; do
   done
 done
 [ -s "$D/base.h" ] || fail "demo did not write base.h"
+# Its pictures: the last frame's colour shading measured on the rendered
+# frame is lower with the engine's table than with the base table.
+/usr/bin/python3 - "$D/preview/index.json" <<'PYEOF' || fail "demo's previews do not show the correction working"
+import json, sys
+last = json.load(open(sys.argv[1]))["frames"][-1]
+print(f"demo previews: frame {last['index']}: {last['before_rms']:.4f} before, {last['after_rms']:.4f} after")
+sys.exit(0 if last["index"] == 5 and last["after_rms"] < 0.8 * last["before_rms"] else 1)
+PYEOF
 
 # Same tables from its statistics dumps and from its raw frames through run.
 run_mirvo run --base "$D/base.h" --stats "$D"/stats_*.txt --out-dir "$T/from_stats"

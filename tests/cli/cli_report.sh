@@ -81,4 +81,31 @@ run_mirvo stats --raw "$I/raw_000.raw" --width 520 --height 384 --bits 10 --patt
 [ "$STATUS" -eq 0 ] || fail "stats failed: $(cat "$ERR")"
 grep -Eq "^$T/s.txt: 32x24 cells, 14 bits; unreliable [0-9.]+% \([0-9]+ cells\): low level [0-9.]+%, high level [0-9.]+%, saturated [0-9.]+%$" "$OUT" ||
   fail "stats line: $(cat "$OUT")"
+# Pictures: a run over raw frames keeps its summary's frames before and after
+# (one pair each, JPEG), the report shows them; mirvo preview renders one
+# frame as PNG or JPEG after the name; bad input gives one line.
+RAWOPT="--width 520 --height 384 --bits 10 --pattern RGGB --black-level 1024"
+run_mirvo run --base "$I/base.h" --raw "$I/raw_000.raw" "$I/raw_001.raw" $RAWOPT --preview --no-sync --out-dir "$T/p"
+[ "$STATUS" -eq 0 ] || fail "run --preview failed: $(cat "$ERR")"
+for k in 0000 0001; do
+  for f in before after before_lines after_lines; do
+    [ "$(head -c 3 "$T/p/preview/frame_${k}_$f.jpg" | od -An -tx1 | tr -d ' ')" = "ffd8ff" ] ||
+      fail "run --preview: frame_${k}_$f.jpg is not a JPEG"
+  done
+done
+run_mirvo report "$T/p"
+[ "$(grep -c '<div class="pv">' "$T/p/report.html")" -eq 2 ] || fail "report of run --preview: not two picture pairs"
+run_mirvo preview --raw "$I/raw_000.raw" $RAWOPT --table "$I/base.h" --out-width 100 --out "$T/one.png"
+[ "$STATUS" -eq 0 ] || fail "preview failed: $(cat "$ERR")"
+grep -Eq "^$T/one.png: 100x74; colour shading left [0-9.]+ % RMS over [0-9]+ grey cells$" "$OUT" ||
+  fail "preview line: $(cat "$OUT")"
+[ "$(head -c 4 "$T/one.png" | od -An -tx1 | tr -d ' ')" = "89504e47" ] || fail "preview .png is not a PNG"
+run_mirvo preview --raw "$I/raw_000.raw" $RAWOPT --out "$T/one.JPEG"
+[ "$(head -c 3 "$T/one.JPEG" | od -An -tx1 | tr -d ' ')" = "ffd8ff" ] || fail "preview .JPEG is not a JPEG"
+head -c 1000 "$I/raw_000.raw" >"$T/short.raw"
+expect_error 1 "$T/short.raw: " preview --raw "$T/short.raw" $RAWOPT --out "$T/x.png"
+expect_error 1 "$I/stats_000.txt: not a valid LSC table" preview --raw "$I/raw_000.raw" $RAWOPT --table "$I/stats_000.txt" --out "$T/x.png"
+[ -e "$T/x.png" ] && fail "a failed preview left a picture"
+expect_error 2 "--preview applies to --raw frames only" run --base "$I/base.h" --stats "$I/stats_000.txt" --preview \
+  --out-dir "$T/x"
 finish

@@ -32,7 +32,7 @@ console_lines "$T/broken.log" | grep -q "Uncaught ReferenceError" ||
   fail "the browser log does not show a script error of a broken page; console capture does not work"
 
 D=$T/run
-run_mirvo demo --frames 6 --no-png --no-sync --out-dir "$D"
+run_mirvo demo --frames 6 --no-sync --out-dir "$D"
 [ "$STATUS" -eq 0 ] || fail "demo failed: $(cat "$ERR")"
 run_mirvo report "$D"
 [ "$STATUS" -eq 0 ] || fail "report failed: $(cat "$ERR")"
@@ -53,6 +53,40 @@ colours = len(np.unique((img * 255).astype(np.uint8).reshape(-1, 3), axis=0))
 print(f"screenshot {img.shape[1]}x{img.shape[0]}: {ink:.1%} of the pixels inked, {colours} colours, std {img.std():.3f}")
 sys.exit(0 if ink > 0.05 and colours > 200 and img.std() > 0.05 else 1)
 PYEOF
+
+# The pictures: a before/after pair per kept frame, within 300 KB a frame,
+# no script in the page itself. A copy of the page with a checking script
+# appended finds every image decoded and the radio buttons flipping the pair
+# in place.
+kept=$(grep -c '<div class="pv">' "$D/report.html") || fail "the report has no before/after pictures"
+size=$(stat -c %s "$D/report.html")
+[ $((size / kept)) -lt 300000 ] || fail "the report holds $((size / kept)) bytes a kept frame (limit 300000)"
+grep -q '<script' "$D/report.html" && fail "the report page carries a script"
+cp "$D/report.html" "$D/check.html"
+cat >>"$D/check.html" <<'HTMLEOF'
+<script>
+window.addEventListener('load', () => {
+  const bad = [...document.images].filter(i => !i.complete || i.naturalWidth === 0).length;
+  const pv = document.querySelector('.pv');
+  const shown = s => getComputedStyle(pv.querySelector(s)).display !== 'none';
+  const flips = [];
+  for (const [mode, before, after] of [['a', false, true], ['b', true, false], ['s', true, true]]) {
+    pv.querySelector('label[for$="' + mode + '"]').click();
+    flips.push(shown('.before') === before && shown('.after') === after);
+  }
+  const pairs = document.querySelectorAll('.pv figure.before img.photo').length;
+  document.title = 'check ' + (bad === 0 && flips.every(x => x) && pairs > 0 ? 'ok' : 'bad') + ' images=' +
+      document.images.length + ' undecoded=' + bad + ' flips=' + flips.join(',');
+});
+</script>
+HTMLEOF
+profile=$(mktemp -d "$T/profile.XXXXXX")
+timeout 120 "$CHROMIUM" --headless --no-sandbox --disable-gpu --no-first-run --user-data-dir="$profile" \
+  --virtual-time-budget=5000 --dump-dom "file://$D/check.html" >"$T/check.dom" 2>"$T/check.log" ||
+  fail "chromium failed on the checking page: $(tail -n 3 "$T/check.log")"
+verdict=$(grep -o '<title>check [^<]*' "$T/check.dom" | sed 's/<title>//')
+echo "pictures: $kept pairs, $((size / 1024)) KB page; $verdict"
+case "$verdict" in "check ok"*) ;; *) fail "pictures: ${verdict:-no verdict from the checking page}" ;; esac
 
 mkdir -p "$ARTEFACTS"
 cp "$T/report.png" "$ARTEFACTS/report_screenshot.png"

@@ -70,6 +70,9 @@ BAD = [
     (lambda: mirvo.Tuning.__new__(mirvo.Tuning).BUL, TypeError, "mirvo.Tuning object was never initialised"),
     (lambda: mirvo.CalibrationSummary.__new__(mirvo.CalibrationSummary).captures, TypeError, "never initialised"),
     (lambda: mirvo.ProfileLearningReport.__new__(mirvo.ProfileLearningReport).projection_u, TypeError, "never init"),
+    (lambda: mirvo.render(np.ones((128, 192), np.uint16), "RGGB", 14, white_balance=(1, 0, 1)), ValueError,
+     "as-shot neutral is not positive"),
+    (lambda: mirvo.render(np.ones((32, 48), np.uint16), "RGGB", 14), ValueError, "at least 64x48 pixels"),
 ]
 
 

@@ -96,3 +96,27 @@ def test_stats_from_raw_equals_the_program(tmp_path, raw_stats):
                    check=True, env=without_preload())
     mirvo.save_stats(tmp_path / "py.txt", raw_stats)
     assert (tmp_path / "py.txt").read_bytes() == (tmp_path / "cli.txt").read_bytes()
+
+
+@pytest.mark.skipif("MIRVO_CLI" not in os.environ, reason="the mirvo program is not built")
+@pytest.mark.parametrize("with_table", [False, True])
+def test_render_equals_the_programs_preview(tmp_path, base_table, with_table):
+    import matplotlib.image
+    command = [os.environ["MIRVO_CLI"], "preview", "--raw", str(RAW_FRAME), "--width", "192", "--height", "128",
+               "--bits", "14", "--pattern", "RGGB", "--black-level", "600", "--out", str(tmp_path / "cli.png")]
+    if with_table:
+        mirvo.save_table(tmp_path / "t.h", base_table)
+        command += ["--table", str(tmp_path / "t.h")]
+    subprocess.run(command, check=True, env=without_preload(), stdout=subprocess.DEVNULL)
+    frame = mirvo.read_raw(RAW_FRAME, 192, 128, 14, "RGGB")
+    table = mirvo.load_table(tmp_path / "t.h") if with_table else None
+    picture = mirvo.render(frame, "RGGB", 14, 600, table=table)
+    assert picture.shape == (64, 96, 3) and picture.dtype == np.uint8
+    program = np.round(matplotlib.image.imread(tmp_path / "cli.png") * 255).astype(np.uint8)
+    np.testing.assert_array_equal(picture, program)
+    # The look from one table, the gains from another: only the table differs.
+    u, v = mirvo.residual_shading(frame, "RGGB", 14, 600, table=table)
+    assert u.shape == v.shape == (24, 32)
+    if with_table:
+        before = mirvo.render(frame, "RGGB", 14, 600, look_table=table)
+        assert before.shape == picture.shape and not np.array_equal(before, picture)

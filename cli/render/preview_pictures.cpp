@@ -1,0 +1,60 @@
+#include "render/preview_pictures.h"
+
+#include <algorithm>
+#include <cctype>
+#include <memory>
+
+#include "base/cli_error.h"
+#include "files/atomic_file.h"
+#include "render/image.h"
+#include "render/png_writer.h"
+#include "workbench/error.h"
+#include "workbench/preview/jpeg_writer.h"
+
+namespace mirvo_cli {
+
+bool IsJpegName(const std::string& path) {
+  std::string lower = path;
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+  for (const char* ext : {".jpg", ".jpeg"}) {
+    const std::string e = ext;
+    if (lower.size() > e.size() && lower.compare(lower.size() - e.size(), e.size(), e) == 0) return true;
+  }
+  return false;
+}
+
+std::string EncodePicture(const mirvo::workbench::RgbImage& image, bool jpeg, int quality) {
+  if (jpeg) return mirvo::workbench::EncodeJpeg(image, quality);
+  Image png(image.width, image.height, {0, 0, 0});
+  for (int y = 0; y < image.height; ++y)
+    for (int x = 0; x < image.width; ++x) {
+      const uint8_t* p = &image.pixels[(static_cast<size_t>(y) * image.width + x) * 3];
+      png.Set(x, y, {p[0], p[1], p[2]});
+    }
+  return EncodePng(png);
+}
+
+void WritePicture(const mirvo::workbench::RgbImage& image, const std::string& path) {
+  std::string data;
+  try {
+    data = EncodePicture(image, IsJpegName(path));
+  } catch (const std::exception& e) {
+    throw DataError(path + ": " + e.what());
+  }
+  WriteFileAtomically(path, data);
+}
+
+void ReadRawFrame(const std::string& path, const RawOptions& raw, mirvo::BayerRaw* frame) {
+  // The same input the run reads the frame's statistics through.
+  const std::unique_ptr<mirvo::workbench::FrameInput> input = MakeFrameInput(&raw);
+  input->Check(path);
+  input->ReadFrame(path, frame);
+}
+
+mirvo::workbench::BayerPlanes RawPlanes(const mirvo::BayerRaw& frame, const RawOptions& raw) {
+  const float scale = static_cast<float>(1 << (14 - std::clamp(raw.bits, 1, 14)));
+  const uint16_t* bl = raw.black_level;
+  return mirvo::workbench::PlanesOf(frame, {bl[3] / scale, bl[1] / scale, bl[2] / scale, bl[0] / scale});
+}
+
+}  // namespace mirvo_cli
