@@ -22,7 +22,7 @@ void RaiseFileFailure(const char* operation, int code, const std::string& path) 
 
 }  // namespace mirvo_py
 
-PYBIND11_MODULE(mirvo, m) {
+PYBIND11_MODULE(_mirvo, m) {
   m.doc() =
       "Dynamic lens shading correction with NumPy arrays.\n\n"
       "The same engine and file formats as libmirvo_core, bit for bit: tuning records, statistics, LSC tables\n"
