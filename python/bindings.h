@@ -14,6 +14,8 @@ void BindTables(py::module_& m);
 void BindStats(py::module_& m);
 void BindCore(py::module_& m);
 void BindCalibration(py::module_& m);
+// Only when the program's library is built: the corpus tasks' run.
+void BindSequenceRun(py::module_& m);
 
 // A path argument: str or any os.PathLike.
 std::string FsPath(py::handle path);

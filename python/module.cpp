@@ -33,4 +33,7 @@ PYBIND11_MODULE(_mirvo, m) {
   mirvo_py::BindStats(m);
   mirvo_py::BindCore(m);
   mirvo_py::BindCalibration(m);
+#ifdef MIRVO_PY_SEQUENCE_RUN
+  mirvo_py::BindSequenceRun(m);
+#endif
 }
