@@ -19,7 +19,7 @@ import mirvo
 here = os.path.dirname(mirvo.__file__)
 assert mirvo.__version__ == sys.argv[1], (mirvo.__version__, sys.argv[1])
 assert not here.startswith(sys.argv[2]), here
-for name in ("_mirvo.pyi", "py.typed"):
+for name in ("_mirvo.pyi", "py.typed", "corpus.py"):
     assert os.path.isfile(os.path.join(here, name)), name
 assert mirvo.load_table is mirvo._mirvo.load_table
 print(f"pip check: mirvo {mirvo.__version__} from {here}")

@@ -12,7 +12,7 @@ if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
 HOST_PKGS=(cmake ninja-build g++ libgtest-dev libbenchmark-dev libpng-dev android-liblog-dev
            clang-14 libclang-rt-14-dev clang-format-14 valgrind
            nlohmann-json3-dev pybind11-dev python3-dev python3-pybind11 python3-numpy python3-pytest
-           python3-matplotlib mypy
+           python3-matplotlib mypy python3-dask python3-distributed
            python3-venv python3-setuptools python3-wheel gcovr chromium)
 CROSS_PKGS=(g++-aarch64-linux-gnu qemu-user android-liblog-dev:arm64 libc6:arm64 libstdc++6:arm64)
 DEMO_PKGS=(cmake ninja-build g++ libpng-dev android-liblog-dev nlohmann-json3-dev)
