@@ -139,6 +139,16 @@ def test_corpus_on_a_cluster_is_the_programs_run(tmp_path):
     csv_lines = (out / "corpus_summary.csv").read_text().splitlines()
     assert saved == rows and len(csv_lines) == 1 + len(rows) and csv_lines[0].startswith("sequence,status,frames")
 
+    # One report for the corpus: each sequence's page and the index, worst first.
+    report = subprocess.run([os.environ["MIRVO_CLI"], "report", str(out)], capture_output=True, text=True,
+                            env=without_preload())
+    assert report.returncode == 0, report.stderr
+    index = (out / "index.html").read_text()
+    order = [index.index(f">{name}<") for name in SEQUENCES]
+    assert order[-1] == min(order) and "h_broken/report.html" not in index
+    for name in list(SEQUENCES)[:-1]:
+        assert f'href="{name}/report.html"' in index and (out / name / "report.html").is_file()
+
     # The shell entry on Dask's local scheduler.
     shell = subprocess.run([sys.executable, "-m", "mirvo.corpus", str(tmp_path / "corpus"), str(tmp_path / "out2"),
                             "--base", str(BASE_TABLE)], capture_output=True, text=True)
