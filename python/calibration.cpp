@@ -15,8 +15,8 @@
 #include "core/mirvo_params.h"
 #include "frame_args.h"
 #include "io/default_tuning.h"
-#include "tools/flat_field_calibration.h"
-#include "tools/profile_learning.h"
+#include "workbench/calibration/flat_field_calibration.h"
+#include "workbench/calibration/profile_learning.h"
 
 namespace mirvo_py {
 namespace {
@@ -26,7 +26,7 @@ using Table = py::array_t<float, py::array::c_style>;
 
 // What the calibration found: the figures the program prints after a table.
 struct CalibrationReport {
-  mirvo::CalibrationSummary summary;
+  mirvo::workbench::CalibrationSummary summary;
   double clipped_share, residual_rms, residual_p90, outlier_share;
   size_t captures;
 };
@@ -83,10 +83,10 @@ std::tuple<py::array_t<float>, CalibrationReport> Calibrate(const ArrayLike& fra
 
   std::string refused;
   mirvo::LscTable table;
-  auto fit = std::make_unique<mirvo::FlatFieldFit>();
+  auto fit = std::make_unique<mirvo::workbench::FlatFieldFit>();
   {
     py::gil_scoped_release unlocked;
-    mirvo::FlatFieldCalibration calibration;
+    mirvo::workbench::FlatFieldCalibration calibration;
     for (size_t k = 0; k < frames.size() && refused.empty(); ++k) {
       const Frame& f = frames[k].second;
       mirvo::BayerRaw raw;
@@ -96,14 +96,18 @@ std::tuple<py::array_t<float>, CalibrationReport> Calibrate(const ArrayLike& fra
     if (refused.empty()) refused = calibration.Finish(static_cast<float>(luminance_strength), &table, fit.get());
   }
   if (!refused.empty()) throw py::value_error(refused);
-  const CalibrationReport report = {mirvo::SummariseFit(*fit), fit->clipped_share, fit->residual_rms,
-                                    fit->residual_p90,         fit->outlier_share, frames.size()};
+  const CalibrationReport report = {mirvo::workbench::SummariseFit(*fit),
+                                    fit->clipped_share,
+                                    fit->residual_rms,
+                                    fit->residual_p90,
+                                    fit->outlier_share,
+                                    frames.size()};
   return {ArrayCopy(&table.r_gain[0][0], {4, 13, 17}), report};
 }
 
-std::tuple<mirvo::MirvoParams, mirvo::ProfileLearningReport> LearnProfile(const ArrayLike& tables_arg,
-                                                                          long long reference,
-                                                                          const mirvo::MirvoParams* tuning) {
+std::tuple<mirvo::MirvoParams, mirvo::workbench::ProfileLearningReport> LearnProfile(const ArrayLike& tables_arg,
+                                                                                     long long reference,
+                                                                                     const mirvo::MirvoParams* tuning) {
   auto arrays = OneOrMany<Table>(tables_arg.obj, "tables", 3, [](py::handle a, const char* name) {
     return CheckedFiniteFloats(a, name, {4, 13, 17});
   });
@@ -118,12 +122,12 @@ std::tuple<mirvo::MirvoParams, mirvo::ProfileLearningReport> LearnProfile(const 
     names.push_back(arrays[k].first);
   }
   auto params = std::make_unique<mirvo::MirvoParams>(tuning ? *tuning : mirvo::DefaultMirvoParams());
-  mirvo::ProfileLearningReport report;
+  mirvo::workbench::ProfileLearningReport report;
   std::string refused;
   {
     py::gil_scoped_release unlocked;
-    refused = mirvo::LearnTintProfileFromTables(tables, names, static_cast<size_t>(reference),
-                                                &params->learned_tint_profile, &report);
+    refused = mirvo::workbench::LearnTintProfileFromTables(tables, names, static_cast<size_t>(reference),
+                                                           &params->learned_tint_profile, &report);
   }
   if (!refused.empty()) throw py::value_error(refused);
   return {*params, report};
@@ -169,17 +173,17 @@ void BindCalibration(py::module_& m) {
     return std::string(text);
   });
 
-  py::class_<mirvo::ProfileLearningReport> learned(
+  py::class_<mirvo::workbench::ProfileLearningReport> learned(
       m, "ProfileLearningReport", "How well a learned profile describes the tables it was learned from.");
-  learned.def_readonly("explained_u", &mirvo::ProfileLearningReport::explained_u,
+  learned.def_readonly("explained_u", &mirvo::workbench::ProfileLearningReport::explained_u,
                        "Share of the energy of the tables' u (log R/G) differences the profile explains.");
-  learned.def_readonly("explained_v", &mirvo::ProfileLearningReport::explained_v,
+  learned.def_readonly("explained_v", &mirvo::workbench::ProfileLearningReport::explained_v,
                        "Share of the energy of the tables' v (log B/G) differences the profile explains.");
-  learned.def_readonly("projection_u", &mirvo::ProfileLearningReport::projection_u,
+  learned.def_readonly("projection_u", &mirvo::workbench::ProfileLearningReport::projection_u,
                        "Per table, the projection of its u difference onto BUL (reference 0, largest +-1).");
-  learned.def_readonly("projection_v", &mirvo::ProfileLearningReport::projection_v,
+  learned.def_readonly("projection_v", &mirvo::workbench::ProfileLearningReport::projection_v,
                        "Per table, the projection of its v difference onto BVL.");
-  learned.def("__repr__", [](const mirvo::ProfileLearningReport& r) {
+  learned.def("__repr__", [](const mirvo::workbench::ProfileLearningReport& r) {
     char text[128];
     std::snprintf(text, sizeof text, "mirvo.ProfileLearningReport(explained_u=%.4f, explained_v=%.4f, tables=%zu)",
                   r.explained_u, r.explained_v, r.projection_u.size());

@@ -12,8 +12,8 @@
 #include "render/pictures.h"
 #include "render/png_writer.h"
 #include "tools/bayer_raw.h"
-#include "tools/calibration.h"
-#include "tools/flat_field_calibration.h"
+#include "workbench/calibration/calibration.h"
+#include "workbench/calibration/flat_field_calibration.h"
 
 namespace mirvo_cli {
 namespace {
@@ -49,7 +49,7 @@ const char kHelp[] =
 
 const char* const kChannels[4] = {"R", "Gr", "Gb", "B"};
 
-void AddCapture(const std::string& path, const RawOptions& raw, mirvo::FlatFieldCalibration* calibration) {
+void AddCapture(const std::string& path, const RawOptions& raw, mirvo::workbench::FlatFieldCalibration* calibration) {
   CheckRawFile(path, raw);
   mirvo::BayerRaw frame;
   if (frame.ReadRawImage(path.c_str(), raw.width, raw.height, raw.bits, raw.pattern.c_str(), raw.mipi) != mirvo::kOk)
@@ -87,13 +87,13 @@ int Run(const std::vector<std::string>& argv) {
   CheckOutputPlan(files, outputs);
 
   // Captures are read one at a time: a refused one stops the run before the next is read.
-  auto calibration = std::make_unique<mirvo::FlatFieldCalibration>();
+  auto calibration = std::make_unique<mirvo::workbench::FlatFieldCalibration>();
   for (const std::string& file : files) AddCapture(file, raw, calibration.get());
   mirvo::LscTable table;
-  mirvo::FlatFieldFit fit;
+  mirvo::workbench::FlatFieldFit fit;
   const std::string refused = calibration->Finish(static_cast<float>(strength), &table, &fit);
   if (!refused.empty()) throw DataError(refused);
-  const mirvo::CalibrationSummary s = mirvo::SummariseFit(fit);
+  const mirvo::workbench::CalibrationSummary s = mirvo::workbench::SummariseFit(fit);
 
   WriteTableFile(out, table);
   std::printf("%s: base table from %zu flat-field capture%s of %dx%d, luminance strength %g\n", out.c_str(),
@@ -101,15 +101,16 @@ int Run(const std::vector<std::string>& argv) {
   std::printf("corner fall-off (EV):");
   for (int ch = 0; ch < 4; ++ch) std::printf(" %s %.2f", kChannels[ch], s.falloff_ev[ch]);
   std::printf("\ncolour shading, peak to peak: log R/G %.4f, log B/G %.4f\n", s.rg_peak_to_peak, s.bg_peak_to_peak);
-  std::printf("clipped samples: %s\n", mirvo::PercentText(fit.clipped_share).c_str());
+  std::printf("clipped samples: %s\n", mirvo::workbench::PercentText(fit.clipped_share).c_str());
   std::printf("fit residual: %s RMS, 90 %% of the blocks within %s, %s of the blocks left out\n",
-              mirvo::PercentText(fit.residual_rms).c_str(), mirvo::PercentText(fit.residual_p90).c_str(),
-              mirvo::PercentText(fit.outlier_share).c_str());
+              mirvo::workbench::PercentText(fit.residual_rms).c_str(),
+              mirvo::workbench::PercentText(fit.residual_p90).c_str(),
+              mirvo::workbench::PercentText(fit.outlier_share).c_str());
   if (args.Has("--png")) {
     const std::string name = stem.substr(stem.find_last_of('/') + 1);
     WritePng(TablePicture(table, name), stem + "_gains.png");
-    std::unique_ptr<float[][mirvo::kFlatBlocks]> corrected(new float[4][mirvo::kFlatBlocks]);
-    mirvo::CorrectedFlatField(calibration->blocks(0), table, corrected.get());
+    std::unique_ptr<float[][mirvo::workbench::kFlatBlocks]> corrected(new float[4][mirvo::workbench::kFlatBlocks]);
+    mirvo::workbench::CorrectedFlatField(calibration->blocks(0), table, corrected.get());
     WritePng(FlatFieldPicture(corrected.get(), name + " corrected"), stem + "_flat.png");
   }
   return kExitOk;

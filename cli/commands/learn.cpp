@@ -10,7 +10,7 @@
 #include "files/output_plan.h"
 #include "files/tuning_output.h"
 #include "io/default_tuning.h"
-#include "tools/profile_learning.h"
+#include "workbench/calibration/profile_learning.h"
 
 namespace mirvo_cli {
 namespace {
@@ -64,9 +64,9 @@ int Run(const std::vector<std::string>& argv) {
     tables.push_back(LoadTableFile(f));
     CheckBaseTableGains(f, tables.back());
   }
-  mirvo::ProfileLearningReport report;
+  mirvo::workbench::ProfileLearningReport report;
   const std::string refused =
-      mirvo::LearnTintProfileFromTables(tables, files, reference, &params->learned_tint_profile, &report);
+      mirvo::workbench::LearnTintProfileFromTables(tables, files, reference, &params->learned_tint_profile, &report);
   if (!refused.empty()) throw DataError(refused);
   WriteTuningFile(out, *params);
   std::printf("%s: learned tint profile from %zu tables, reference %s\n", out.c_str(), files.size(),

@@ -18,7 +18,7 @@
 #include "io/tuning_file.h"
 #include "run_program.h"
 #include "test_support.h"
-#include "tools/profile_learning.h"
+#include "workbench/calibration/profile_learning.h"
 
 namespace {
 
@@ -164,7 +164,7 @@ TEST_F(Calibration, LearnRecoversTheTrueDifferenceSurface) {
   // Three tables: the first principal component of the true differences.
   ASSERT_EQ(mirvo::LoadTuningHeaderFile(dir_->File("learned3.h").c_str(), *params), mirvo::kOk);
   mirvo::LearnedTintProfile from_truth;
-  ASSERT_EQ(mirvo::LearnTintProfile(truth_, 3, 0, &from_truth, nullptr), mirvo::kOk);
+  ASSERT_EQ(mirvo::workbench::LearnTintProfile(truth_, 3, 0, &from_truth, nullptr), mirvo::kOk);
   const std::vector<double> pu(&from_truth.BUL[0][0], &from_truth.BUL[0][0] + 221);
   const std::vector<double> pv(&from_truth.BVL[0][0], &from_truth.BVL[0][0] + 221);
   const double c3u = Correlation(params->learned_tint_profile.BUL, pu);

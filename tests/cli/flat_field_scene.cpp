@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "import/lsc_import.h"
-#include "tools/shading_fit.h"
+#include "workbench/calibration/shading_fit.h"
 
 namespace mirvo_cli_test {
 namespace {
@@ -39,7 +39,7 @@ std::vector<uint16_t> RenderShot(const mirvo::LscTable& truth, const ShotSetting
       const int ch = (y % 2) * 2 + (x % 2);
       const double px = x + 0.5, py = y + 0.5;
       const float lx = static_cast<float>(px * 16.0 / shot.width), ly = static_cast<float>(py * 12.0 / shot.height);
-      double signal = shot.level * sensitivity[ch] * std::exp(-mirvo::LatticeValueAt(log_gain[ch], lx, ly));
+      double signal = shot.level * sensitivity[ch] * std::exp(-mirvo::workbench::LatticeValueAt(log_gain[ch], lx, ly));
       if (shot.scene) signal *= shot.scene(px / shot.width, py / shot.height, ch);
       if (shot.dust) {
         const double d2 = ((px - dust_x) * (px - dust_x) + (py - dust_y) * (py - dust_y)) / (dust_r * dust_r);
@@ -80,7 +80,8 @@ double ResidualColourShading(const mirvo::LscTable& truth, const mirvo::LscTable
     for (int j = 0; j < 32; ++j) {
       const float x = (j + 0.5f) * 0.5f, y = (i + 0.5f) * 0.5f;
       double g[4];
-      for (int ch = 0; ch < 4; ++ch) g[ch] = mirvo::LatticeValueAt(a[ch], x, y) - mirvo::LatticeValueAt(t[ch], x, y);
+      for (int ch = 0; ch < 4; ++ch)
+        g[ch] = mirvo::workbench::LatticeValueAt(a[ch], x, y) - mirvo::workbench::LatticeValueAt(t[ch], x, y);
       const double green = 0.5 * (g[1] + g[2]);
       u.push_back(g[0] - green);
       v.push_back(g[3] - green);

@@ -1,9 +1,9 @@
-#include "tools/flat_field_calibration.h"
+#include "workbench/calibration/flat_field_calibration.h"
 
 #include <algorithm>
 #include <cstdio>
 
-namespace mirvo {
+namespace mirvo::workbench {
 namespace {
 
 std::string Fixed(double v, int decimals) {
@@ -85,4 +85,4 @@ std::string FlatFieldCalibration::Finish(float luminance_strength, LscTable* tab
   return std::string();
 }
 
-}  // namespace mirvo
+}  // namespace mirvo::workbench

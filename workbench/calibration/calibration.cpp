@@ -1,10 +1,10 @@
-#include "tools/calibration.h"
+#include "workbench/calibration/calibration.h"
 
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
-namespace mirvo {
+namespace mirvo::workbench {
 namespace {
 
 const float (&Plane(const LscTable& t, int ch))[13][17] {
@@ -173,4 +173,4 @@ void CorrectedFlatField(const FlatFieldBlocks& blocks, const LscTable& table, fl
   }
 }
 
-}  // namespace mirvo
+}  // namespace mirvo::workbench

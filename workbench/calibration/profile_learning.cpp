@@ -1,4 +1,4 @@
-#include "tools/profile_learning.h"
+#include "workbench/calibration/profile_learning.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,7 +7,7 @@
 #include "core/crop_info.h"
 #include "resample/learned_tint_profile.h"
 
-namespace mirvo {
+namespace mirvo::workbench {
 namespace {
 
 using Surface = std::vector<double>;  // 221 node values, row-major
@@ -161,4 +161,4 @@ std::string LearnTintProfileFromTables(const std::vector<LscTable>& tables, cons
   return std::string();
 }
 
-}  // namespace mirvo
+}  // namespace mirvo::workbench

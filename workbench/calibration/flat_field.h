@@ -5,7 +5,7 @@
 #include "core/error_code.h"
 #include "tools/bayer_raw.h"
 
-namespace mirvo {
+namespace mirvo::workbench {
 
 // A flat-field capture measured on a block grid four times finer than the
 // 13 x 17 table lattice in each direction, so the smooth fit that follows has
@@ -38,4 +38,4 @@ errCode MeasureFlatField(const uint16_t* const planes[4], int half_width, int ha
                          const uint16_t black_level[4], FlatFieldBlocks* out);
 errCode MeasureFlatField(const BayerRaw& raw, const uint16_t black_level[4], FlatFieldBlocks* out);
 
-}  // namespace mirvo
+}  // namespace mirvo::workbench

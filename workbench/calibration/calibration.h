@@ -3,10 +3,10 @@
 #include <cstddef>
 
 #include "core/lsc_table.h"
-#include "tools/flat_field.h"
-#include "tools/shading_fit.h"
+#include "workbench/calibration/flat_field.h"
+#include "workbench/calibration/shading_fit.h"
 
-namespace mirvo {
+namespace mirvo::workbench {
 
 // Limits beyond which a capture cannot serve as a flat field.
 inline constexpr double kMaxClippedShare = 0.001;      // share of samples at the white level
@@ -64,4 +64,4 @@ CalibrationSummary SummariseFit(const FlatFieldFit& fit);
 // (kFlatBlocks values per channel, row-major).
 void CorrectedFlatField(const FlatFieldBlocks& blocks, const LscTable& table, float (*out)[kFlatBlocks]);
 
-}  // namespace mirvo
+}  // namespace mirvo::workbench

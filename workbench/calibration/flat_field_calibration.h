@@ -8,9 +8,9 @@
 
 #include "core/lsc_table.h"
 #include "tools/bayer_raw.h"
-#include "tools/calibration.h"
+#include "workbench/calibration/calibration.h"
 
-namespace mirvo {
+namespace mirvo::workbench {
 
 // The base table from flat-field captures of one module under one light, as
 // the workstation program and the Python module make it: each capture is
@@ -44,4 +44,4 @@ class FlatFieldCalibration {
 // A share as the summaries print it: "0.0123 %" (three significant digits).
 std::string PercentText(double share);
 
-}  // namespace mirvo
+}  // namespace mirvo::workbench

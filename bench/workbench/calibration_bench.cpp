@@ -6,7 +6,7 @@
 #include "baselines.h"
 #include "bench_fixtures.h"
 #include "tools/bayer_raw.h"
-#include "tools/calibration.h"
+#include "workbench/calibration/calibration.h"
 
 namespace mirvo_bench {
 namespace {
@@ -16,20 +16,21 @@ const uint16_t kBlack[4] = {256, 256, 256, 256};
 void BM_MeasureFlatField(benchmark::State& state) {
   mirvo::BayerRaw raw;
   raw.ReadRawImage(UnpackedRawPath(), 4032, 3024, 10, "RGGB", false);
-  mirvo::FlatFieldBlocks blocks;
-  Measure(state, RawReadSeconds(), [&] { benchmark::DoNotOptimize(mirvo::MeasureFlatField(raw, kBlack, &blocks)); });
+  mirvo::workbench::FlatFieldBlocks blocks;
+  Measure(state, RawReadSeconds(),
+          [&] { benchmark::DoNotOptimize(mirvo::workbench::MeasureFlatField(raw, kBlack, &blocks)); });
 }
 BENCHMARK(BM_MeasureFlatField)->Unit(benchmark::kMillisecond);
 
 void BM_CalibrateFrame(benchmark::State& state) {
   mirvo::BayerRaw raw;
   raw.ReadRawImage(UnpackedRawPath(), 4032, 3024, 10, "RGGB", false);
-  mirvo::FlatFieldBlocks blocks;
-  mirvo::FlatFieldFit fit;
+  mirvo::workbench::FlatFieldBlocks blocks;
+  mirvo::workbench::FlatFieldFit fit;
   Measure(state, RawReadSeconds(), [&] {
-    mirvo::MeasureFlatField(raw, kBlack, &blocks);
-    mirvo::FitFlatField(&blocks, 1, &fit);
-    benchmark::DoNotOptimize(mirvo::GainsFromFit(fit, 1.0f));
+    mirvo::workbench::MeasureFlatField(raw, kBlack, &blocks);
+    mirvo::workbench::FitFlatField(&blocks, 1, &fit);
+    benchmark::DoNotOptimize(mirvo::workbench::GainsFromFit(fit, 1.0f));
   });
 }
 BENCHMARK(BM_CalibrateFrame)->Unit(benchmark::kMillisecond);

@@ -8,7 +8,7 @@
 #include "core/lsc_table.h"
 #include "core/mirvo_params.h"
 
-namespace mirvo {
+namespace mirvo::workbench {
 
 // How well a learned profile describes the calibrations it was learned from.
 struct ProfileLearningReport {
@@ -54,4 +54,4 @@ inline constexpr double kMaxGreenShapeDiff = 0.7;
 std::string LearnTintProfileFromTables(const std::vector<LscTable>& tables, const std::vector<std::string>& names,
                                        size_t reference, LearnedTintProfile* profile, ProfileLearningReport* report);
 
-}  // namespace mirvo
+}  // namespace mirvo::workbench

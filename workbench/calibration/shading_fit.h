@@ -1,6 +1,6 @@
 #pragma once
 
-namespace mirvo {
+namespace mirvo::workbench {
 
 // Result of fitting a smooth surface to samples scattered over the table lattice.
 struct ShadingSurfaceFit {
@@ -25,4 +25,4 @@ bool FitShadingSurface(const float* values, const float* weights, const float* x
 // the same bicubic interpolation the library uses for the tint profile.
 float LatticeValueAt(const float (&node)[13][17], float x, float y);
 
-}  // namespace mirvo
+}  // namespace mirvo::workbench

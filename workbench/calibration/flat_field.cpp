@@ -1,10 +1,10 @@
-#include "tools/flat_field.h"
+#include "workbench/calibration/flat_field.h"
 
 #include <algorithm>
 #include <cstring>
 #include <vector>
 
-namespace mirvo {
+namespace mirvo::workbench {
 namespace {
 
 // Start of part i of n equal parts of [0, extent), rounded down.
@@ -140,4 +140,4 @@ errCode MeasureFlatField(const BayerRaw& raw, const uint16_t black_level[4], Fla
   return MeasureFlatField(planes, raw.half_width_, raw.half_height_, raw.bit_depth_, black_level, out);
 }
 
-}  // namespace mirvo
+}  // namespace mirvo::workbench

@@ -1,10 +1,10 @@
-#include "tools/shading_fit.h"
+#include "workbench/calibration/shading_fit.h"
 
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
-namespace mirvo {
+namespace mirvo::workbench {
 namespace {
 
 // Uniform cubic B-splines with knots at the lattice's integer positions,
@@ -213,4 +213,4 @@ float LatticeValueAt(const float (&node)[13][17], float x, float y) {
   return static_cast<float>(Weighted4x4(wx, wy, [&](int i, int j) { return node[sy + i][sx + j]; }));
 }
 
-}  // namespace mirvo
+}  // namespace mirvo::workbench

@@ -9,10 +9,10 @@
 
 #include "core/crop_info.h"
 #include "resample/learned_tint_profile.h"
-#include "tools/calibration.h"
-#include "tools/profile_learning.h"
+#include "workbench/calibration/calibration.h"
+#include "workbench/calibration/profile_learning.h"
 
-namespace mirvo {
+namespace mirvo::workbench {
 namespace {
 
 struct Planes {
@@ -196,4 +196,4 @@ TEST(ProfileLearning, RefusesTablesThatCannotTeachAProfile) {
 }
 
 }  // namespace
-}  // namespace mirvo
+}  // namespace mirvo::workbench

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace mirvo::workbench {
+
+// What the workstation layer throws for bad input: one line naming the file
+// (or argument) and the problem, ready to show. Each front end decides how to
+// present it (the program prefixes nothing and exits 1, the module raises).
+struct WorkbenchError : std::runtime_error {
+  explicit WorkbenchError(const std::string& what) : std::runtime_error(what) {}
+};
+
+}  // namespace mirvo::workbench
