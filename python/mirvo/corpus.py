@@ -34,6 +34,12 @@ FRAME_KINDS = {".txt": "stats", ".raw": "raw", ".dng": "dng"}
 RAW_KEYS = ("width", "height", "bits", "pattern", "mipi", "black_level", "crop")
 
 
+# Files get the mode the program's files get (0666 less the umask), not
+# mkstemp's 0600; read once, while importing is single-threaded.
+_UMASK = os.umask(0o022)
+os.umask(_UMASK)
+
+
 class SequenceError(ValueError):
     """A sequence that cannot be run as described; its row carries the reason."""
 
@@ -43,6 +49,7 @@ def _write_atomically(path, data):
     path = Path(path)
     fd, tmp = tempfile.mkstemp(prefix="." + path.name + ".", dir=path.parent)
     try:
+        os.fchmod(fd, 0o666 & ~_UMASK)
         with os.fdopen(fd, "wb") as f:
             f.write(data)
             f.flush()
