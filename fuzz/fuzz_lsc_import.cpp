@@ -5,9 +5,8 @@
 #include <cmath>
 #include <string>
 
-#include "base/cli_error.h"
-#include "import/lsc_import.h"
 #include "scratch_file.h"
+#include "workbench/import/lsc_import.h"
 
 namespace {
 
@@ -30,10 +29,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   for (int ct : {0, 4000}) {
     try {
-      const mirvo_cli::ImportedTable imported = mirvo_cli::ImportLscJson(text, "f.json", ct);
+      const mirvo::workbench::ImportedTable imported = mirvo::workbench::ImportLscJson(text, "f.json", ct);
       Check(imported.table);
-      Check(mirvo_cli::ImportLscJson(mirvo_cli::TableToJson(imported.table), "back.json", 0).table);
-    } catch (const mirvo_cli::CliError& e) {
+      Check(mirvo::workbench::ImportLscJson(mirvo::workbench::TableToJson(imported.table), "back.json", 0).table);
+    } catch (const mirvo::workbench::WorkbenchError& e) {
       const std::string message = e.what();
       if (message.find('\n') != std::string::npos) mirvo_fuzz::Fail("message of more than one line");
     }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <memory>
 
 #include "arg_types.h"
@@ -13,6 +14,7 @@
 #include "file_readers.h"
 #include "frame_args.h"
 #include "tools/bayer_raw.h"
+#include "workbench/inputs/raw_frame_input.h"
 
 namespace mirvo_py {
 namespace {
@@ -145,21 +147,25 @@ void BindStats(py::module_& m) {
         if (mipi && (width % 4 || bits != 10))
           throw py::value_error("mipi: RAW10 frames have 10 bits and a width that is a multiple of 4, got " +
                                 std::to_string(bits) + " bits and width " + std::to_string(width));
-        ValidateRawFile(
-            path, mirvo::RawFrameBytes(width, height, mipi),
-            std::to_string(width) + "x" + std::to_string(height) + (mipi ? " RAW10 MIPI" : " unpacked 16-bit"));
+        mirvo::workbench::RawLayout layout;
+        layout.width = width;
+        layout.height = height;
+        layout.bits = bits;
+        layout.pattern = pattern;
+        const auto input = mirvo::workbench::MakeRawFrameInput(layout, mipi);
+        RaisingPythonErrors([&] { input->Check(path); });
         py::array_t<uint16_t> frame({height, width});
         uint16_t* dst = frame.mutable_data();
-        int rc = mirvo::kFileError;
+        std::exception_ptr failure;
         {
           py::gil_scoped_release unlocked;
-          if (FILE* file = std::fopen(path.c_str(), "rb")) {
-            rc = mipi ? mirvo::ReadRaw10Mipi(file, height, width, dst)
-                      : mirvo::ReadUnpackedRaw(file, height, width, dst);
-            std::fclose(file);
+          try {
+            input->ReadMosaic(path, dst);
+          } catch (...) {
+            failure = std::current_exception();
           }
         }
-        if (rc != 0) RaiseFileFailure(mipi ? "ReadRaw10Mipi" : "ReadUnpackedRaw", rc, path);
+        if (failure) RaisingPythonErrors([&] { std::rethrow_exception(failure); });
         return frame;
       },
       py::arg("path"), py::arg("width"), py::arg("height"), py::arg("bits"), py::arg("pattern"),

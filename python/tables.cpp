@@ -1,11 +1,15 @@
 #include <pybind11/numpy.h>
+#include <pybind11/stl.h>
+
+#include <optional>
 
 #include "arg_types.h"
 #include "arrays.h"
 #include "bindings.h"
 #include "core/lsc_table.h"
-#include "io/lsc_table_file.h"
 #include "file_readers.h"
+#include "io/lsc_table_file.h"
+#include "workbench/import/lsc_import.h"
 
 namespace mirvo_py {
 
@@ -35,6 +39,28 @@ void BindTables(py::module_& m) {
       py::arg("path"), py::arg("table"),
       "Writes float32 (4, 13, 17) (planes R, Gr, Gb, B) as an LSC table header file. Gains are written\n"
       "with 5 decimals, so a table read back equals the saved one to 5 decimals.");
+  m.def(
+      "import_table",
+      [](const PathLike& path_arg, std::optional<int> ct) {
+        const std::string path = FsPath(path_arg.obj);
+        if (ct && (*ct < 1000 || *ct > 100000))
+          throw py::value_error("ct: " + std::to_string(*ct) + " is not within 1000..100000");
+        const mirvo::LscTable stored = RaisingPythonErrors([&] {
+          try {
+            return mirvo::workbench::AsStored(mirvo::workbench::ImportLscFile(path, ct.value_or(0)).table);
+          } catch (const mirvo::workbench::ColourTemperatureNeeded& e) {
+            throw mirvo::workbench::WorkbenchError(std::string(e.what()) + "; choose one with ct=K");
+          }
+        });
+        py::array_t<float> table({4, 13, 17});
+        *reinterpret_cast<mirvo::LscTable*>(table.mutable_data()) = stored;
+        return table;
+      },
+      py::arg("path"), py::arg("ct") = py::none(),
+      "Imports a JSON lens shading calibration (the layouts mirvo table --import reads) as float32\n"
+      "(4, 13, 17), exactly the table mirvo table --import writes: gains to 5 decimals. With several\n"
+      "colour temperatures in the file, ct (kelvin) chooses one or interpolates between two. OSError\n"
+      "when the file cannot be read, ValueError when it holds no known layout or needs a ct.");
 }
 
 }  // namespace mirvo_py

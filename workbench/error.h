@@ -12,4 +12,12 @@ struct WorkbenchError : std::runtime_error {
   explicit WorkbenchError(const std::string& what) : std::runtime_error(what) {}
 };
 
+// Message text with control characters (from file names or file contents)
+// shown as '?', so that every message stays on its one line.
+inline std::string Printable(std::string text) {
+  for (char& c : text)
+    if (static_cast<unsigned char>(c) < 32 || c == 127) c = '?';
+  return text;
+}
+
 }  // namespace mirvo::workbench

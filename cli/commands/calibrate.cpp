@@ -50,10 +50,8 @@ const char kHelp[] =
 const char* const kChannels[4] = {"R", "Gr", "Gb", "B"};
 
 void AddCapture(const std::string& path, const RawOptions& raw, mirvo::workbench::FlatFieldCalibration* calibration) {
-  CheckRawFile(path, raw);
   mirvo::BayerRaw frame;
-  if (frame.ReadRawImage(path.c_str(), raw.width, raw.height, raw.bits, raw.pattern.c_str(), raw.mipi) != mirvo::kOk)
-    throw DataError(path + ": cannot read raw frame");
+  MakeFrameInput(&raw)->ReadFrame(path, &frame);
   const std::string refused = calibration->AddCapture(frame, raw.black_level, path);
   if (!refused.empty()) throw DataError(refused);
 }

@@ -68,6 +68,19 @@ RawOptions ParseRawOptions(const Args& args) {
 
 uint64_t RawFileSize(const RawOptions& raw) { return mirvo::RawFrameBytes(raw.width, raw.height, raw.mipi); }
 
+std::unique_ptr<mirvo::workbench::FrameInput> MakeFrameInput(const RawOptions* raw) {
+  if (raw == nullptr) return mirvo::workbench::MakeStatsDumpInput();
+  mirvo::workbench::RawLayout layout;
+  layout.width = raw->width;
+  layout.height = raw->height;
+  layout.bits = raw->bits;
+  layout.pattern = raw->pattern;
+  for (int i = 0; i < 4; ++i) layout.black_level[i] = raw->black_level[i];
+  layout.grid_cols = raw->grid_cols;
+  layout.grid_rows = raw->grid_rows;
+  return mirvo::workbench::MakeRawInput(layout, raw->mipi);
+}
+
 mirvo::CropInfo ParseCrop(const Args& args, const std::string& text) {
   static const char* const kNames[6] = {"in_w", "in_h", "offs_x", "offs_y", "out_w", "out_h"};
   const std::vector<std::string> parts = SplitCommas(text);

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "commands/args.h"
 #include "core/crop_info.h"
+#include "workbench/inputs/frame_input.h"
 
 namespace mirvo_cli {
 
@@ -26,6 +28,10 @@ RawOptions ParseRawOptions(const Args& args);
 
 // Bytes a frame of these dimensions occupies in its file layout.
 uint64_t RawFileSize(const RawOptions& raw);
+
+// The input the options choose: raw frames in their layout, or statistics
+// dumps when `raw` is null.
+std::unique_ptr<mirvo::workbench::FrameInput> MakeFrameInput(const RawOptions* raw);
 
 // Largest sensor side a crop may name, in pixels.
 inline constexpr double kMaxCropPixels = 65536;

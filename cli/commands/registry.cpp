@@ -3,6 +3,7 @@
 #include "base/cli_error.h"
 #include "commands/args.h"
 #include "commands/commands.h"
+#include "workbench/files/file_error.h"
 
 namespace mirvo_cli {
 
@@ -49,7 +50,16 @@ int RunCommand(const Command& command, const std::vector<std::string>& args) {
     std::fputs(command.help, stdout);
     return kExitOk;
   }
-  return command.run(args);
+  // The workstation library's faults name their file and problem already;
+  // the program only decides the exit status.
+  try {
+    return command.run(args);
+  } catch (const mirvo::workbench::FileError& e) {
+    if (e.unnamed()) throw UsageError("mirvo: " + e.reason());
+    throw DataError(e.what());
+  } catch (const mirvo::workbench::WorkbenchError& e) {
+    throw DataError(e.what());
+  }
 }
 
 }  // namespace mirvo_cli

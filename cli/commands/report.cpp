@@ -32,9 +32,6 @@ const char kHelp[] =
     "writes it) it writes each sequence's DIR/<sequence>/report.html and DIR/index.html,\n"
     "the table of the sequences, worst first, each linking to its report.\n";
 
-// A summary holds about 0.5 KB a frame; this allows millions of frames.
-constexpr uint64_t kMaxSummaryBytes = 1ull << 30;
-
 // DIR/<sequence>/report.html for each sequence with a summary, then the
 // index; a sequence whose summary does not read is a row with that error.
 int RunCorpus(const std::string& dir, const std::string& corpus_path) {

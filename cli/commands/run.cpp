@@ -105,7 +105,7 @@ int Run(const std::vector<std::string>& argv) {
   auto params = std::make_unique<mirvo::MirvoParams>(mirvo::DefaultMirvoParams());
   if (args.Has("--tuning")) LoadTuningFile(args.Get("--tuning"), params.get());
   if (!options.override_path.empty()) CheckOverrideFile(options.override_path);
-  FrameInputs frame_inputs(frames, use_raw ? &raw : nullptr, jobs, FrameInputs::DumpBudget());
+  FrameInputs frame_inputs(frames, MakeFrameInput(use_raw ? &raw : nullptr), jobs, FrameInputs::DumpBudget());
   MakeDirectories(options.out_dir);
 
   // Outputs are written behind the engine, by twice as many threads as cores

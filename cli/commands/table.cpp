@@ -8,9 +8,9 @@
 #include "commands/commands.h"
 #include "files/output_files.h"
 #include "files/output_plan.h"
-#include "import/lsc_import.h"
 #include "render/pictures.h"
 #include "render/png_writer.h"
+#include "workbench/import/lsc_import.h"
 
 namespace mirvo_cli {
 namespace {
@@ -44,7 +44,12 @@ int RunImport(const Args& args) {
   const int ct = args.Has("--ct") ? static_cast<int>(args.GetInt("--ct", 0, 1000, 100000)) : 0;
   const std::string out = args.Require("--out");
   CheckOutputPlan({path}, {out});
-  const ImportedTable imported = ImportLscJson(ReadInputFile(path, "a JSON calibration", kMaxJsonBytes), path, ct);
+  mirvo::workbench::ImportedTable imported;
+  try {
+    imported = mirvo::workbench::ImportLscFile(path, ct);
+  } catch (const mirvo::workbench::ColourTemperatureNeeded& e) {
+    throw UsageError(std::string("mirvo table: ") + e.what() + "; choose one with --ct K");
+  }
   WriteTableFile(out, imported.table);
   std::printf("%s: LSC table imported from %s (%s%s%s)\n", out.c_str(), path.c_str(), imported.layout.c_str(),
               imported.note.empty() ? "" : ", ", imported.note.c_str());
@@ -70,7 +75,7 @@ int Run(const std::vector<std::string>& argv) {
   const mirvo::LscTable table = LoadTableFile(path);
   if (args.Has("--sim")) CheckSimulatorGains(path, table);
   if (args.Has("--json"))
-    std::fputs(TableToJson(table).c_str(), stdout);
+    std::fputs(mirvo::workbench::TableToJson(table).c_str(), stdout);
   else
     std::printf("%s: LSC table, 4 planes of 13 x 17 gains\n%s", path.c_str(), TableSummary(table).c_str());
   if (args.Has("--sim")) WriteSimRolloffFile(args.Get("--sim"), table);

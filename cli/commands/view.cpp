@@ -34,10 +34,7 @@ int Run(const std::vector<std::string>& argv) {
   const Args args("view", {{"--out-dir", OptionKind::kValue}}, argv);
   const std::string path = args.OnePositional("diagnostic dump");
   const std::string out_dir = args.Require("--out-dir");
-  const std::string content = ReadInputFile(path, "a diagnostic dump", kMaxDiagBytes);
-  mirvo::DiagnosticDump dump;
-  const mirvo::ParseResult parsed = mirvo::DiagnosticDumpParseText(content, &dump);
-  if (!parsed) throw DataError(path + ": " + parsed.reason);
+  const mirvo::DiagnosticDump dump = mirvo::workbench::LoadDiagnosticFile(path);
   // A picture's size follows the grid's longer side, not its value count: a
   // long thin grid would make a picture far larger than the dump itself.
   for (const mirvo::DiagnosticGrid& grid : dump.grids) {
@@ -45,7 +42,6 @@ int Run(const std::vector<std::string>& argv) {
       throw DataError(path + ": grid " + grid.key + " is too large to draw (at most " +
                       std::to_string(kMaxPictureCells) + " rows or columns)");
   }
-  if (dump.grids.empty() && dump.scalars.empty()) throw DataError(path + ": empty diagnostic dump");
 
   // Every picture's name is known, and checked, before the first is written.
   PictureNames names;

@@ -9,7 +9,6 @@
 #include <future>
 
 #include "base/cli_error.h"
-#include "checks/input_check.h"
 #include "pipeline/worker_pool.h"
 
 namespace mirvo_cli {
@@ -27,10 +26,11 @@ uint64_t FrameInputs::DumpBudget() {
   return bytes;
 }
 
-FrameInputs::FrameInputs(const std::vector<std::string>& paths, const RawOptions* raw, int jobs, uint64_t budget)
-    : paths_(paths), raw_frames_(raw != nullptr), raw_(raw ? *raw : RawOptions()) {
+FrameInputs::FrameInputs(const std::vector<std::string>& paths,
+                         std::shared_ptr<const mirvo::workbench::FrameInput> input, int jobs, uint64_t budget)
+    : paths_(paths), input_(std::move(input)), raw_frames_(input_->layout() != nullptr) {
   if (raw_frames_) {
-    for (const std::string& path : paths_) CheckRawFile(path, raw_);
+    for (const std::string& path : paths_) input_->Check(path);
     return;
   }
   if (paths_.size() <= budget / BytesPerDump()) {
@@ -64,25 +64,24 @@ FrameInputs::FileIdentity FrameInputs::Identify(const std::string& path) {
   return id;
 }
 
-void FrameInputs::Keep(size_t i) { LoadStatsFile(paths_[i], &loaded_[i]); }
+void FrameInputs::Keep(size_t i) { input_->ReadStats(paths_[i], &loaded_[i]); }
 
 void FrameInputs::CheckOnly(size_t i) {
   // The identity first: a change while the file is being checked then shows
   // as a mismatch when it is loaded again.
   checked_[i] = Identify(paths_[i]);
-  mirvo::Stats scratch;
-  LoadStatsFile(paths_[i], &scratch);
+  input_->Check(paths_[i]);
 }
 
 void FrameInputs::Prepare(size_t index, mirvo::Stats* stats) {
   if (raw_frames_) {
-    StatsFromRawFile(paths_[index], raw_, stats);
+    input_->ReadStats(paths_[index], stats);
   } else if (!loaded_.empty()) {
     *stats = std::move(loaded_[index]);
   } else {
     // Checked again as it is loaded; the identity after the load, so a file
     // replaced or rewritten at any time since its first check is refused.
-    LoadStatsFile(paths_[index], stats);
+    input_->ReadStats(paths_[index], stats);
     if (!(Identify(paths_[index]) == checked_[index]))
       throw DataError(paths_[index] + ": changed since it was checked at the start of the run; frame " +
                       std::to_string(index) + " and later not run");

@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "commands/raw_options.h"
 #include "core/stats.h"
+#include "workbench/inputs/frame_input.h"
 
 namespace mirvo_cli {
 
@@ -24,14 +25,14 @@ class FrameInputs {
   // Throws UsageError when it is set to anything but a number of bytes.
   static uint64_t DumpBudget();
 
-  // Statistics dumps (`raw` null) are validated on `jobs` threads now. Up
-  // to `budget` bytes of them they are kept (each file read once); beyond,
-  // only the identity of each file checked (device, inode, size, change
-  // time) is kept, and Prepare loads it again. Raw frames are checked for
-  // their size, the only way one can be wrong, and decoded later by
-  // Prepare. Throws the first failure in frame order.
-  FrameInputs(const std::vector<std::string>& paths, const RawOptions* raw, int jobs,
-              uint64_t budget = kDefaultDumpBudget);
+  // Inputs holding statistics only (dumps) are validated on `jobs` threads
+  // now. Up to `budget` bytes of them they are kept (each file read once);
+  // beyond, only the identity of each file checked (device, inode, size,
+  // change time) is kept, and Prepare loads it again. Raw frames are checked
+  // as their input checks them (their size) and decoded later by Prepare.
+  // Throws the first failure in frame order.
+  FrameInputs(const std::vector<std::string>& paths, std::shared_ptr<const mirvo::workbench::FrameInput> input,
+              int jobs, uint64_t budget = kDefaultDumpBudget);
 
   // Fills `stats` with frame `index`, once: the loaded dump, the dump loaded
   // again (checked again, and refused with DataError when the file is not
@@ -59,8 +60,8 @@ class FrameInputs {
   void CheckOnly(size_t i);
 
   std::vector<std::string> paths_;
+  std::shared_ptr<const mirvo::workbench::FrameInput> input_;
   bool raw_frames_;
-  RawOptions raw_;
   std::vector<mirvo::Stats> loaded_;
   std::vector<FileIdentity> checked_;
 };

@@ -101,6 +101,9 @@ def load_table(path: _Path) -> npt.NDArray[np.float32]:
 def save_table(path: _Path, table: npt.ArrayLike) -> None:
     """Writes float32 (4, 13, 17) as an LSC table header file (5 decimals)."""
 
+def import_table(path: _Path, ct: Optional[int] = None) -> npt.NDArray[np.float32]:
+    """Imports a JSON lens shading calibration as mirvo table --import writes it (5 decimals)."""
+
 class Core:
     """The per-frame engine: Core(tuning), set_sensor_crop, then process() per frame."""
 

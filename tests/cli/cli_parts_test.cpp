@@ -31,6 +31,7 @@
 #include "render/png_writer.h"
 #include "test_support.h"
 #include "tools/stats_text.h"
+#include "workbench/files/file_error.h"
 
 namespace {
 
@@ -295,8 +296,8 @@ TEST(FrameInputs, BeyondTheBudgetDumpsAreCheckedThenLoadedAgain) {
   for (int k = 0; k < 3; ++k) paths.push_back(dir.File("stats_00" + std::to_string(k) + ".txt"));
   paths.push_back(dir.File("stats_000.txt"));
   const uint64_t per_dump = FrameInputs::BytesPerDump();
-  FrameInputs kept(paths, nullptr, 2, 4 * per_dump);
-  FrameInputs reloaded(paths, nullptr, 2, 4 * per_dump - 1);
+  FrameInputs kept(paths, mirvo::workbench::MakeStatsDumpInput(), 2, 4 * per_dump);
+  FrameInputs reloaded(paths, mirvo::workbench::MakeStatsDumpInput(), 2, 4 * per_dump - 1);
   EXPECT_TRUE(kept.kept());
   EXPECT_FALSE(reloaded.kept());
   for (size_t i = 0; i < paths.size(); ++i) {
@@ -314,12 +315,13 @@ TEST(FrameInputs, BeyondTheBudgetDumpsAreCheckedThenLoadedAgain) {
   std::vector<std::string> with_bad = paths;
   with_bad.push_back(bad);
   for (uint64_t budget : {uint64_t{1} << 30, uint64_t{0}})
-    EXPECT_THROW(FrameInputs(with_bad, nullptr, 2, budget), DataError) << budget;
+    EXPECT_THROW(FrameInputs(with_bad, mirvo::workbench::MakeStatsDumpInput(), 2, budget), mirvo::workbench::FileError)
+        << budget;
 
   // Rewritten after the check, even with valid content: refused.
   const std::string moving = dir.File("moving.txt");
   mirvo_test::WriteFile(moving, mirvo_test::ReadFile(paths[1]));
-  FrameInputs inputs({paths[0], moving}, nullptr, 1, 0);
+  FrameInputs inputs({paths[0], moving}, mirvo::workbench::MakeStatsDumpInput(), 1, 0);
   std::filesystem::remove(moving);
   mirvo_test::WriteFile(moving, mirvo_test::ReadFile(paths[2]));
   mirvo::Stats stats;

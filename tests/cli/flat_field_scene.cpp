@@ -7,8 +7,8 @@
 #include <random>
 #include <stdexcept>
 
-#include "import/lsc_import.h"
 #include "workbench/calibration/shading_fit.h"
+#include "workbench/import/lsc_import.h"
 
 namespace mirvo_cli_test {
 namespace {
@@ -68,7 +68,7 @@ mirvo::LscTable TruthTable(const std::string& json_name, int ct) {
   const std::string path = std::string(MIRVO_TEST_DATA_DIR) + "/lsc/" + json_name;
   std::ifstream in(path);
   const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  return mirvo_cli::ImportLscJson(text, path, ct).table;
+  return mirvo::workbench::ImportLscJson(text, path, ct).table;
 }
 
 double ResidualColourShading(const mirvo::LscTable& truth, const mirvo::LscTable& applied) {

@@ -1,11 +1,15 @@
 """Every file type round-trips through the module, and a bad file is a Python
 exception naming the problem, never a hang or a crash of the library's readers."""
 
+import os
+import pathlib
+import subprocess
+
 import numpy as np
 import pytest
 
 import mirvo
-from conftest import BASE_TABLE, RAW_FRAME
+from conftest import BASE_TABLE, DATA, RAW_FRAME, without_preload
 
 
 def pack_raw10(frame):
@@ -123,3 +127,67 @@ def test_unreadable_paths_raise_os_errors(tmp_path):
         mirvo.read_raw(RAW_FRAME, 192, 128, 14, "rggb")
     with pytest.raises(OSError, match=r"LscTableSaveHeaderFile: errCode = -100 \(kFileError\)"):
         mirvo.save_table(tmp_path / "no" / "dir.h", mirvo.load_table(BASE_TABLE))
+
+
+# Bad files through both front ends: the program's line is "mirvo: PATH: REASON"
+# (exit 1), the module's exception carries the same REASON for the same PATH.
+FRONT_END_FILES = [
+    # (name, content or None for a directory / nothing, exception type)
+    ("empty", "", ValueError),
+    ("marker", TABLE.replace("/* B Gain */", "/* B gain */"), ValueError),
+    ("comma", TABLE.replace("3.99902f", "3,99902f", 1), ValueError),
+    ("oversized", TABLE + " " * (1 << 20), ValueError),
+    ("directory", None, IsADirectoryError),
+    ("missing", None, FileNotFoundError),
+]
+
+
+@pytest.mark.skipif("MIRVO_CLI" not in os.environ, reason="the mirvo program is not built")
+@pytest.mark.parametrize("name,content,error", FRONT_END_FILES, ids=[f[0] for f in FRONT_END_FILES])
+def test_program_and_module_refuse_a_file_alike(tmp_path, name, content, error):
+    path = tmp_path / name
+    if content is not None:
+        path.write_text(content)
+    elif error is IsADirectoryError:
+        path.mkdir()
+    run = subprocess.run([os.environ["MIRVO_CLI"], "table", str(path)], capture_output=True, text=True,
+                         env=without_preload())
+    assert run.returncode == 1
+    prefix = f"mirvo: {path}: "
+    assert run.stderr.startswith(prefix) and run.stderr.count("\n") == 1
+    reason = run.stderr[len(prefix):].rstrip("\n")
+    with pytest.raises(error) as err:
+        mirvo.load_table(path)
+    if isinstance(err.value, OSError):
+        assert (err.value.strerror, err.value.filename) == (reason, str(path))
+    else:
+        assert str(err.value) == f"{path}: {reason}"
+
+
+# Every real calibration at hand: the in-tree copies and the shared data sets,
+# when present (MIRVO_SHARED_DATA_DIR, default /work/shared/data).
+SHARED = pathlib.Path(os.environ.get("MIRVO_SHARED_DATA_DIR", "/work/shared/data"))
+CALIBRATIONS = sorted({*DATA.glob("lsc/*.json"), *SHARED.glob("lsc/*.json"), *SHARED.glob("more/lsc/*.json")})
+
+
+@pytest.mark.skipif("MIRVO_CLI" not in os.environ, reason="the mirvo program is not built")
+@pytest.mark.parametrize("path", CALIBRATIONS, ids=[f"{p.parent.parent.name}/{p.name}" for p in CALIBRATIONS])
+def test_import_table_is_what_the_program_imports(tmp_path, path):
+    def program(*ct):
+        out = tmp_path / "t.h"
+        run = subprocess.run([os.environ["MIRVO_CLI"], "table", "--import", str(path), *ct, "--out", str(out)],
+                             capture_output=True, text=True, env=without_preload())
+        return run, out
+
+    run, out = program()
+    if run.returncode == 2:  # several colour temperatures: between two, and below the lowest
+        assert "holds calibrations at" in run.stderr
+        with pytest.raises(ValueError, match="holds calibrations at .*; choose one with ct=K"):
+            mirvo.import_table(path)
+        for ct in (4321, 1000):
+            run, out = program("--ct", str(ct))
+            assert run.returncode == 0, run.stderr
+            np.testing.assert_array_equal(mirvo.import_table(path, ct=ct), mirvo.load_table(out))
+    else:
+        assert run.returncode == 0, run.stderr
+        np.testing.assert_array_equal(mirvo.import_table(path), mirvo.load_table(out))

@@ -5,16 +5,14 @@
 #include <vector>
 
 #include "core/lsc_table.h"
+#include "workbench/error.h"
 
-namespace mirvo_cli {
-
-// Largest JSON calibration taken (the real ones are tens of kilobytes).
-inline constexpr uint64_t kMaxJsonBytes = 4 << 20;
+namespace mirvo::workbench {
 
 // A lens shading calibration brought in from another tuning format, on the
 // 13 x 17 lattice (node (r, c) at pixel (c * W / 16, r * H / 12)).
 struct ImportedTable {
-  mirvo::LscTable table;
+  LscTable table;
   std::string layout;                    // which layout the file was read as
   std::vector<int> colour_temperatures;  // those the file holds, ascending
   std::string note;                      // how the requested colour temperature was met
@@ -29,12 +27,28 @@ struct ImportedTable {
 // kelvin, 0 = not given) chooses one or is interpolated between the two
 // around it, in reciprocal colour temperature; outside the calibrated range
 // the nearest one is taken. Every plane is normalised to a smallest gain of 1.
-// Throws DataError for a file that is not one of these layouts, UsageError
-// when a colour temperature must be chosen and was not.
+// Throws FileError (naming `name`) for a file that is not one of these
+// layouts, ColourTemperatureNeeded when one must be chosen and was not.
 ImportedTable ImportLscJson(const std::string& text, const std::string& name, int ct);
+
+// A file with several colour temperatures and none chosen: what() is
+// "NAME holds calibrations at 2850, 4000 and 6500 K"; each front end adds
+// how its user chooses one.
+struct ColourTemperatureNeeded : WorkbenchError {
+  ColourTemperatureNeeded(const std::string& name, const std::string& cts)
+      : WorkbenchError(name + " holds calibrations at " + cts) {}
+};
+
+// The file at `path`, checked (CheckInputFile's rules, kMaxJsonBytes) and
+// imported as ImportLscJson imports its text.
+ImportedTable ImportLscFile(const std::string& path, int ct);
+
+// The table as an LSC table header file holds it (gains to 5 decimals): what
+// writing it and reading it back gives.
+LscTable AsStored(const LscTable& table);
 
 // The table as JSON: {"rows": 13, "cols": 17, "planes": {"R": [[...]], "Gr": ..., "Gb": ..., "B": ...}},
 // gains rounded to 5 decimals as in the header file. ImportLscJson reads it back.
-std::string TableToJson(const mirvo::LscTable& table);
+std::string TableToJson(const LscTable& table);
 
-}  // namespace mirvo_cli
+}  // namespace mirvo::workbench

@@ -1,14 +1,16 @@
-#include "import/lsc_import.h"
+#include "workbench/import/lsc_import.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
-#include "base/cli_error.h"
+#include "io/lsc_table_file.h"
+#include "workbench/files/checked_file.h"
 
-namespace mirvo_cli {
+namespace mirvo::workbench {
 namespace {
 
 using nlohmann::json;
@@ -31,7 +33,7 @@ struct Calibration {
 class Reader {
  public:
   explicit Reader(std::string name) : name_(std::move(name)) {}
-  [[noreturn]] void Fail(const std::string& why) const { throw DataError(Printable(name_ + ": " + why)); }
+  [[noreturn]] void Fail(const std::string& why) const { throw FileError(Printable(name_), Printable(why)); }
 
   const json& Member(const json& obj, const char* key, const std::string& where) const {
     if (!obj.is_object() || !obj.contains(key)) Fail(where + ": missing \"" + key + "\"");
@@ -247,7 +249,7 @@ std::string CtList(const std::vector<int>& cts) {
   return s + " K";
 }
 
-float (&Plane(mirvo::LscTable& t, int ch))[13][17] {
+float (&Plane(LscTable& t, int ch))[13][17] {
   return ch == 0 ? t.r_gain : ch == 1 ? t.gr_gain : ch == 2 ? t.gb_gain : t.b_gain;
 }
 
@@ -280,9 +282,7 @@ ImportedTable ImportLscJson(const std::string& text, const std::string& name, in
   size_t lo = 0, hi = 0;
   double w = 0.0;
   if (cals.size() > 1) {
-    if (ct == 0)
-      throw UsageError(Printable("mirvo table: " + name + " holds calibrations at " +
-                                 CtList(result.colour_temperatures) + "; choose one with --ct K"));
+    if (ct == 0) throw ColourTemperatureNeeded(Printable(name), CtList(result.colour_temperatures));
     if (ct <= cals.front().ct) {
       lo = hi = 0;
     } else if (ct >= cals.back().ct) {
@@ -324,12 +324,12 @@ ImportedTable ImportLscJson(const std::string& text, const std::string& name, in
   return result;
 }
 
-std::string TableToJson(const mirvo::LscTable& table) {
+std::string TableToJson(const LscTable& table) {
   // Keys in the table file's order: rows, cols, then R, Gr, Gb, B.
   using ordered = nlohmann::ordered_json;
   ordered planes = ordered::object();
   const char* const names[4] = {"R", "Gr", "Gb", "B"};
-  mirvo::LscTable t = table;
+  LscTable t = table;
   for (int ch = 0; ch < 4; ++ch) {
     ordered rows = ordered::array();
     for (const auto& row : Plane(t, ch)) {
@@ -351,4 +351,16 @@ std::string TableToJson(const mirvo::LscTable& table) {
   return doc.dump() + "\n";
 }
 
-}  // namespace mirvo_cli
+ImportedTable ImportLscFile(const std::string& path, int ct) {
+  return ImportLscJson(ReadInputFile(path, "a JSON calibration", kMaxJsonBytes), path, ct);
+}
+
+LscTable AsStored(const LscTable& table) {
+  std::ostringstream text;
+  LscTableWriteText(text, table);
+  LscTable stored{};
+  LscTableParseText(text.str(), &stored);
+  return stored;
+}
+
+}  // namespace mirvo::workbench

@@ -1,7 +1,8 @@
 // Import of lens shading calibrations from JSON: the geometry of every
 // layout on the 13 x 17 lattice, colour temperature interpolation, the
 // round trip through mirvo table --json, and refusals.
-#include "import/lsc_import.h"
+#include "workbench/import/lsc_import.h"
+#include "workbench/files/file_error.h"
 
 #include <gtest/gtest.h>
 
@@ -12,11 +13,9 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "base/cli_error.h"
-
 namespace {
 
-using mirvo_cli::ImportLscJson;
+using mirvo::workbench::ImportLscJson;
 using nlohmann::json;
 
 // A surface linear in lattice units, so bilinear resampling and its straight
@@ -72,7 +71,7 @@ TEST(LscImport, EveryLayoutPutsItsSamplesWhereTheLatticeExpectsThem) {
     double luma, red, blue;  // ramp scale in each plane's log
   } cases[] = {{"cells", cells, 1, 1, 2}, {"nodes", nodes, 1, 1, 1}, {"mesh", mesh, 1, 1, 1}};
   for (const auto& c : cases) {
-    const mirvo_cli::ImportedTable t = ImportLscJson(c.doc.dump(), c.name, 0);
+    const mirvo::workbench::ImportedTable t = ImportLscJson(c.doc.dump(), c.name, 0);
     ExpectRamp(t.table.gr_gain, c.luma, std::string(c.name) + " Gr");
     ExpectRamp(t.table.gb_gain, c.luma, std::string(c.name) + " Gb");
     ExpectRamp(t.table.r_gain, c.red, std::string(c.name) + " R");
@@ -93,19 +92,19 @@ TEST(LscImport, InterpolatesBetweenColourTemperaturesInReciprocalKelvin) {
   doc["sets"] = json::array({set(6000, 2.0), set(3000, 4.0)});
   // 4000 K lies half way from 3000 K to 6000 K in 1/K (333, 250 and 167
   // per megakelvin); gains blend in log: 4^(1/2) * 2^(1/2) at the bottom row.
-  const mirvo_cli::ImportedTable t = ImportLscJson(doc.dump(), "two", 4000);
+  const mirvo::workbench::ImportedTable t = ImportLscJson(doc.dump(), "two", 4000);
   EXPECT_NEAR(t.table.r_gain[12][0], std::pow(2.0, 1.5), 1e-5);
   EXPECT_EQ(t.colour_temperatures, (std::vector<int>{3000, 6000}));
   EXPECT_NE(t.note.find("interpolated between 3000 K and 6000 K"), std::string::npos);
   EXPECT_NEAR(ImportLscJson(doc.dump(), "two", 9000).table.r_gain[12][0], 2.0, 1e-6);  // nearest
-  EXPECT_THROW(ImportLscJson(doc.dump(), "two", 0), mirvo_cli::UsageError);
+  EXPECT_THROW(ImportLscJson(doc.dump(), "two", 0), mirvo::workbench::ColourTemperatureNeeded);
 }
 
 TEST(LscImport, ReadsBackWhatTableJsonPrintsAndTheRealCalibrations) {
   std::ifstream in(std::string(MIRVO_TEST_DATA_DIR) + "/lsc/rpi_vc4_ov5647.json");
   const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   const mirvo::LscTable real = ImportLscJson(text, "ov5647", 3000).table;
-  const mirvo::LscTable back = ImportLscJson(mirvo_cli::TableToJson(real), "json", 0).table;
+  const mirvo::LscTable back = ImportLscJson(mirvo::workbench::TableToJson(real), "json", 0).table;
   const float* a = &real.r_gain[0][0];
   const float* b = &back.r_gain[0][0];
   for (int i = 0; i < 884; ++i) EXPECT_NEAR(a[i], b[i], 1e-5f) << i;
@@ -131,7 +130,7 @@ TEST(LscImport, RefusesWhatIsNotACalibration) {
     try {
       ImportLscJson(c.text, "f.json", 0);
       ADD_FAILURE() << c.text;
-    } catch (const mirvo_cli::DataError& e) {
+    } catch (const mirvo::workbench::FileError& e) {
       EXPECT_NE(std::string(e.what()).find(c.message), std::string::npos) << e.what();
       EXPECT_EQ(std::string(e.what()).rfind("f.json: ", 0), 0u) << e.what();
     }
