@@ -22,9 +22,7 @@ set(MIRVO_PUBLIC_HEADERS
   core/mirvo_state.h
   core/parse_result.h
   core/rgbg.h
-  core/simd4.h
   core/stats.h
-  engine/edge_kernels.h
   engine/log_stats.h
   engine/mirvo_hybrid.h
   io/learned_profile_file.h
@@ -73,6 +71,28 @@ install(FILES
   ${PROJECT_BINARY_DIR}/mirvoConfigVersion.cmake
   ${PROJECT_SOURCE_DIR}/cmake/FindAndroidLog.cmake
   DESTINATION ${MIRVO_CMAKE_DIR} COMPONENT mirvo_development)
+
+# The workstation library, its own component and exported target
+# (mirvo::mirvo_workbench in mirvoWorkbenchTargets.cmake, loaded by the
+# package when installed). It links the device library's internal build, so
+# that static archive goes with it.
+if(TARGET mirvo_workbench)
+  file(GLOB_RECURSE _mirvo_workbench_headers RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/workbench/*.h)
+  foreach(header ${_mirvo_workbench_headers} io/override_map.h)
+    get_filename_component(dir ${header} DIRECTORY)
+    install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${MIRVO_INCLUDE_DIR}/${dir} COMPONENT mirvo_workbench)
+  endforeach()
+  target_include_directories(mirvo_workbench INTERFACE
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}> $<INSTALL_INTERFACE:${MIRVO_INCLUDE_DIR}>)
+  set(_mirvo_workbench_targets mirvo_workbench)
+  get_target_property(_mirvo_internal_type mirvo_core_internal TYPE)
+  if(_mirvo_internal_type STREQUAL "STATIC_LIBRARY")
+    list(APPEND _mirvo_workbench_targets mirvo_core_internal)
+  endif()
+  install(TARGETS ${_mirvo_workbench_targets} EXPORT mirvoWorkbenchTargets
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT mirvo_workbench)
+  install(EXPORT mirvoWorkbenchTargets NAMESPACE mirvo:: DESTINATION ${MIRVO_CMAKE_DIR} COMPONENT mirvo_workbench)
+endif()
 
 # pkg-config: paths relative to the .pc file, so the prefix can be chosen at
 # install time (cmake --install --prefix) or moved afterwards.

@@ -9,13 +9,15 @@
 #include "core/mirvo_params.h"
 #include "core/mirvo_state.h"
 #include "core/stats.h"
-#include "engine/edge_kernels.h"
 #include "engine/log_stats.h"
 #include "resample/lsc_gain.h"
 
 namespace mirvo {
 
 namespace internal {
+// The fit's sums, defined with the vector kernels (engine/edge_kernels.h),
+// which stay out of the installed interface.
+struct FitSums;
 // u and v of one lattice node side by side: the two integrations run in the
 // lanes of one small vector, each lane with exactly the scalar arithmetic.
 typedef float FloatPair __attribute__((vector_size(2 * sizeof(float))));

@@ -1,3 +1,4 @@
+#include "engine/edge_kernels.h"
 #include "engine/gradient_steps.h"
 #include "engine/mirvo_hybrid.h"
 

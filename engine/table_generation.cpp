@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/log_tag.h"
+#include "engine/edge_kernels.h"
 #include "engine/gradient_steps.h"
 #include "engine/grid_kernels.h"
 #include "engine/mirvo_hybrid.h"

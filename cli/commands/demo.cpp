@@ -59,18 +59,15 @@ int Run(const std::vector<std::string>& argv) {
   options.out_dir = args.Get("--out-dir", "mirvo-demo");
   options.debug = args.Has("--debug");
   options.png = !args.Has("--no-png");
+  options.summary = true;
+  options.demo_files = true;
+  options.save_raw = save_raw;
 
   const DemoCamera camera;
   const mirvo::MirvoParams& params = mirvo::DefaultMirvoParams();
   const DemoLens lens(params.learned_tint_profile, static_cast<double>(camera.height) / camera.width);
   const LensGains gains = ComputeLensGains(camera, lens);
-  std::vector<std::string> outputs = SessionOutputPaths(options, static_cast<size_t>(frames));
-  outputs.push_back(options.out_dir + "/base.h");
-  for (int k = 0; k < frames; ++k) {
-    outputs.push_back(FramePath(options.out_dir, "stats", k, ".txt"));
-    if (save_raw) outputs.push_back(FramePath(options.out_dir, "frame", k, ".raw"));
-  }
-  CheckOutputPlan({}, outputs);
+  CheckOutputPlan({}, SessionOutputPaths(options, static_cast<size_t>(frames)));
   MakeDirectories(options.out_dir);
   // The engine gets the base table as stored (5 decimals), so that mirvo run
   // on the written files reproduces the demo's tables exactly.
@@ -84,25 +81,18 @@ int Run(const std::vector<std::string>& argv) {
   FrameSource source(
       static_cast<size_t>(frames),
       [&](size_t k, mirvo::Stats* stats) {
-        DemoFrame frame = RenderDemoFrame(camera, gains, static_cast<int>(k));
-        if (save_raw) {
-          const std::vector<uint16_t> mosaic = Mosaic(frame);
+        const DemoFrame frame = RenderDemoFrame(camera, gains, static_cast<int>(k));
+        const std::vector<uint16_t> mosaic = Mosaic(frame);
+        if (save_raw)
           WriteFileAtomically(FramePath(options.out_dir, "frame", static_cast<int>(k), ".raw"),
                               std::string(reinterpret_cast<const char*>(mosaic.data()), mosaic.size() * 2));
-        }
-        // The statistics builder reads the planes in place; they stay ours.
+        // Split as a raw file of the frame would be, so the statistics are
+        // those mirvo stats gives for the saved frame.
         mirvo::BayerRaw raw;
-        raw.half_width_ = frame.half_width;
-        raw.half_height_ = frame.half_height;
-        raw.bit_depth_ = camera.bits;
-        raw.plane_r_ = frame.r.data();
-        raw.plane_gr_ = frame.gr.data();
-        raw.plane_gb_ = frame.gb.data();
-        raw.plane_b_ = frame.b.data();
+        raw.SplitFrame(mosaic.data(), 2 * frame.half_width, 2 * frame.half_height, camera.bits, "RGGB");
         const uint16_t black = static_cast<uint16_t>(camera.black_level << (14 - camera.bits));
         const uint16_t levels[4] = {black, black, black, black};
         stats->CreateFromRaw(raw, levels, 32, 24);
-        raw.plane_r_ = raw.plane_gr_ = raw.plane_gb_ = raw.plane_b_ = nullptr;
         WriteStatsDump(FramePath(options.out_dir, "stats", static_cast<int>(k), ".txt"), *stats);
       },
       FrameSource::DefaultWorkers(), 4);

@@ -80,12 +80,14 @@ int Run(const std::vector<std::string>& argv) {
     for (const char* name : {"--width", "--height", "--bits", "--pattern", "--mipi", "--black-level", "--grid"})
       if (args.Has(name)) args.Fail(std::string(name) + " applies to --raw frames only");
   }
+  if (args.Has("--summary") && args.Has("--no-summary")) args.Fail("give --summary or --no-summary, not both");
   const std::string base_path = args.Require("--base");
   SessionOptions options;
   options.out_dir = args.Require("--out-dir");
   options.debug = args.Has("--debug");
   options.png = args.Has("--png");
   options.guard = args.Has("--guard");
+  options.summary = !args.Has("--no-summary");
   options.override_path = args.Get("--override");
   if (args.Has("--crop")) {
     options.has_crop = true;
@@ -116,9 +118,8 @@ int Run(const std::vector<std::string>& argv) {
   FrameSource source(
       frames.size(), [&](size_t i, mirvo::Stats* stats) { frame_inputs.Prepare(i, stats); }, jobs,
       static_cast<size_t>(jobs) * 2 + 2);
-  if (args.Has("--summary") && args.Has("--no-summary")) args.Fail("give --summary or --no-summary, not both");
   std::unique_ptr<RunSummary> summary;
-  if (!args.Has("--no-summary"))
+  if (options.summary)
     summary = std::make_unique<RunSummary>(MakeRunRecord("run", use_raw ? "raw" : "stats", frames, base_path,
                                                          args.Get("--tuning"), options, params->tuning));
   Progress progress(static_cast<int>(frames.size()));

@@ -69,6 +69,15 @@ std::vector<std::string> SessionOutputPaths(const SessionOptions& options, size_
       paths.push_back(FramePath(options.out_dir, "tint", frame, ".png"));
       paths.push_back(FramePath(options.out_dir, "table", frame, ".png"));
     }
+    if (options.demo_files) {
+      paths.push_back(FramePath(options.out_dir, "stats", frame, ".txt"));
+      if (options.save_raw) paths.push_back(FramePath(options.out_dir, "frame", frame, ".raw"));
+    }
+  }
+  if (options.demo_files) paths.push_back(options.out_dir + "/base.h");
+  if (options.summary) {
+    paths.push_back(SummaryJsonPath(options.out_dir));
+    paths.push_back(SummaryCsvPath(options.out_dir));
   }
   return paths;
 }

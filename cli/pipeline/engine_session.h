@@ -21,6 +21,11 @@ struct SessionOptions {
   mirvo::CropInfo crop;
   std::string override_path;  // empty: none; checked by the caller (CheckOverrideFile)
   bool guard = false;         // drive the engine through mirvo::GuardedCore
+  bool summary = false;       // the run writes summary.json and summary.csv at its end
+  // The demo's own files: base.h and per frame stats_kkk.txt, and with
+  // `save_raw` frame_kkk.raw.
+  bool demo_files = false;
+  bool save_raw = false;
 };
 
 // One Core driven over a sequence of frames exactly as the camera stack
@@ -57,8 +62,13 @@ class EngineSession {
   mirvo::LscTable output_{};
 };
 
-// Every file a session writes over `frames` frames, as RunFrame names them.
+// Every file a run or demo writes over `frames` frames: the one list its
+// output plan is checked against before the first output is replaced.
 std::vector<std::string> SessionOutputPaths(const SessionOptions& options, size_t frames);
+
+// The run summary's two files in `dir`.
+inline std::string SummaryJsonPath(const std::string& dir) { return dir + "/summary.json"; }
+inline std::string SummaryCsvPath(const std::string& dir) { return dir + "/summary.csv"; }
 
 // Cells of the grid with a zero count in some channel.
 int CountZeroCountCells(const mirvo::Stats& stats);

@@ -181,8 +181,8 @@ void RunSummary::Write(const std::string& dir) {
   data_.run.seconds_total = seconds;
   data_.run.seconds_per_frame = data_.frames.empty() ? 0.0 : seconds / static_cast<double>(data_.frames.size());
   const RunSummaryData data = Data();
-  WriteFileAtomically(dir + "/summary.json", SummaryJson(data));
-  WriteFileAtomically(dir + "/summary.csv", SummaryCsv(data));
+  WriteFileAtomically(SummaryJsonPath(dir), SummaryJson(data));
+  WriteFileAtomically(SummaryCsvPath(dir), SummaryCsv(data));
 }
 
 }  // namespace mirvo_cli

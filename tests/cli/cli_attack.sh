@@ -348,6 +348,16 @@ case $CLASS in
     mkdir -p "$N/table_000.h"
     expect_error 1 "$N/table_000.h: is a directory, cannot write a file there" \
       run --base "$IN/base.h" --stats "$IN/stats_000.txt" --out-dir "$N"
+    # The summaries are outputs like the tables: refused before the first table.
+    N=$T/taken_summary
+    for summary in summary.json summary.csv; do
+      rm -rf "$N" && mkdir -p "$N/$summary"
+      expect_error 1 "$N/$summary: is a directory, cannot write a file there" \
+        run --base "$IN/base.h" --stats "$IN/stats_000.txt" --out-dir "$N"
+      [ ! -e "$N/table_000.h" ] || fail "run wrote a table beside the directory $N/$summary"
+      expect_error 1 "$N/$summary: is a directory, cannot write a file there" demo --frames 1 --out-dir "$N"
+      [ ! -e "$N/base.h" ] || fail "demo wrote beside the directory $N/$summary"
+    done
     ;;
 
   unwritable)
@@ -415,7 +425,7 @@ case $CLASS in
         fifo) text="a FIFO" ;;
         device) text="a character device" ;;
       esac
-      for role in run_table run_diag run_png stats_out stats_mean table_sim table_png view demo calibrate_out \
+      for role in run_table run_diag run_png run_summary stats_out stats_mean table_sim table_png view demo calibrate_out \
         calibrate_png learn_out import_out report; do
         rm -rf "$S" && mkdir -p "$S"
         beside=""
@@ -423,6 +433,7 @@ case $CLASS in
           run_table) name=table_000.h ;;
           run_diag) name=diag_000.txt ;;
           run_png) name=tint_000.png ;;
+          run_summary) name=summary.csv ;;
           stats_out) name=s.txt ;;
           stats_mean) name=m.raw ;;
           table_sim) name=t.sim ;;
@@ -487,6 +498,8 @@ case $CLASS in
     cp "$IN/stats_000.txt" "$D/table_001.h"
     cp "$O/diag_000.txt" "$D/diag_000.txt"
     cp "$IN/raw_000.raw" "$D/r.raw"
+    cp "$IN/base.h" "$D/summary.json"
+    cp "$IN/stats_000.txt" "$D/summary.csv"
     ln "$D/table_000.h" "$D/hard.h"
     ln -s "$D/table_000.h" "$D/soft.h"
     ln -s "$D" "$T/alias"
@@ -499,6 +512,11 @@ case $CLASS in
     }
     RUN=(--stats "$IN/stats_000.txt" --out-dir "$D")
     same "$D/table_000.h: is also the input $D/table_000.h" run --base "$D/table_000.h" "${RUN[@]}"
+    # The summaries are in the plan too: an input there is never overwritten.
+    same "$D/summary.json: is also the input $D/summary.json" \
+      run --base "$D/summary.json" --stats "$IN/stats_000.txt" --out-dir "$D" --no-sync
+    same "$D/summary.csv: is also the input $D/summary.csv" \
+      run --base "$IN/base.h" --stats "$D/summary.csv" --out-dir "$D"
     same "$D/table_000.h: is also the input $D/hard.h" run --base "$D/hard.h" "${RUN[@]}"
     same "$D/table_000.h: is also the input $D/soft.h" run --base "$D/soft.h" "${RUN[@]}"
     same "$T/alias/table_000.h: is also the input $D/table_000.h" \

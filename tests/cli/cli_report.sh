@@ -30,6 +30,7 @@ run_mirvo run --base "$I/base.h" --stats "$I/stats_000.txt" --no-summary --no-sy
 expect_error 1 "$T/n/summary.json: " report "$T/n"
 expect_error 2 "give --summary or --no-summary" run --base "$I/base.h" --stats "$I/stats_000.txt" --summary \
   --no-summary --out-dir "$T/x"
+[ ! -e "$T/x" ] || fail "run --summary --no-summary created its output folder"
 expect_error 2 "give exactly one run directory" report
 
 # A bad summary: one line naming it, and the earlier report stays as it was.
