@@ -100,18 +100,18 @@ def _sequences(corpus):
     return found
 
 
-def _run_args(name, desc, base, tuning, guard, out):
+def _run_args(desc, base, tuning, guard, out):
     """The options of `mirvo run` for one sequence (all but the run's own paths as given)."""
     frames = desc["frames"]
     if not frames:
-        raise SequenceError(f"{name}: no frames (*.txt, *.raw or *.dng)")
+        raise SequenceError("no frames (*.txt, *.raw or *.dng)")
     kinds = {FRAME_KINDS.get(Path(f).suffix.lower()) for f in frames}
     if len(kinds) != 1 or None in kinds:
-        raise SequenceError(f"{name}: frames of several kinds or unknown kind: {sorted(map(str, kinds))}")
+        raise SequenceError(f"frames of several kinds or unknown kind: {sorted(map(str, kinds))}")
     kind = kinds.pop()
     base = base or desc.get("base")
     if not base:
-        raise SequenceError(f"{name}: no base table (give base= or name one in {DESCRIPTION_NAME})")
+        raise SequenceError(f"no base table (give base= or name one in {DESCRIPTION_NAME})")
     args = ["--base", base]
     tuning = tuning or desc.get("tuning")
     if tuning:
@@ -121,7 +121,7 @@ def _run_args(name, desc, base, tuning, guard, out):
     elif kind == "raw":
         missing = [k for k in ("width", "height", "bits", "pattern") if k not in desc]
         if missing:
-            raise SequenceError(f"{name}: raw frames need {', '.join(missing)} in {DESCRIPTION_NAME}")
+            raise SequenceError(f"raw frames need {', '.join(missing)} in {DESCRIPTION_NAME}")
         args += ["--raw", *frames, "--width", str(desc["width"]), "--height", str(desc["height"])]
         args += ["--bits", str(desc["bits"]), "--pattern", str(desc["pattern"])]
         if desc.get("mipi"):
@@ -132,7 +132,7 @@ def _run_args(name, desc, base, tuning, guard, out):
             args += ["--black-level", ",".join(str(v) for v in levels)]
     else:
         # DNG sequences: the one place to route them to the program's DNG input.
-        raise SequenceError(f"{name}: DNG sequences are not supported by this build's run yet")
+        raise SequenceError("DNG sequences are not supported by this build's run yet")
     if "crop" in desc:
         args += ["--crop", ",".join(str(v) for v in desc["crop"])]
     if guard:
@@ -171,13 +171,11 @@ def _row_from_summary(name, out):
     }
 
 
-def _sequence_task(name, args, out, fingerprint, problem=None):
+def _sequence_task(name, args, out, fingerprint):
     """One sequence on one worker: `mirvo run` in process, then its row."""
     start = time.perf_counter()
     try:
         Path(out).mkdir(parents=True, exist_ok=True)
-        if problem:
-            raise SequenceError(problem)
         _mirvo._run_sequence(args)
         row = _row_from_summary(name, out)
     except Exception as e:  # every failure is the sequence's row, never the corpus's end
@@ -248,16 +246,17 @@ def run(corpus, out_dir, tuning=None, base=None, guard=False, client=None, progr
         try:
             if isinstance(desc, SequenceError):
                 raise desc
-            args = _run_args(name, desc, base, tuning, guard, out)
-            problem = None
+            args = _run_args(desc, base, tuning, guard, out)
         except SequenceError as e:
-            args, problem = [str(out)], str(e)
+            # Found again on every call (no run, nothing to resume), so a fixed description counts at once.
+            rows[name] = dict(dict.fromkeys(COLUMNS), sequence=name, status="failed", error=str(e))
+            continue
         fp = _fingerprint(args)
         done = _finished_row(out, fp)
         if done is not None:
             rows[name] = done
         else:
-            todo.append((name, args, str(out), fp, problem))
+            todo.append((name, args, str(out), fp))
 
     if todo and client is not None:
         import distributed
