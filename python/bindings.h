@@ -18,6 +18,8 @@ void BindCore(py::module_& m);
 void BindCalibration(py::module_& m);
 void BindDng(py::module_& m);
 void BindRender(py::module_& m);
+// Only when the program's library is built: the corpus tasks' run.
+void BindSequenceRun(py::module_& m);
 
 // A path argument: str or any os.PathLike. ValueError for a NUL byte, which
 // the system call would take as the end of the name.

@@ -26,7 +26,7 @@ void RaiseFileFailure(const char* operation, int code, const std::string& path) 
 
 }  // namespace mirvo_py
 
-PYBIND11_MODULE(mirvo, m) {
+PYBIND11_MODULE(_mirvo, m) {
   m.doc() =
       "Dynamic lens shading correction with NumPy arrays.\n\n"
       "The same engine and file formats as libmirvo_core, bit for bit: tuning records, statistics, LSC tables\n"
@@ -39,4 +39,7 @@ PYBIND11_MODULE(mirvo, m) {
   mirvo_py::BindCalibration(m);
   mirvo_py::BindDng(m);
   mirvo_py::BindRender(m);
+#ifdef MIRVO_PY_SEQUENCE_RUN
+  mirvo_py::BindSequenceRun(m);
+#endif
 }

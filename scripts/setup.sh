@@ -12,7 +12,8 @@ if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
 HOST_PKGS=(cmake ninja-build g++ libgtest-dev libbenchmark-dev libpng-dev libjpeg-dev android-liblog-dev
            clang-14 libclang-rt-14-dev clang-format-14 valgrind
            nlohmann-json3-dev pybind11-dev python3-dev python3-pybind11 python3-numpy python3-pytest
-           python3-matplotlib gcovr chromium pkg-config libraw-dev
+           python3-matplotlib mypy python3-dask python3-distributed
+           python3-venv python3-setuptools python3-wheel gcovr chromium pkg-config libraw-dev
            golang-go golang-android-soong-dev golang-github-google-blueprint-dev golang-goprotobuf-dev
            blueprint-tools)
 # darktable-cli, the independent raw developer that must apply the GainMaps we write.

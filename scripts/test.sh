@@ -2,15 +2,15 @@
 # Sets everything up and runs the whole test suite: natively on x86-64 (plus a
 # benchmark smoke run), cross-built for AArch64 under qemu, with ASan + UBSan,
 # the command-line scenarios under valgrind, every fuzz target briefly,
-# the installed library used as a HAL project would, the Android.bp check
-# (paths, and Android 11's own Soong code reading it), and line and branch
-# coverage (gated).
+# the installed library used as a HAL project would, the Python package
+# installed by pip, the Android.bp check (paths, and Android 11's own Soong
+# code reading it), and line and branch coverage (gated).
 # Pass steps to run a subset: scripts/test.sh host asan
-#   (host install android-bp arm64 asan valgrind fuzz coverage)
+#   (host install pip android-bp arm64 asan valgrind fuzz coverage)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 steps=("$@")
-[ "${#steps[@]}" -gt 0 ] || steps=(host install android-bp arm64 asan valgrind fuzz coverage)
+[ "${#steps[@]}" -gt 0 ] || steps=(host install pip android-bp arm64 asan valgrind fuzz coverage)
 scripts/setup.sh
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
@@ -21,6 +21,10 @@ for s in "${steps[@]}"; do
     install)
       echo "=== install: the installed library used from examples/hal_loop"
       scripts/install_check.sh
+      ;;
+    pip)
+      echo "=== pip: pip install . in a fresh venv, offline, imported from outside the tree"
+      scripts/pip_check.sh
       ;;
     android-bp)
       echo "=== android-bp: Android.bp lists every source; the Android 11 build system's own code reads it"

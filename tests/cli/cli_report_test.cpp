@@ -17,6 +17,7 @@
 #include "render/colormap.h"
 #include "render/heatmap.h"
 #include "report/base64.h"
+#include "report/corpus_index.h"
 #include "report/report_page.h"
 #include "report/summary_format.h"
 #include "report/svg_plot.h"
@@ -254,6 +255,28 @@ TEST(SummaryFormat, RefusesBadSummariesNamingTheProblem) {
       ADD_FAILURE() << "accepted: " << c.message;
     } catch (const DataError& e) {
       EXPECT_EQ(std::string(e.what()).rfind("d/summary.json: ", 0), 0u) << e.what();
+      EXPECT_NE(std::string(e.what()).find(c.message), std::string::npos) << e.what();
+    }
+  }
+}
+
+TEST(CorpusIndex, RefusesBadCorpusSummariesNamingTheProblem) {
+  const struct {
+    const char* text;
+    const char* message;
+  } cases[] = {
+      {"[]", "not a corpus summary"},
+      {R"({"sequences": [{"sequence": "a"}]})", "a row without 'sequence' and 'status'"},
+      {R"({"sequences": [{"sequence": "../a", "status": "ok"}]})", "'../a' is not a sequence folder name"},
+      {R"({"sequences": [{"sequence": "a", "status": "ok", "frames": 1e12}]})", "a frame count out of range"},
+      {R"({"sequences": [{"sequence": "a", "status": "ok", "prj_u": "x"}]})", "'prj_u' is not a number"},
+  };
+  for (const auto& c : cases) {
+    try {
+      ParseCorpusSummary(c.text, "d/corpus_summary.json");
+      ADD_FAILURE() << "accepted: " << c.message;
+    } catch (const DataError& e) {
+      EXPECT_EQ(std::string(e.what()).rfind("d/corpus_summary.json: ", 0), 0u) << e.what();
       EXPECT_NE(std::string(e.what()).find(c.message), std::string::npos) << e.what();
     }
   }

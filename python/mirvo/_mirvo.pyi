@@ -1,4 +1,4 @@
-"""Dynamic lens shading correction with NumPy arrays (type stubs of the compiled module)."""
+"""Type stubs of the compiled extension mirvo._mirvo; `mirvo` re-exports all of it."""
 
 from os import PathLike
 from typing import Optional, Sequence, Tuple, Union

@@ -1,0 +1,13 @@
+#include "commands/in_process.h"
+
+#include "base/cli_error.h"
+#include "commands/commands.h"
+
+namespace mirvo_cli {
+
+void RunInProcess(const std::vector<std::string>& args) {
+  const int status = kCommandRun.run(args);
+  if (status != kExitOk) throw DataError("mirvo run: ended with status " + std::to_string(status));
+}
+
+}  // namespace mirvo_cli
