@@ -1,6 +1,5 @@
 #include "pipeline/preview_pairs.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <nlohmann/json.hpp>
@@ -43,7 +42,6 @@ bool LoadDngPreviewFrame(const std::string& path, PreviewFrame* frame, mirvo::Ls
   const float scale = static_cast<float>(1 << (14 - f.bit_depth));
   const uint16_t* bl = f.stats_black;
   frame->planes = mirvo::workbench::PlanesOf(frame->raw, {bl[3] / scale, bl[1] / scale, bl[2] / scale, bl[0] / scale});
-  frame->planes.white = std::min(frame->planes.white, static_cast<float>(f.white_level >> f.shift));
   if (f.has_neutral)
     frame->neutral =
         std::array<float, 3>{static_cast<float>(f.as_shot_neutral[0]), static_cast<float>(f.as_shot_neutral[1]),
