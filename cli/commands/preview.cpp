@@ -91,6 +91,7 @@ int Run(const std::vector<std::string>& argv) {
 
 }  // namespace
 
-const Command kCommandPreview = {"preview", "render one raw frame as a picture, with or without a table", kHelp, Run};
+const Command kCommandPreview = {"preview", "render one raw frame or DNG as a picture, with or without a table", kHelp,
+                                 Run};
 
 }  // namespace mirvo_cli
