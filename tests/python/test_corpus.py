@@ -140,6 +140,16 @@ def test_corpus_on_a_cluster_is_the_programs_run(tmp_path):
         assert (row["status"], row["frames"], row["guarded_frames"], row["prj_u"], row["prj_v"]) == (
             "ok", len(frames), 0, last["prj_u"], last["prj_v"])
 
+    # Without a base, a DNG sequence takes each frame's GainMap, as the program does.
+    frames = reference["h_dng"][0]
+    [row] = mirvo.corpus.run({"own": frames}, tmp_path / "own")
+    ran = subprocess.run([os.environ["MIRVO_CLI"], "run", "--dng", *frames, "--out-dir", str(tmp_path / "own_ref")],
+                         capture_output=True, text=True, env=without_preload())
+    assert row["status"] == "ok" and ran.returncode == 0, (row, ran.stderr)
+    for k in range(len(frames)):
+        name = f"table_{k:03d}.h"
+        assert (tmp_path / "own" / "own" / name).read_bytes() == (tmp_path / "own_ref" / name).read_bytes()
+
     # The rerun finds every sequence done: the same rows, no file touched.
     assert again == rows
     assert {p: p.stat().st_mtime_ns for p in marks} == marks
