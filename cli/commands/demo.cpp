@@ -118,7 +118,7 @@ int Run(const std::vector<std::string>& argv) {
   }
   summary.Write(options.out_dir);
   if (options.png)
-    WritePreviewPairs(options.out_dir, summary.Data(), base,
+    WritePreviewPairs(options.out_dir, summary.Data(), {base},
                       [&](int k, PreviewFrame* frame) { LoadDemoPreviewFrame(camera, gains, k, frame); });
   std::printf("residual colour shading: before %.2f%%, after %.2f%%\n", before, after);
   return kExitOk;

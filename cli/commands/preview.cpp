@@ -4,8 +4,10 @@
 #include "checks/input_check.h"
 #include "commands/args.h"
 #include "commands/commands.h"
+#include "commands/dng_input.h"
 #include "commands/raw_options.h"
 #include "files/output_plan.h"
+#include "pipeline/preview_pairs.h"
 #include "render/preview_pictures.h"
 #include "workbench/error.h"
 #include "workbench/preview/preview_render.h"
@@ -15,8 +17,9 @@ namespace mirvo_cli {
 namespace {
 
 const char kHelp[] =
-    "usage: mirvo preview --raw FILE --width W --height H --bits B --pattern P [--mipi]\n"
-    "                     [--black-level a,b,c,d] [--table T.h] [--out-width PX] --out IMG\n"
+    "usage: mirvo preview (--raw FILE --width W --height H --bits B --pattern P [--mipi]\n"
+    "                      [--black-level a,b,c,d] | --dng FILE)\n"
+    "                     [--table T.h] [--out-width PX] --out IMG\n"
     "\n"
     "Renders one raw frame as a person would look at it: one pixel per Bayer quad,\n"
     "black removed, each channel multiplied by the table's gains (interpolated from\n"
@@ -26,6 +29,9 @@ const char kHelp[] =
     "colour shading left in the frame (RMS of log R/G and log B/G over the grey cells).\n"
     "\n"
     "  --raw FILE         raw frame, unpacked 16-bit little-endian or, with --mipi, RAW10\n"
+    "  --dng FILE         a Bayer DNG: frame, levels and white balance (its as-shot\n"
+    "                     neutral) from the file; without --table its own GainMaps,\n"
+    "                     as the ISP applied them (none: no correction)\n"
     "  --width W, --height H  frame size in pixels (even)\n"
     "  --bits B           bits per sample, 1 to 14\n"
     "  --pattern P        RGGB, GRBG, BGGR or GBRG\n"
@@ -36,14 +42,21 @@ const char kHelp[] =
 
 int Run(const std::vector<std::string>& argv) {
   std::vector<OptionSpec> specs = {{"--raw", OptionKind::kValue},
+                                   {"--dng", OptionKind::kValue},
                                    {"--table", OptionKind::kValue},
                                    {"--out-width", OptionKind::kValue},
                                    {"--out", OptionKind::kValue}};
   AddRawOptionSpecs(&specs);
   const Args args("preview", specs, argv);
   args.RejectPositional();
-  const std::string raw_path = args.Require("--raw");
-  const RawOptions raw = ParseRawOptions(args);
+  const bool use_dng = args.Has("--dng");
+  if (use_dng == args.Has("--raw")) args.Fail("give one of --raw FILE or --dng FILE");
+  RawOptions raw;
+  if (use_dng)
+    RejectGeometryWithDng(args);
+  else
+    raw = ParseRawOptions(args);
+  const std::string raw_path = args.Require(use_dng ? "--dng" : "--raw");
   const int out_width = static_cast<int>(args.GetInt("--out-width", 0, 1, 65536));
   const std::string out = args.Require("--out");
   std::vector<std::string> inputs = {raw_path};
@@ -53,12 +66,18 @@ int Run(const std::vector<std::string>& argv) {
   mirvo::LscTable table = {};
   const bool has_table = args.Has("--table");
   if (has_table) table = LoadTableFile(args.Get("--table"));
-  mirvo::BayerRaw frame;
-  ReadRawFrame(raw_path, raw, &frame);
-  const mirvo::workbench::BayerPlanes planes = RawPlanes(frame, raw);
-  const mirvo::LscTable* t = has_table ? &table : nullptr;
+  PreviewFrame frame;
+  bool has_gain_map = false;
+  if (use_dng)
+    has_gain_map = LoadDngPreviewFrame(raw_path, &frame, has_table ? nullptr : &table);
+  else
+    LoadRawPreviewFrame(raw_path, raw, &frame);
+  const mirvo::workbench::BayerPlanes& planes = frame.planes;
+  const mirvo::LscTable* t = has_table || has_gain_map ? &table : nullptr;
   try {
-    const mirvo::workbench::PreviewLook look = mirvo::workbench::ChooseLook(planes, t);
+    mirvo::workbench::LookOptions options;
+    options.as_shot_neutral = frame.neutral;
+    const mirvo::workbench::PreviewLook look = mirvo::workbench::ChooseLook(planes, t, options);
     const mirvo::workbench::RgbImage picture = mirvo::workbench::RenderPreview(planes, t, look, out_width);
     WritePicture(picture, out);
     const mirvo::workbench::ResidualShading residual = mirvo::workbench::MeasureResidual(planes, t);
@@ -72,6 +91,7 @@ int Run(const std::vector<std::string>& argv) {
 
 }  // namespace
 
-const Command kCommandPreview = {"preview", "render one raw frame as a picture, with or without a table", kHelp, Run};
+const Command kCommandPreview = {"preview", "render one raw frame or DNG as a picture, with or without a table", kHelp,
+                                 Run};
 
 }  // namespace mirvo_cli

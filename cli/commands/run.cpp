@@ -61,9 +61,11 @@ const char kHelp[] =
     "  --summary          write DIR/summary.json and DIR/summary.csv, the per-frame\n"
     "                     records of the run (default; mirvo report DIR draws them)\n"
     "  --no-summary       do not write them\n"
-    "  --preview          with --raw: also keep DIR/preview/, the frames the summary\n"
-    "                     keeps rendered before (base table) and after (output table)\n"
-    "                     with the colour shading left in each; mirvo report shows them\n"
+    "  --preview          with --raw or --dng: also keep DIR/preview/, the frames the\n"
+    "                     summary keeps rendered before (base table: with --dng and no\n"
+    "                     --base, the frame's GainMaps) and after (output table) with the\n"
+    "                     colour shading left in each (DNG: white balance from the\n"
+    "                     file's as-shot neutral); mirvo report shows them\n"
     "  --jobs N           threads decoding frames ahead (default: one per core)\n"
     "  --no-sync          do not wait for each output to reach the disk (faster)\n"
     "\n"
@@ -88,7 +90,6 @@ int Run(const std::vector<std::string>& argv) {
   if (use_dng) {
     RejectGeometryWithDng(args);
     if (args.Has("--grid")) args.Fail("--grid cannot go with --dng: the engine takes only 32x24 statistics");
-    if (args.Has("--preview")) args.Fail("--preview applies to --raw frames only");
   } else if (use_raw) {
     raw = ParseRawOptions(args);
     if (raw.grid_cols != 32 || raw.grid_rows != 24) args.Fail("--grid: the engine takes only 32x24 statistics");
@@ -177,8 +178,11 @@ int Run(const std::vector<std::string>& argv) {
   outputs.Finish();
   if (summary) summary->Write(options.out_dir);
   if (summary && args.Has("--preview"))
-    WritePreviewPairs(options.out_dir, summary->Data(), bases[0], [&](int k, PreviewFrame* frame) {
-      LoadRawPreviewFrame(frames[static_cast<size_t>(k)], raw, frame);
+    WritePreviewPairs(options.out_dir, summary->Data(), bases, [&](int k, PreviewFrame* frame) {
+      if (use_dng)
+        LoadDngPreviewFrame(frames[static_cast<size_t>(k)], frame);
+      else
+        LoadRawPreviewFrame(frames[static_cast<size_t>(k)], raw, frame);
     });
   progress.Clear();
   std::printf("%zu frame%s, ", frames.size(), frames.size() == 1 ? "" : "s");

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/cli_error.h"
+#include "commands/dng_input.h"
 #include "files/atomic_file.h"
 #include "render/preview_pictures.h"
 #include "workbench/error.h"
@@ -32,13 +33,30 @@ void LoadRawPreviewFrame(const std::string& path, const RawOptions& raw, Preview
   frame->planes = RawPlanes(frame->raw, raw);
 }
 
+bool LoadDngPreviewFrame(const std::string& path, PreviewFrame* frame, mirvo::LscTable* gain_map) {
+  const mirvo::workbench::DngFrame f = ReadDngFrame(path);
+  if (frame->raw.SplitFrame(f.samples.data(), f.width, f.height, f.bit_depth, f.pattern.c_str()) != mirvo::kOk)
+    throw DataError(path + ": frame cannot be split into Bayer planes");
+  // The statistics' levels (B, Gr, Gb, R in 14-bit units) in the frame's
+  // units, so the pictures see the black the engine saw.
+  const float scale = static_cast<float>(1 << (14 - f.bit_depth));
+  const uint16_t* bl = f.stats_black;
+  frame->planes = mirvo::workbench::PlanesOf(frame->raw, {bl[3] / scale, bl[1] / scale, bl[2] / scale, bl[0] / scale});
+  if (f.has_neutral)
+    frame->neutral =
+        std::array<float, 3>{static_cast<float>(f.as_shot_neutral[0]), static_cast<float>(f.as_shot_neutral[1]),
+                             static_cast<float>(f.as_shot_neutral[2])};
+  if (gain_map && f.has_gain_map) *gain_map = f.gain_map;
+  return f.has_gain_map;
+}
+
 std::string PreviewFileName(int k, const std::string& kind, const std::string& part) {
   char name[32];
   std::snprintf(name, sizeof(name), "frame_%04d_", k);
   return name + kind + part + (part == "_maps" ? ".png" : ".jpg");
 }
 
-int WritePreviewPairs(const std::string& dir, const RunSummaryData& summary, const mirvo::LscTable& base,
+int WritePreviewPairs(const std::string& dir, const RunSummaryData& summary, const std::vector<mirvo::LscTable>& bases,
                       const PreviewFrameLoader& load, int width) {
   const std::string out = dir + "/" + kPreviewDir;
   MakeDirectories(out);
@@ -47,9 +65,12 @@ int WritePreviewPairs(const std::string& dir, const RunSummaryData& summary, con
     PreviewFrame frame;
     load(g.index, &frame);
     const mirvo::LscTable after = TableOf(g);
+    const mirvo::LscTable& base = bases[bases.size() == 1 ? 0 : static_cast<size_t>(g.index)];
     nlohmann::json entry = {{"index", g.index}, {"reasons", g.reasons}};
     try {
-      const mirvo::workbench::PreviewLook look = mirvo::workbench::ChooseLook(frame.planes, &after);
+      mirvo::workbench::LookOptions options;
+      options.as_shot_neutral = frame.neutral;
+      const mirvo::workbench::PreviewLook look = mirvo::workbench::ChooseLook(frame.planes, &after, options);
       const std::pair<const char*, const mirvo::LscTable*> sides[2] = {{"before", &base}, {"after", &after}};
       for (const auto& [kind, table] : sides) {
         const mirvo::workbench::RgbImage picture = mirvo::workbench::RenderPreview(frame.planes, table, look, width);

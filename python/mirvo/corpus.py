@@ -3,7 +3,8 @@
 A corpus is a folder with one sub-folder per sequence, its frames taken in
 name order: statistics dumps (*.txt), raw frames (*.raw, with the sequence's
 description in sequence.json: width, height, bits, pattern, and optionally
-mipi, black_level, crop, base, tuning) or DNGs (*.dng). Or it is a mapping
+mipi, black_level, crop, base, tuning) or DNGs (*.dng; without a base, each
+frame's own GainMap is its base). Or it is a mapping
 from sequence name to a list of frame paths (or to a description with
 "frames"). Each sequence is one task, since the engine's temporal state
 belongs to one sequence; the task runs the program's own run in process and
@@ -110,9 +111,10 @@ def _run_args(desc, base, tuning, guard, out):
         raise SequenceError(f"frames of several kinds or unknown kind: {sorted(map(str, kinds))}")
     kind = kinds.pop()
     base = base or desc.get("base")
-    if not base:
+    # A DNG carries the table the ISP applied: without a base each frame's GainMap is its base.
+    if not base and kind != "dng":
         raise SequenceError(f"no base table (give base= or name one in {DESCRIPTION_NAME})")
-    args = ["--base", base]
+    args = ["--base", base] if base else []
     tuning = tuning or desc.get("tuning")
     if tuning:
         args += ["--tuning", tuning]
@@ -131,8 +133,7 @@ def _run_args(desc, base, tuning, guard, out):
             levels = levels if isinstance(levels, (list, tuple)) else [levels]
             args += ["--black-level", ",".join(str(v) for v in levels)]
     else:
-        # DNG sequences: the one place to route them to the program's DNG input.
-        raise SequenceError("DNG sequences are not supported by this build's run yet")
+        args += ["--dng", *frames]
     if "crop" in desc:
         args += ["--crop", ",".join(str(v) for v in desc["crop"])]
     if guard:

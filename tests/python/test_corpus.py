@@ -48,7 +48,8 @@ SEQUENCES = {
     "e_raw14": ("raw", 2, {"width": W, "height": H, "bits": 14, "pattern": "GRBG", "black_level": [800, 790, 810, 800]}),
     "f_mipi": ("mipi", 3, {"width": W, "height": H, "bits": 10, "pattern": "BGGR", "mipi": True}),
     "g_raw_crop": ("raw", 2, {"width": W, "height": H, "bits": 12, "pattern": "RGGB", "crop": [W, H, 0, 0, W, H]}),
-    "h_broken": ("raw", 2, {"width": W, "height": H, "bits": 10, "pattern": "RGGB"}),  # one frame cut short
+    "h_dng": ("dng", 2, {}),  # a vignetted flat field as DNGs with GainMaps
+    "i_broken": ("raw", 2, {"width": W, "height": H, "bits": 10, "pattern": "RGGB"}),  # one frame cut short
 }
 
 
@@ -59,7 +60,12 @@ def make_corpus(root):
         folder.mkdir(parents=True)
         frames = []
         for k in range(count):
-            if kind == "stats":
+            if kind == "dng":
+                path = folder / f"f{k:02d}.dng"
+                flat, truth = root.parent / "flat.dng", root.parent / "flat.h"
+                subprocess.run([os.environ["MIRVO_MAKE_FLAT_DNG"], flat, truth, str(W), str(H), "GRBG"], check=True)
+                mirvo.write_dng_gain_map(flat, path, mirvo.load_table(truth) * (1 + 0.02 * k))
+            elif kind == "stats":
                 path = folder / f"f{k:02d}.txt"
                 mirvo.save_stats(path, golden_frame(s + k))
             else:
@@ -71,14 +77,16 @@ def make_corpus(root):
         if desc:
             (folder / "sequence.json").write_text(json.dumps(desc))
         reference[name] = (frames, desc)
-    broken = root / "h_broken" / "f01.raw"
+    broken = root / "i_broken" / "f01.raw"
     broken.write_bytes(broken.read_bytes()[:-2])
     return reference
 
 
 def program_run(frames, desc, out):
     args = ["run", "--base", str(BASE_TABLE), "--out-dir", str(out)]
-    if not desc:
+    if frames[0].endswith(".dng"):
+        args += ["--dng", *frames]
+    elif not desc:
         args += ["--stats", *frames]
     else:
         args += ["--raw", *frames, "--width", str(W), "--height", str(H), "--bits", str(desc["bits"])]
@@ -116,7 +124,7 @@ def test_corpus_on_a_cluster_is_the_programs_run(tmp_path):
         name = row["sequence"]
         frames, desc = reference[name]
         ran = program_run(frames, desc, tmp_path / "ref" / name)
-        if name == "h_broken":
+        if name == "i_broken":
             assert ran.returncode == 1
             assert (row["status"], row["error"]) == ("failed", ran.stderr.strip().removeprefix("mirvo: "))
             continue
@@ -132,6 +140,16 @@ def test_corpus_on_a_cluster_is_the_programs_run(tmp_path):
         assert (row["status"], row["frames"], row["guarded_frames"], row["prj_u"], row["prj_v"]) == (
             "ok", len(frames), 0, last["prj_u"], last["prj_v"])
 
+    # Without a base, a DNG sequence takes each frame's GainMap, as the program does.
+    frames = reference["h_dng"][0]
+    [row] = mirvo.corpus.run({"own": frames}, tmp_path / "own")
+    ran = subprocess.run([os.environ["MIRVO_CLI"], "run", "--dng", *frames, "--out-dir", str(tmp_path / "own_ref")],
+                         capture_output=True, text=True, env=without_preload())
+    assert row["status"] == "ok" and ran.returncode == 0, (row, ran.stderr)
+    for k in range(len(frames)):
+        name = f"table_{k:03d}.h"
+        assert (tmp_path / "own" / "own" / name).read_bytes() == (tmp_path / "own_ref" / name).read_bytes()
+
     # The rerun finds every sequence done: the same rows, no file touched.
     assert again == rows
     assert {p: p.stat().st_mtime_ns for p in marks} == marks
@@ -145,13 +163,13 @@ def test_corpus_on_a_cluster_is_the_programs_run(tmp_path):
     assert report.returncode == 0, report.stderr
     index = (out / "index.html").read_text()
     order = [index.index(f">{name}<") for name in SEQUENCES]
-    assert order[-1] == min(order) and "h_broken/report.html" not in index
+    assert order[-1] == min(order) and "i_broken/report.html" not in index
     for name in list(SEQUENCES)[:-1]:
         assert f'href="{name}/report.html"' in index and (out / name / "report.html").is_file()
 
     # The shell entry on Dask's local scheduler.
     shell = subprocess.run([sys.executable, "-m", "mirvo.corpus", str(tmp_path / "corpus"), str(tmp_path / "out2"),
                             "--base", str(BASE_TABLE)], capture_output=True, text=True)
-    assert shell.returncode == 1 and "h_broken" in shell.stderr
+    assert shell.returncode == 1 and "i_broken" in shell.stderr
     local = json.loads((tmp_path / "out2" / "corpus_summary.json").read_text())["sequences"]
     assert [{**r, "seconds": 0} for r in local] == [{**r, "seconds": 0} for r in rows]

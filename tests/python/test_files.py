@@ -233,6 +233,16 @@ def test_dng_frame_and_gain_map_round_trip(tmp_path, name, pattern, shape, bits,
     np.testing.assert_array_equal(back["gain_map"], table)
     np.testing.assert_array_equal(back["frame"], d["frame"])
     assert [m["gains"].shape for m in back["gain_maps"]] == [(13, 17, 1)] * 4
+    # What read_dng returns renders as `mirvo preview --dng` does: its GainMap, its neutral.
+    picture = mirvo.render(back["frame"], back["pattern"], back["bit_depth"], back["stats_black_level"],
+                           table=back["gain_map"], white_balance=back["as_shot_neutral"], width=256)
+    assert picture.shape[1:] == (256, 3) and back["as_shot_neutral"] is not None
+    if "MIRVO_CLI" in os.environ:
+        import matplotlib.image
+        subprocess.run([os.environ["MIRVO_CLI"], "preview", "--dng", str(tmp_path / "out.dng"), "--out-width", "256",
+                        "--out", str(tmp_path / "cli.png")], check=True, stdout=subprocess.DEVNULL, env=without_preload())
+        program = np.round(matplotlib.image.imread(tmp_path / "cli.png") * 255).astype(np.uint8)
+        np.testing.assert_array_equal(picture, program)
 
 
 @pytest.mark.parametrize("name, error, reason", [
