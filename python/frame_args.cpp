@@ -2,7 +2,23 @@
 
 #include <pybind11/pybind11.h>
 
+#include "workbench/error.h"
+#include "workbench/inputs/raw_geometry.h"
+
 namespace mirvo_py {
+namespace {
+
+// The shared rules refuse with the workbench's error: a ValueError here.
+template <class Check>
+void AsValueError(Check check) {
+  try {
+    check();
+  } catch (const mirvo::workbench::WorkbenchError& e) {
+    throw py::value_error(e.what());
+  }
+}
+
+}  // namespace
 
 // One value for all four, or a sequence of four, each within [lo, hi].
 std::array<long long, 4> FourInts(py::handle obj, const char* name, long long lo, long long hi) {
@@ -26,8 +42,7 @@ std::array<long long, 4> FourInts(py::handle obj, const char* name, long long lo
 }
 
 void CheckPattern(const std::string& pattern) {
-  if (pattern != "RGGB" && pattern != "GRBG" && pattern != "BGGR" && pattern != "GBRG")
-    throw py::value_error("pattern: unknown Bayer pattern '" + pattern + "' (RGGB, GRBG, BGGR or GBRG)");
+  AsValueError([&] { mirvo::workbench::CheckBayerPattern(pattern, {}); });
 }
 
 void CheckRange(const char* name, long long v, long long lo, long long hi) {
@@ -39,10 +54,24 @@ void CheckRange(const char* name, long long v, long long lo, long long hi) {
 void CheckFrameSize(int width, int height) {
   CheckRange("width", width, 2, 65534);
   CheckRange("height", height, 2, 65534);
-  // Planes are half the frame in each direction.
-  if (width % 2 || height % 2)
-    throw py::value_error("frame of " + std::to_string(width) + "x" + std::to_string(height) +
-                          ": width and height must be even (whole Bayer quads)");
+  AsValueError([&] {
+    mirvo::workbench::CheckEvenFrame(width, height, {});
+    mirvo::workbench::CheckFrameArea(width, height);
+  });
+}
+
+void CheckBits(int bits) {
+  AsValueError([&] { mirvo::workbench::CheckRawBits(bits, {}); });
+}
+
+void CheckMipi(int width, int bits) {
+  AsValueError([&] { mirvo::workbench::CheckMipiLayout(width, bits, {}); });
+}
+
+void CheckGrid(int width, int height, int cols, int rows) {
+  CheckRange("grid columns", cols, 1, 1024);
+  CheckRange("grid rows", rows, 1, 1024);
+  AsValueError([&] { mirvo::workbench::CheckStatsGrid(width, height, cols, rows, {}); });
 }
 
 void FrameToPlanes(const uint16_t* frame, int width, int height, int bits, const std::string& pattern,

@@ -146,9 +146,7 @@ void BindStats(py::module_& m) {
         CheckFrameSize(width, height);
         CheckRange("bits", bits, 1, 16);
         CheckPattern(pattern);
-        if (mipi && (width % 4 || bits != 10))
-          throw py::value_error("mipi: RAW10 frames have 10 bits and a width that is a multiple of 4, got " +
-                                std::to_string(bits) + " bits and width " + std::to_string(width));
+        if (mipi) CheckMipi(width, bits);
         mirvo::workbench::RawLayout layout;
         layout.width = width;
         layout.height = height;
@@ -182,19 +180,10 @@ void BindStats(py::module_& m) {
         const int height = static_cast<int>(frame.shape(0)), width = static_cast<int>(frame.shape(1));
         CheckFrameSize(width, height);
         CheckPattern(pattern);
-        // Samples are scaled up to 14 bits by a left shift.
-        CheckRange("bits", bits, 1, 14);
+        CheckBits(bits);
         const auto levels = FourInts(black_level, "black_level", 0, 16382);
         const int cols = grid[0], rows = grid[1];
-        CheckRange("grid columns", cols, 1, 1024);
-        CheckRange("grid rows", rows, 1, 1024);
-        const long cell_w = width / 2 / cols, cell_h = height / 2 / rows;
-        if (cell_w < 1 || cell_h < 1)
-          throw py::value_error("grid: a frame of " + std::to_string(width) + "x" + std::to_string(height) +
-                                " is too small for " + std::to_string(cols) + "x" + std::to_string(rows) + " cells");
-        if (cell_w * cell_h > 65535)
-          throw py::value_error("grid: cells of " + std::to_string(cell_w * cell_h) +
-                                " samples overflow the 16-bit counts; use a finer grid");
+        CheckGrid(width, height, cols, rows);
         uint16_t lv[4];
         for (int i = 0; i < 4; ++i) lv[i] = static_cast<uint16_t>(levels[i]);
         auto stats = std::make_unique<Stats>();

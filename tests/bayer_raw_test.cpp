@@ -212,13 +212,13 @@ TEST(BayerRaw, ReadFailuresLeavePlanesAlone) {
 }
 
 TEST(BayerRaw, SaveWritesBggrAndReadsBack) {
+  // Planes R 1..4, Gr 11..14, Gb 21, 22, 23, 0xABCD, B 31..34.
+  const uint16_t rggb[16] = {1,  11, 2,      12,  //
+                             21, 31, 22,     32,  //
+                             3,  13, 4,      14,  //
+                             23, 33, 0xABCD, 34};
   BayerRaw raw;
-  raw.half_width_ = 2;
-  raw.half_height_ = 2;
-  raw.plane_r_ = new uint16_t[4]{1, 2, 3, 4};
-  raw.plane_gr_ = new uint16_t[4]{11, 12, 13, 14};
-  raw.plane_gb_ = new uint16_t[4]{21, 22, 23, 0xABCD};
-  raw.plane_b_ = new uint16_t[4]{31, 32, 33, 34};
+  ASSERT_EQ(raw.SplitFrame(rggb, 4, 4, 16, "RGGB"), kOk);
   TempDir dir;
   ASSERT_EQ(raw.SaveRaw(dir.File("out.raw").c_str()), kOk);
   EXPECT_EQ(ReadFile(dir.File("out.raw")), U16Bytes({31, 11, 32, 12,  //

@@ -14,16 +14,17 @@
 namespace mirvo {
 namespace {
 
-// Gives `raw` four planes of the given size, every sample `value`.
+// Gives `raw` the planes of an RGGB frame of twice the given plane size,
+// each sample drawn from `sample` in row-major frame order.
+template <class Sample>
+void SplitRaw(BayerRaw& raw, int half_width, int half_height, int bit_depth, Sample sample) {
+  std::vector<uint16_t> frame(static_cast<size_t>(4) * half_width * half_height);
+  for (uint16_t& v : frame) v = sample();
+  ASSERT_EQ(raw.SplitFrame(frame.data(), 2 * half_width, 2 * half_height, bit_depth, "RGGB"), kOk);
+}
+
 void FillRaw(BayerRaw& raw, int half_width, int half_height, int bit_depth, uint16_t value) {
-  raw.half_width_ = half_width;
-  raw.half_height_ = half_height;
-  raw.bit_depth_ = bit_depth;
-  for (uint16_t** plane : {&raw.plane_r_, &raw.plane_gr_, &raw.plane_gb_, &raw.plane_b_}) {
-    delete[] * plane;
-    *plane = new uint16_t[static_cast<size_t>(half_width) * half_height];
-    std::fill(*plane, *plane + static_cast<size_t>(half_width) * half_height, value);
-  }
+  SplitRaw(raw, half_width, half_height, bit_depth, [value] { return value; });
 }
 
 TEST(StatsBlacklevel, RemovesLevelAndStretchesToFullRange) {
@@ -120,13 +121,12 @@ TEST(StatsFromRaw, MatchesPerSampleDefinitionOnRandomFrames) {
     SCOPED_TRACE(trial);
     BayerRaw raw;
     const int cols = pick(1, 12), rows = pick(1, 6);
-    FillRaw(raw, cols * pick(1, 40) + pick(0, 9), rows * pick(1, 5) + pick(0, 3), depths[pick(0, 9)], 0);
+    const int half_width = cols * pick(1, 40) + pick(0, 9), half_height = rows * pick(1, 5) + pick(0, 3);
+    const int depth = depths[pick(0, 9)];
     const int mode = pick(0, 2);  // full 16 bits, within the depth, around the level
-    for (uint16_t* plane : {raw.plane_r_, raw.plane_gr_, raw.plane_gb_, raw.plane_b_}) {
-      for (int i = 0; i < raw.half_width_ * raw.half_height_; ++i) {
-        plane[i] = static_cast<uint16_t>(mode == 0 ? pick(0, 65535) : mode == 1 ? pick(0, 1023) : pick(0, 300));
-      }
-    }
+    SplitRaw(raw, half_width, half_height, depth, [&] {
+      return static_cast<uint16_t>(mode == 0 ? pick(0, 65535) : mode == 1 ? pick(0, 1023) : pick(0, 300));
+    });
     uint16_t levels[4];
     for (uint16_t& l : levels) l = pick(0, 3) == 0 ? odd_levels[pick(0, 6)] : static_cast<uint16_t>(pick(0, 1024));
 

@@ -3,11 +3,27 @@
 #include <cmath>
 
 #include "tools/bayer_raw.h"
+#include "workbench/error.h"
+#include "workbench/inputs/raw_geometry.h"
 
 namespace mirvo_cli {
 namespace {
 
-bool KnownPattern(const std::string& p) { return p == "RGGB" || p == "GRBG" || p == "BGGR" || p == "GBRG"; }
+// The program's names for the raw options in the shared rules' messages.
+const mirvo::workbench::RawArgNames& OptionNames() {
+  static const mirvo::workbench::RawArgNames names{"--width", "--height", "--bits", "--pattern", "--mipi", "--grid"};
+  return names;
+}
+
+// Runs one of the shared checks; its refusal is a usage error of `args`.
+template <class Check>
+void Checked(const Args& args, Check check) {
+  try {
+    check();
+  } catch (const mirvo::workbench::WorkbenchError& e) {
+    args.Fail(e.what());
+  }
+}
 
 }  // namespace
 
@@ -19,22 +35,18 @@ void AddRawOptionSpecs(std::vector<OptionSpec>* specs) {
 
 RawOptions ParseRawOptions(const Args& args) {
   RawOptions raw;
-  // Planes are half the frame in each direction, so both sides must be even.
+  const auto& names = OptionNames();
   raw.width = static_cast<int>(args.RequireInt("--width", 2, 65534));
   raw.height = static_cast<int>(args.RequireInt("--height", 2, 65534));
-  if (raw.width % 2 || raw.height % 2) args.Fail("--width and --height must be even");
-  if (static_cast<uint64_t>(raw.width) * raw.height > (1ull << 28))
-    args.Fail("frame of " + std::to_string(raw.width) + "x" + std::to_string(raw.height) + " pixels is too large");
-  // Samples are scaled up to 14 bits by a left shift, so deeper raws cannot be taken.
-  raw.bits = static_cast<int>(args.RequireInt("--bits", 1, 14));
+  Checked(args, [&] {
+    mirvo::workbench::CheckEvenFrame(raw.width, raw.height, names);
+    mirvo::workbench::CheckFrameArea(raw.width, raw.height);
+  });
+  raw.bits = static_cast<int>(args.RequireInt("--bits", 1, mirvo::workbench::kMaxRawBits));
   raw.pattern = args.Require("--pattern");
-  if (!KnownPattern(raw.pattern))
-    args.Fail("--pattern: unknown Bayer pattern '" + raw.pattern + "' (RGGB, GRBG, BGGR or GBRG)");
+  Checked(args, [&] { mirvo::workbench::CheckBayerPattern(raw.pattern, names); });
   raw.mipi = args.Has("--mipi");
-  if (raw.mipi) {
-    if (raw.width % 4) args.Fail("--mipi: RAW10 rows hold groups of 4 pixels, --width must be a multiple of 4");
-    if (raw.bits != 10) args.Fail("--mipi: RAW10 samples have 10 bits, --bits must be 10");
-  }
+  if (raw.mipi) Checked(args, [&] { mirvo::workbench::CheckMipiLayout(raw.width, raw.bits, names); });
   if (args.Has("--black-level")) {
     const std::vector<std::string> parts = SplitCommas(args.Get("--black-level"));
     if (parts.size() != 1 && parts.size() != 4) args.Fail("--black-level: give one value or four (a,b,c,d)");
@@ -49,13 +61,7 @@ RawOptions ParseRawOptions(const Args& args) {
   const GridOptions grid = ParseGridOption(args);
   raw.grid_cols = grid.cols;
   raw.grid_rows = grid.rows;
-  const long cell_w = raw.width / 2 / raw.grid_cols;
-  const long cell_h = raw.height / 2 / raw.grid_rows;
-  if (cell_w < 1 || cell_h < 1) args.Fail("--grid: the frame is too small for this many cells");
-  // Counts are 16-bit and sums 32-bit per cell.
-  if (cell_w * cell_h > 65535)
-    args.Fail("--grid: cells of " + std::to_string(cell_w * cell_h) +
-              " samples overflow the 16-bit counts; use a finer grid");
+  Checked(args, [&] { mirvo::workbench::CheckStatsGrid(raw.width, raw.height, raw.grid_cols, raw.grid_rows, names); });
   return raw;
 }
 

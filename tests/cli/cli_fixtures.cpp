@@ -80,17 +80,12 @@ void WriteFixtures(const std::string& dir) {
     // Statistics straight from a full-size frame's planes.
     DemoFrame frame = mirvo_cli::RenderDemoFrame(big, big_gains, k);
     mirvo::BayerRaw raw;
-    raw.half_width_ = frame.half_width;
-    raw.half_height_ = frame.half_height;
-    raw.bit_depth_ = 10;
-    raw.plane_r_ = frame.r.data();
-    raw.plane_gr_ = frame.gr.data();
-    raw.plane_gb_ = frame.gb.data();
-    raw.plane_b_ = frame.b.data();
+    const std::vector<uint16_t> big_mosaic = mirvo_cli::Mosaic(frame);
+    if (raw.SplitFrame(big_mosaic.data(), 2 * frame.half_width, 2 * frame.half_height, 10, "RGGB") != mirvo::kOk)
+      throw std::runtime_error("cannot split a demo frame");
     mirvo::Stats stats;
     const uint16_t levels[4] = {1024, 1024, 1024, 1024};
     stats.CreateFromRaw(raw, levels, 32, 24);
-    raw.plane_r_ = raw.plane_gr_ = raw.plane_gb_ = raw.plane_b_ = nullptr;
     std::snprintf(name, sizeof(name), "/stats_%03d.txt", k);
     if (stats.SaveAsText((dir + name).c_str()) != mirvo::kOk) throw std::runtime_error("cannot write stats");
     if (k == 0) {

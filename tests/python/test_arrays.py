@@ -52,7 +52,13 @@ BAD = [
     (lambda: mirvo.Stats(SUMS, COUNTS, black_level_gain=(1, 1, 1e39, 1)), ValueError, "black_level_gain: expected a finite float32"),
     (lambda: mirvo.stats_from_raw(np.ones((128, 192), np.float32), "RGGB", 14), TypeError,
      "frame: expected dtype uint16, got float32"),
-    (lambda: mirvo.stats_from_raw(np.ones((128, 191), np.uint16), "RGGB", 14), ValueError, "must be even"),
+    (lambda: mirvo.stats_from_raw(np.ones((128, 191), np.uint16), "RGGB", 14), ValueError,
+     "^width and height must be even$"),
+    # The program's raw-frame rules, with the module's names for the values.
+    (lambda: mirvo.stats_from_raw(np.ones((128, 192), np.uint16), "RGGB", 14, grid=(97, 24)), ValueError,
+     "^grid: the frame is too small for this many cells$"),
+    (lambda: mirvo.read_raw("x.raw", 102, 100, 10, "RGGB", mipi=True), ValueError,
+     "^mipi: RAW10 rows hold groups of 4 pixels, width must be a multiple of 4$"),
     (lambda: mirvo.stats_from_raw(np.ones((128, 192), np.uint16), "RGGB", 16), ValueError, "bits: 16 is not within 1..14"),
     # Crops as the program checks them: sensor pixels, the crop on the sensor.
     (lambda: mirvo.Core().set_sensor_crop(4032, 3024, 0, 0, 0, 3024), ValueError, r"out_w: 0.0 is out of range \(1 to 65536"),

@@ -46,6 +46,12 @@ double Dot(const Surface& a, const Surface& b) {
   return s;
 }
 
+// The power iteration stops once no element of the unit direction moves by
+// more than this between two steps, far below the float the profile is
+// stored in; the cap bounds it when two directions explain almost the same.
+constexpr double kPowerTolerance = 1e-12;
+constexpr int kMaxPowerIterations = 200;
+
 // The profile for one chroma component: the dominant direction of the
 // differences (power iteration on their scatter, seeded with the largest),
 // scaled so that the largest difference projects to +1.
@@ -65,7 +71,7 @@ void Learn(const std::vector<Surface>& diffs, float (&out)[13][17], double* expl
     return;
   }
   Surface p = diffs[largest];
-  for (int it = 0; it < 200; ++it) {
+  for (int it = 0; it < kMaxPowerIterations; ++it) {
     Surface next(221, 0.0);
     for (const Surface& d : diffs) {
       const double k = Dot(d, p);
@@ -74,8 +80,13 @@ void Learn(const std::vector<Surface>& diffs, float (&out)[13][17], double* expl
     // p is a non-zero vector in the span of the differences, so
     // next . p = sum (d . p)^2 > 0: the norm is positive.
     const double norm = std::sqrt(Dot(next, next));
-    for (double& v : next) v /= norm;
+    double change = 0.0;
+    for (int i = 0; i < 221; ++i) {
+      next[i] /= norm;
+      change = std::max(change, std::fabs(next[i] - p[i]));
+    }
     p = next;
+    if (change < kPowerTolerance) break;
   }
   // Unit p: the projections are the dot products; scale so the largest is +1.
   double best = 0.0;
