@@ -13,6 +13,7 @@
 #include "files/output_plan.h"
 #include "io/default_tuning.h"
 #include "pipeline/engine_session.h"
+#include "pipeline/frame_loop.h"
 #include "pipeline/frame_source.h"
 #include "pipeline/preview_pairs.h"
 #include "pipeline/run_summary.h"
@@ -107,15 +108,16 @@ int Run(const std::vector<std::string>& argv) {
       MakeRunRecord("demo", "synthetic", inputs, options.out_dir + "/base.h", "", options, params.tuning));
   const double before = ResidualColourShading(lens, base);
   double after = before;
-  for (int k = 0; k < frames; ++k) {
-    const mirvo::Stats stats = source.Take();
-    session.RunFrame(k, stats, base, "demo frame " + std::to_string(k));
-    summary.AddFrame(k, inputs[k], session.core(), base, session.output());
-    after = ResidualColourShading(lens, session.output());
-    std::printf("frame %03d: prj_u %+.4f, prj_v %+.4f; residual colour shading %.2f%% -> %.2f%%\n", k,
-                session.core().prj_u_, session.core().prj_v_, before, after);
-    std::fflush(stdout);
-  }
+  std::vector<std::string> labels;
+  for (int k = 0; k < frames; ++k) labels.push_back("demo frame " + std::to_string(k));
+  const std::vector<mirvo::LscTable> bases = {base};
+  RunFrameLoop(source, session, &summary,
+               {bases, inputs, labels, [&](int k) {
+                  after = ResidualColourShading(lens, session.output());
+                  std::printf("frame %03d: prj_u %+.4f, prj_v %+.4f; residual colour shading %.2f%% -> %.2f%%\n", k,
+                              session.core().prj_u_, session.core().prj_v_, before, after);
+                  std::fflush(stdout);
+                }});
   summary.Write(options.out_dir);
   if (options.png)
     WritePreviewPairs(options.out_dir, summary.Data(), {base},

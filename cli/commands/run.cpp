@@ -13,6 +13,7 @@
 #include "io/default_tuning.h"
 #include "pipeline/engine_session.h"
 #include "pipeline/frame_inputs.h"
+#include "pipeline/frame_loop.h"
 #include "pipeline/frame_source.h"
 #include "pipeline/preview_pairs.h"
 #include "pipeline/progress.h"
@@ -166,15 +167,7 @@ int Run(const std::vector<std::string>& argv) {
                                                              : "stats",
                                                    frames, base_path, args.Get("--tuning"), options, params->tuning));
   Progress progress(static_cast<int>(frames.size()));
-  for (size_t k = 0; k < frames.size(); ++k) {
-    const mirvo::Stats stats = source.Take();
-    const mirvo::LscTable& base = bases[bases.size() == 1 ? 0 : k];
-    session.RunFrame(static_cast<int>(k), stats, base, frames[k]);
-    if (summary)
-      summary->AddFrame(static_cast<int>(k), frames[k], session.core(), base, session.output(),
-                        session.LastGuardReason());
-    progress.Update(static_cast<int>(k + 1));
-  }
+  RunFrameLoop(source, session, summary.get(), {bases, frames, frames, [&progress](int k) { progress.Update(k + 1); }});
   outputs.Finish();
   if (summary) summary->Write(options.out_dir);
   if (summary && args.Has("--preview"))
