@@ -63,7 +63,8 @@ def make_corpus(root):
             if kind == "dng":
                 path = folder / f"f{k:02d}.dng"
                 flat, truth = root.parent / "flat.dng", root.parent / "flat.h"
-                subprocess.run([os.environ["MIRVO_MAKE_FLAT_DNG"], flat, truth, str(W), str(H), "GRBG"], check=True)
+                subprocess.run([os.environ["MIRVO_MAKE_FLAT_DNG"], flat, truth, str(W), str(H), "GRBG"], check=True,
+                               env=without_preload())
                 mirvo.write_dng_gain_map(flat, path, mirvo.load_table(truth) * (1 + 0.02 * k))
             elif kind == "stats":
                 path = folder / f"f{k:02d}.txt"
