@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "core/log_tag.h"
-#include "engine/edge_kernels.h"
 #include "engine/grid_kernels.h"
 #include "io/lsc_table_file.h"
 

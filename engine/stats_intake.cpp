@@ -1,4 +1,3 @@
-#include "engine/edge_kernels.h"
 #include "engine/gradient_steps.h"
 #include "engine/mirvo_hybrid.h"
 

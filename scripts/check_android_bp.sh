@@ -6,9 +6,7 @@
 #     (each failure says which line to add where);
 #  2. that release's own Soong code reads it (scripts/android_bp_check: an
 #     unknown module type or property, a value of the wrong type or a
-#     dependency on no module fails with file and line), in the tree's layout
-#     and in the device-library layout that leaves the calibration sources to
-#     the workstation;
+#     dependency on no module fails with file and line);
 #  3. bpfmt leaves it unchanged.
 #   scripts/check_android_bp.sh
 set -euo pipefail
@@ -67,12 +65,4 @@ else
   echo "Android.bp: $(grep -cE '^ +"[a-z].*\.cpp",?$' "$bp") source entries, all present; every library, test, benchmark and fuzz source listed"
 fi
 
-# The device-library layout: the calibration, profile-learning and flat-field
-# sources, their test and benchmark live in the workstation layer. Derived by
-# dropping their lines, so both layouts are read whichever one the tree has.
-out=build/android-bp
-mkdir -p "$out/device"
-grep -vE '"(tools/(flat_field|shading_fit|calibration|profile_learning)[a-z_]*|tests/calibration_tools_test|bench/calibration_bench)\.cpp"' \
-  "$bp" >"$out/device/Android.bp"
-
-scripts/android_bp_check.sh "$bp" "$out/device/Android.bp" && [ "$errors" -eq 0 ]
+scripts/android_bp_check.sh "$bp" && [ "$errors" -eq 0 ]

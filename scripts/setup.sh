@@ -9,17 +9,18 @@ subset="${1:-all}"
 SUDO=""
 if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
 
-HOST_PKGS=(cmake ninja-build g++ libgtest-dev libbenchmark-dev libpng-dev libjpeg-dev android-liblog-dev
+# What building and running the program needs; everything else adds to it.
+DEMO_PKGS=(cmake ninja-build g++ libpng-dev libjpeg-dev android-liblog-dev nlohmann-json3-dev libraw-dev pkg-config)
+# darktable: its darktable-cli is the independent raw developer that must
+# apply the GainMaps we write.
+HOST_PKGS=("${DEMO_PKGS[@]}" libgtest-dev libbenchmark-dev
            clang-14 libclang-rt-14-dev clang-format-14 valgrind
-           nlohmann-json3-dev pybind11-dev python3-dev python3-pybind11 python3-numpy python3-pytest
+           pybind11-dev python3-dev python3-pybind11 python3-numpy python3-pytest
            python3-matplotlib mypy python3-dask python3-distributed
-           python3-venv python3-setuptools python3-wheel gcovr chromium pkg-config libraw-dev
+           python3-venv python3-setuptools python3-wheel gcovr chromium darktable
            golang-go golang-android-soong-dev golang-github-google-blueprint-dev golang-goprotobuf-dev
            blueprint-tools)
-# darktable-cli, the independent raw developer that must apply the GainMaps we write.
-HOST_PKGS+=(darktable)
 CROSS_PKGS=(g++-aarch64-linux-gnu qemu-user android-liblog-dev:arm64 libc6:arm64 libstdc++6:arm64)
-DEMO_PKGS=(cmake ninja-build g++ libpng-dev libjpeg-dev android-liblog-dev nlohmann-json3-dev libraw-dev pkg-config)
 
 case "$subset" in
   all) want=("${HOST_PKGS[@]}") ;;

@@ -14,7 +14,6 @@ import (
 	"fmt"
 	"os"
 	"path/filepath"
-	"sort"
 
 	"android/soong/android"
 
@@ -93,11 +92,7 @@ func main() {
 		os.Exit(2)
 	}
 
-	types := make([]string, 0)
-	for name := range android.ModuleTypeFactories() {
-		types = append(types, name)
-	}
-	sort.Strings(types)
+	types := len(android.ModuleTypeFactories())
 
 	failed := false
 	for _, file := range os.Args[1:] {
@@ -114,7 +109,7 @@ func main() {
 			failed = true
 			continue
 		}
-		fmt.Printf("%s: accepted by Soong's parser, the property structs of its %d module types and its dependency resolution\n", file, len(types))
+		fmt.Printf("%s: accepted by Soong's parser, the property structs of its %d module types and its dependency resolution\n", file, types)
 	}
 	if failed {
 		os.Exit(1)
