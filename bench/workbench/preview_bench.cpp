@@ -10,12 +10,14 @@
 namespace mirvo_bench {
 namespace {
 
+const uint16_t kBlack[4] = {1024, 1024, 1024, 1024};  // 64 in the frame's 10 bits
+
 void BM_RenderPreview(benchmark::State& state) {
   mirvo::BayerRaw raw;
   raw.ReadRawImage(UnpackedRawPath(), 4032, 3024, 10, "RGGB", false);
   mirvo::LscTable table;
   MakeBaseTable(0, &table);
-  const mirvo::workbench::BayerPlanes planes = mirvo::workbench::PlanesOf(raw, {64, 64, 64, 64});
+  const mirvo::workbench::BayerPlanes planes = mirvo::workbench::PlanesOf(raw, kBlack);
   const mirvo::workbench::PreviewLook look = mirvo::workbench::ChooseLook(planes, &table);
   const int width = static_cast<int>(state.range(0));
   for (auto _ : state) benchmark::DoNotOptimize(mirvo::workbench::RenderPreview(planes, &table, look, width));
@@ -27,7 +29,7 @@ void BM_ChooseLook(benchmark::State& state) {
   raw.ReadRawImage(UnpackedRawPath(), 4032, 3024, 10, "RGGB", false);
   mirvo::LscTable table;
   MakeBaseTable(0, &table);
-  const mirvo::workbench::BayerPlanes planes = mirvo::workbench::PlanesOf(raw, {64, 64, 64, 64});
+  const mirvo::workbench::BayerPlanes planes = mirvo::workbench::PlanesOf(raw, kBlack);
   for (auto _ : state) benchmark::DoNotOptimize(mirvo::workbench::ChooseLook(planes, &table));
 }
 BENCHMARK(BM_ChooseLook)->Unit(benchmark::kMillisecond);

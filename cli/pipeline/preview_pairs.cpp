@@ -30,18 +30,14 @@ mirvo::LscTable TableOf(const FrameGrids& g) {
 
 void LoadRawPreviewFrame(const std::string& path, const RawOptions& raw, PreviewFrame* frame) {
   ReadRawFrame(path, raw, &frame->raw);
-  frame->planes = RawPlanes(frame->raw, raw);
+  frame->planes = mirvo::workbench::PlanesOf(frame->raw, raw.black_level);
 }
 
 bool LoadDngPreviewFrame(const std::string& path, PreviewFrame* frame, mirvo::LscTable* gain_map) {
   const mirvo::workbench::DngFrame f = ReadDngFrame(path);
   if (frame->raw.SplitFrame(f.samples.data(), f.width, f.height, f.bit_depth, f.pattern.c_str()) != mirvo::kOk)
     throw DataError(path + ": frame cannot be split into Bayer planes");
-  // The statistics' levels (B, Gr, Gb, R in 14-bit units) in the frame's
-  // units, so the pictures see the black the engine saw.
-  const float scale = static_cast<float>(1 << (14 - f.bit_depth));
-  const uint16_t* bl = f.stats_black;
-  frame->planes = mirvo::workbench::PlanesOf(frame->raw, {bl[3] / scale, bl[1] / scale, bl[2] / scale, bl[0] / scale});
+  frame->planes = mirvo::workbench::PlanesOf(frame->raw, f.stats_black);
   if (f.has_neutral)
     frame->neutral =
         std::array<float, 3>{static_cast<float>(f.as_shot_neutral[0]), static_cast<float>(f.as_shot_neutral[1]),

@@ -51,10 +51,4 @@ void ReadRawFrame(const std::string& path, const RawOptions& raw, mirvo::BayerRa
   input->ReadFrame(path, frame);
 }
 
-mirvo::workbench::BayerPlanes RawPlanes(const mirvo::BayerRaw& frame, const RawOptions& raw) {
-  const float scale = static_cast<float>(1 << (14 - std::clamp(raw.bits, 1, 14)));
-  const uint16_t* bl = raw.black_level;
-  return mirvo::workbench::PlanesOf(frame, {bl[3] / scale, bl[1] / scale, bl[2] / scale, bl[0] / scale});
-}
-
 }  // namespace mirvo_cli

@@ -87,7 +87,9 @@ inline int LutIndex(float v) {
 
 }  // namespace
 
-BayerPlanes PlanesOf(const BayerRaw& raw, const std::array<float, 4>& black) {
+BayerPlanes PlanesOf(const BayerRaw& raw, const uint16_t (&levels)[4]) {
+  const int bits = std::clamp(raw.bit_depth_, 1, 14);
+  const float scale = static_cast<float>(1 << (14 - bits));
   BayerPlanes p;
   p.width = raw.half_width_;
   p.height = raw.half_height_;
@@ -95,8 +97,11 @@ BayerPlanes PlanesOf(const BayerRaw& raw, const std::array<float, 4>& black) {
   p.plane[1] = raw.plane_gr_;
   p.plane[2] = raw.plane_gb_;
   p.plane[3] = raw.plane_b_;
-  for (int i = 0; i < 4; ++i) p.black[i] = black[static_cast<size_t>(i)];
-  p.white = static_cast<float>((1 << std::clamp(raw.bit_depth_, 1, 16)) - 1);
+  // The levels pair with the planes as the statistics builder pairs them:
+  // R takes index 3, B index 0, the greens their own.
+  const int level_of[4] = {3, 1, 2, 0};
+  for (int i = 0; i < 4; ++i) p.black[i] = levels[level_of[i]] / scale;
+  p.white = static_cast<float>((1 << bits) - 1);
   return p;
 }
 

@@ -32,9 +32,10 @@ struct BayerPlanes {
   float white = 0;                // the clipping level
 };
 
-// The planes of a BayerRaw; black levels per plane (R, Gr, Gb, B) in the
-// frame's units, white 2^bits - 1.
-BayerPlanes PlanesOf(const BayerRaw& raw, const std::array<float, 4>& black);
+// The planes of a BayerRaw with the statistics' black levels (B, Gr, Gb, R
+// in 14-bit units, as Stats::CreateFromRaw takes them), so the pictures see
+// the black the engine saw; white 2^bits - 1.
+BayerPlanes PlanesOf(const BayerRaw& raw, const uint16_t (&levels)[4]);
 
 // Everything of a rendering but the table: white balance and exposure as
 // multipliers of the black-removed, range-normalised samples. Two renderings
