@@ -66,11 +66,14 @@ int WritePreviewPairs(const std::string& dir, const RunSummaryData& summary, con
     try {
       mirvo::workbench::LookOptions options;
       options.as_shot_neutral = frame.neutral;
-      const mirvo::workbench::PreviewLook look = mirvo::workbench::ChooseLook(frame.planes, &after, options);
+      const mirvo::workbench::ResidualShading after_residual = mirvo::workbench::MeasureResidual(frame.planes, &after);
+      const mirvo::workbench::PreviewLook look =
+          mirvo::workbench::ChooseLook(frame.planes, &after, options, &after_residual);
       const std::pair<const char*, const mirvo::LscTable*> sides[2] = {{"before", &base}, {"after", &after}};
       for (const auto& [kind, table] : sides) {
         const mirvo::workbench::RgbImage picture = mirvo::workbench::RenderPreview(frame.planes, table, look, width);
-        const mirvo::workbench::ResidualShading residual = mirvo::workbench::MeasureResidual(frame.planes, table);
+        const mirvo::workbench::ResidualShading residual =
+            table == &after ? after_residual : mirvo::workbench::MeasureResidual(frame.planes, table);
         WriteFileAtomically(out + "/" + PreviewFileName(g.index, kind, ""),
                             EncodePicture(picture, true, kPreviewQuality));
         WriteFileAtomically(

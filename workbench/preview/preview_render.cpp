@@ -6,8 +6,8 @@
 
 #include "tools/bayer_raw.h"
 #include "workbench/error.h"
-#include "workbench/preview/cell_means.h"
 #include "workbench/preview/gain_field.h"
+#include "workbench/preview/residual_overlay.h"
 
 namespace mirvo::workbench {
 namespace {
@@ -105,7 +105,8 @@ BayerPlanes PlanesOf(const BayerRaw& raw, const uint16_t (&levels)[4]) {
   return p;
 }
 
-PreviewLook ChooseLook(const BayerPlanes& planes, const LscTable* table, const LookOptions& options) {
+PreviewLook ChooseLook(const BayerPlanes& planes, const LscTable* table, const LookOptions& options,
+                       const ResidualShading* residual) {
   CheckPlanes(planes);
   PreviewLook look;
   if (options.as_shot_neutral) {
@@ -114,16 +115,12 @@ PreviewLook ChooseLook(const BayerPlanes& planes, const LscTable* table, const L
       if (!(c > 0) || !std::isfinite(c)) throw WorkbenchError("as-shot neutral is not positive");
     look.gain = {n[1] / n[0], 1.0f, n[1] / n[2]};
   } else {
-    const CellMeans cells = MeasureCells(planes, table);
-    double su = 0, sv = 0;
-    int n = 0;
-    for (size_t c = 0; c < cells.grey.size(); ++c) {
-      if (!cells.grey[c]) continue;
-      su += std::log(cells.r[c] / cells.g[c]);
-      sv += std::log(cells.b[c] / cells.g[c]);
-      ++n;
-    }
-    if (n > 0) look.gain = {static_cast<float>(std::exp(-su / n)), 1.0f, static_cast<float>(std::exp(-sv / n))};
+    // The grey cells' mean colour cast taken out.
+    ResidualShading measured;
+    if (!residual) residual = &(measured = MeasureResidual(planes, table));
+    if (residual->grey_cells > 0)
+      look.gain = {static_cast<float>(std::exp(-residual->mean_u)), 1.0f,
+                   static_cast<float>(std::exp(-residual->mean_v))};
   }
 
   // Exposure from a regular sample of the quads' brightest channel.

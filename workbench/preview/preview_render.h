@@ -13,6 +13,8 @@ class BayerRaw;
 
 namespace mirvo::workbench {
 
+struct ResidualShading;
+
 // An 8-bit sRGB picture, rows of RGB triples.
 struct RgbImage {
   int width = 0;
@@ -53,9 +55,12 @@ struct LookOptions {
 };
 
 // The look of `planes` corrected by `table` (null: unity): white balance from
-// the neutral or the grey cells, exposure from the percentile. Throws
-// WorkbenchError on planes without samples or a neutral that is not positive.
-PreviewLook ChooseLook(const BayerPlanes& planes, const LscTable* table, const LookOptions& options = {});
+// the neutral or the grey cells, exposure from the percentile. A caller that
+// has MeasureResidual(planes, table) passes it as `residual`, so the grey
+// cells are not measured again. Throws WorkbenchError on planes without
+// samples or a neutral that is not positive.
+PreviewLook ChooseLook(const BayerPlanes& planes, const LscTable* table, const LookOptions& options = {},
+                       const ResidualShading* residual = nullptr);
 
 // One pixel per Bayer quad: black removed, each plane multiplied by the
 // table's gain (bicubic from the 13 x 17 lattice), greens averaged, the look
