@@ -39,9 +39,9 @@ void LoadFrame(const ArrayLike& frame_obj, const std::string& pattern, int bits,
     py::gil_scoped_release unlocked;
     FrameToPlanes(frame.data(), width, height, bits, pattern, &out->raw);
   }
-  const float scale = static_cast<float>(1 << (14 - bits));
-  out->planes = mirvo::workbench::PlanesOf(
-      out->raw, {levels[3] / scale, levels[1] / scale, levels[2] / scale, levels[0] / scale});
+  const uint16_t stats_levels[4] = {static_cast<uint16_t>(levels[0]), static_cast<uint16_t>(levels[1]),
+                                    static_cast<uint16_t>(levels[2]), static_cast<uint16_t>(levels[3])};
+  out->planes = mirvo::workbench::PlanesOf(out->raw, stats_levels);
 }
 
 std::optional<mirvo::LscTable> LoadTable(const py::object& obj, const char* name) {

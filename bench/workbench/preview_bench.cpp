@@ -10,25 +10,30 @@
 namespace mirvo_bench {
 namespace {
 
-void BM_RenderPreview(benchmark::State& state) {
+// The 12 MP frame with black 64 (10 bits) and a base table.
+struct Frame {
   mirvo::BayerRaw raw;
-  raw.ReadRawImage(UnpackedRawPath(), 4032, 3024, 10, "RGGB", false);
   mirvo::LscTable table;
-  MakeBaseTable(0, &table);
-  const mirvo::workbench::BayerPlanes planes = mirvo::workbench::PlanesOf(raw, {64, 64, 64, 64});
-  const mirvo::workbench::PreviewLook look = mirvo::workbench::ChooseLook(planes, &table);
+  mirvo::workbench::BayerPlanes planes;
+  Frame() {
+    raw.ReadRawImage(UnpackedRawPath(), 4032, 3024, 10, "RGGB", false);
+    MakeBaseTable(0, &table);
+    const uint16_t black[4] = {1024, 1024, 1024, 1024};
+    planes = mirvo::workbench::PlanesOf(raw, black);
+  }
+};
+
+void BM_RenderPreview(benchmark::State& state) {
+  const Frame f;
+  const mirvo::workbench::PreviewLook look = mirvo::workbench::ChooseLook(f.planes, &f.table);
   const int width = static_cast<int>(state.range(0));
-  for (auto _ : state) benchmark::DoNotOptimize(mirvo::workbench::RenderPreview(planes, &table, look, width));
+  for (auto _ : state) benchmark::DoNotOptimize(mirvo::workbench::RenderPreview(f.planes, &f.table, look, width));
 }
 BENCHMARK(BM_RenderPreview)->Arg(0)->Arg(960)->ArgName("width")->Unit(benchmark::kMillisecond);
 
 void BM_ChooseLook(benchmark::State& state) {
-  mirvo::BayerRaw raw;
-  raw.ReadRawImage(UnpackedRawPath(), 4032, 3024, 10, "RGGB", false);
-  mirvo::LscTable table;
-  MakeBaseTable(0, &table);
-  const mirvo::workbench::BayerPlanes planes = mirvo::workbench::PlanesOf(raw, {64, 64, 64, 64});
-  for (auto _ : state) benchmark::DoNotOptimize(mirvo::workbench::ChooseLook(planes, &table));
+  const Frame f;
+  for (auto _ : state) benchmark::DoNotOptimize(mirvo::workbench::ChooseLook(f.planes, &f.table));
 }
 BENCHMARK(BM_ChooseLook)->Unit(benchmark::kMillisecond);
 

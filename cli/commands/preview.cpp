@@ -77,10 +77,10 @@ int Run(const std::vector<std::string>& argv) {
   try {
     mirvo::workbench::LookOptions options;
     options.as_shot_neutral = frame.neutral;
-    const mirvo::workbench::PreviewLook look = mirvo::workbench::ChooseLook(planes, t, options);
+    const mirvo::workbench::ResidualShading residual = mirvo::workbench::MeasureResidual(planes, t);
+    const mirvo::workbench::PreviewLook look = mirvo::workbench::ChooseLook(planes, t, options, &residual);
     const mirvo::workbench::RgbImage picture = mirvo::workbench::RenderPreview(planes, t, look, out_width);
     WritePicture(picture, out);
-    const mirvo::workbench::ResidualShading residual = mirvo::workbench::MeasureResidual(planes, t);
     std::printf("%s: %dx%d; colour shading left %.2f %% RMS over %d grey cells\n", out.c_str(), picture.width,
                 picture.height, residual.rms * 100.0, residual.grey_cells);
   } catch (const mirvo::workbench::WorkbenchError& e) {

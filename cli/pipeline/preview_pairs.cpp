@@ -30,18 +30,14 @@ mirvo::LscTable TableOf(const FrameGrids& g) {
 
 void LoadRawPreviewFrame(const std::string& path, const RawOptions& raw, PreviewFrame* frame) {
   ReadRawFrame(path, raw, &frame->raw);
-  frame->planes = RawPlanes(frame->raw, raw);
+  frame->planes = mirvo::workbench::PlanesOf(frame->raw, raw.black_level);
 }
 
 bool LoadDngPreviewFrame(const std::string& path, PreviewFrame* frame, mirvo::LscTable* gain_map) {
   const mirvo::workbench::DngFrame f = ReadDngFrame(path);
   if (frame->raw.SplitFrame(f.samples.data(), f.width, f.height, f.bit_depth, f.pattern.c_str()) != mirvo::kOk)
     throw DataError(path + ": frame cannot be split into Bayer planes");
-  // The statistics' levels (B, Gr, Gb, R in 14-bit units) in the frame's
-  // units, so the pictures see the black the engine saw.
-  const float scale = static_cast<float>(1 << (14 - f.bit_depth));
-  const uint16_t* bl = f.stats_black;
-  frame->planes = mirvo::workbench::PlanesOf(frame->raw, {bl[3] / scale, bl[1] / scale, bl[2] / scale, bl[0] / scale});
+  frame->planes = mirvo::workbench::PlanesOf(frame->raw, f.stats_black);
   if (f.has_neutral)
     frame->neutral =
         std::array<float, 3>{static_cast<float>(f.as_shot_neutral[0]), static_cast<float>(f.as_shot_neutral[1]),
@@ -70,11 +66,14 @@ int WritePreviewPairs(const std::string& dir, const RunSummaryData& summary, con
     try {
       mirvo::workbench::LookOptions options;
       options.as_shot_neutral = frame.neutral;
-      const mirvo::workbench::PreviewLook look = mirvo::workbench::ChooseLook(frame.planes, &after, options);
+      const mirvo::workbench::ResidualShading after_residual = mirvo::workbench::MeasureResidual(frame.planes, &after);
+      const mirvo::workbench::PreviewLook look =
+          mirvo::workbench::ChooseLook(frame.planes, &after, options, &after_residual);
       const std::pair<const char*, const mirvo::LscTable*> sides[2] = {{"before", &base}, {"after", &after}};
       for (const auto& [kind, table] : sides) {
         const mirvo::workbench::RgbImage picture = mirvo::workbench::RenderPreview(frame.planes, table, look, width);
-        const mirvo::workbench::ResidualShading residual = mirvo::workbench::MeasureResidual(frame.planes, table);
+        const mirvo::workbench::ResidualShading residual =
+            table == &after ? after_residual : mirvo::workbench::MeasureResidual(frame.planes, table);
         WriteFileAtomically(out + "/" + PreviewFileName(g.index, kind, ""),
                             EncodePicture(picture, true, kPreviewQuality));
         WriteFileAtomically(

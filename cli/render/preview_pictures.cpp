@@ -6,7 +6,6 @@
 
 #include "base/cli_error.h"
 #include "files/atomic_file.h"
-#include "render/image.h"
 #include "render/png_writer.h"
 #include "workbench/error.h"
 #include "workbench/preview/jpeg_writer.h"
@@ -25,13 +24,7 @@ bool IsJpegName(const std::string& path) {
 
 std::string EncodePicture(const mirvo::workbench::RgbImage& image, bool jpeg, int quality) {
   if (jpeg) return mirvo::workbench::EncodeJpeg(image, quality);
-  Image png(image.width, image.height, {0, 0, 0});
-  for (int y = 0; y < image.height; ++y)
-    for (int x = 0; x < image.width; ++x) {
-      const uint8_t* p = &image.pixels[(static_cast<size_t>(y) * image.width + x) * 3];
-      png.Set(x, y, {p[0], p[1], p[2]});
-    }
-  return EncodePng(png);
+  return EncodePng(image.width, image.height, image.pixels.data());
 }
 
 void WritePicture(const mirvo::workbench::RgbImage& image, const std::string& path) {
@@ -49,12 +42,6 @@ void ReadRawFrame(const std::string& path, const RawOptions& raw, mirvo::BayerRa
   const std::unique_ptr<mirvo::workbench::FrameInput> input = MakeFrameInput(&raw);
   input->Check(path);
   input->ReadFrame(path, frame);
-}
-
-mirvo::workbench::BayerPlanes RawPlanes(const mirvo::BayerRaw& frame, const RawOptions& raw) {
-  const float scale = static_cast<float>(1 << (14 - std::clamp(raw.bits, 1, 14)));
-  const uint16_t* bl = raw.black_level;
-  return mirvo::workbench::PlanesOf(frame, {bl[3] / scale, bl[1] / scale, bl[2] / scale, bl[0] / scale});
 }
 
 }  // namespace mirvo_cli

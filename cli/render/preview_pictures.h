@@ -22,8 +22,4 @@ void WritePicture(const mirvo::workbench::RgbImage& image, const std::string& pa
 // workbench's FileError naming the file.
 void ReadRawFrame(const std::string& path, const RawOptions& raw, mirvo::BayerRaw* frame);
 
-// The frame's planes with the options' black levels, paired with the planes
-// as the statistics builder pairs them and in the frame's own units.
-mirvo::workbench::BayerPlanes RawPlanes(const mirvo::BayerRaw& frame, const RawOptions& raw);
-
 }  // namespace mirvo_cli

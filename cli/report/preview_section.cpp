@@ -48,15 +48,14 @@ std::string PreviewSection(const std::string& dir) {
   struct stat st;
   if (stat(index_path.c_str(), &st) != 0) return "";
   nlohmann::json index;
+  bool has_frames = false;
   try {
     index = nlohmann::json::parse(ReadInputFile(index_path, "a preview index", kMaxIndexBytes));
-    if (!index.at("frames").is_array()) throw DataError("");
+    has_frames = index.at("frames").is_array();
   } catch (const nlohmann::json::exception& e) {
     throw DataError(index_path + ": not a preview index (" + e.what() + ")");
-  } catch (const DataError& e) {
-    if (*e.what() != '\0') throw;
-    throw DataError(index_path + ": not a preview index (no list of frames)");
   }
+  if (!has_frames) throw DataError(index_path + ": not a preview index (no list of frames)");
 
   char scale[96];
   std::snprintf(scale, sizeof(scale), "&plusmn;%.2f", mirvo::workbench::kResidualScale);

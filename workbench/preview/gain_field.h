@@ -10,9 +10,10 @@ namespace mirvo::workbench {
 // pixel centres of a plane side. The lattice spans the plane edge to edge:
 // node k of n sits at k * pixels / (n - 1), the geometry under which the
 // library resamples the table onto its statistics cells. The ends are
-// extended linearly, so a linear ramp is reproduced up to the border.
+// extended linearly (as the library's BicubicKernel does), so a linear ramp
+// is reproduced up to the border.
 struct AxisWeights {
-  std::vector<int> start;  // first of the four taps, into the extended axis (n + 2 nodes)
+  std::vector<int> start;  // first of the four taps, 0 .. n - 4
   std::vector<float> w;    // four weights per pixel
 };
 AxisWeights LatticeAxis(int nodes, int pixels);
@@ -34,7 +35,7 @@ class GainField {
   int width_;
   int height_;
   bool unity_;
-  std::vector<float> nodes_[4];  // 15 x 19 extended lattice per plane
+  std::vector<float> nodes_[4];  // the 13 x 17 lattice per plane
   AxisWeights cols_;
   AxisWeights rows_;
 };

@@ -6,8 +6,8 @@
 
 #include "tools/bayer_raw.h"
 #include "workbench/error.h"
-#include "workbench/preview/cell_means.h"
 #include "workbench/preview/gain_field.h"
+#include "workbench/preview/residual_overlay.h"
 
 namespace mirvo::workbench {
 namespace {
@@ -87,7 +87,9 @@ inline int LutIndex(float v) {
 
 }  // namespace
 
-BayerPlanes PlanesOf(const BayerRaw& raw, const std::array<float, 4>& black) {
+BayerPlanes PlanesOf(const BayerRaw& raw, const uint16_t (&levels)[4]) {
+  const int bits = std::clamp(raw.bit_depth_, 1, 14);
+  const float scale = static_cast<float>(1 << (14 - bits));
   BayerPlanes p;
   p.width = raw.half_width_;
   p.height = raw.half_height_;
@@ -95,12 +97,16 @@ BayerPlanes PlanesOf(const BayerRaw& raw, const std::array<float, 4>& black) {
   p.plane[1] = raw.plane_gr_;
   p.plane[2] = raw.plane_gb_;
   p.plane[3] = raw.plane_b_;
-  for (int i = 0; i < 4; ++i) p.black[i] = black[static_cast<size_t>(i)];
-  p.white = static_cast<float>((1 << std::clamp(raw.bit_depth_, 1, 16)) - 1);
+  // The levels pair with the planes as the statistics builder pairs them:
+  // R takes index 3, B index 0, the greens their own.
+  const int level_of[4] = {3, 1, 2, 0};
+  for (int i = 0; i < 4; ++i) p.black[i] = levels[level_of[i]] / scale;
+  p.white = static_cast<float>((1 << bits) - 1);
   return p;
 }
 
-PreviewLook ChooseLook(const BayerPlanes& planes, const LscTable* table, const LookOptions& options) {
+PreviewLook ChooseLook(const BayerPlanes& planes, const LscTable* table, const LookOptions& options,
+                       const ResidualShading* residual) {
   CheckPlanes(planes);
   PreviewLook look;
   if (options.as_shot_neutral) {
@@ -109,16 +115,12 @@ PreviewLook ChooseLook(const BayerPlanes& planes, const LscTable* table, const L
       if (!(c > 0) || !std::isfinite(c)) throw WorkbenchError("as-shot neutral is not positive");
     look.gain = {n[1] / n[0], 1.0f, n[1] / n[2]};
   } else {
-    const CellMeans cells = MeasureCells(planes, table);
-    double su = 0, sv = 0;
-    int n = 0;
-    for (size_t c = 0; c < cells.grey.size(); ++c) {
-      if (!cells.grey[c]) continue;
-      su += std::log(cells.r[c] / cells.g[c]);
-      sv += std::log(cells.b[c] / cells.g[c]);
-      ++n;
-    }
-    if (n > 0) look.gain = {static_cast<float>(std::exp(-su / n)), 1.0f, static_cast<float>(std::exp(-sv / n))};
+    // The grey cells' mean colour cast taken out.
+    ResidualShading measured;
+    if (!residual) residual = &(measured = MeasureResidual(planes, table));
+    if (residual->grey_cells > 0)
+      look.gain = {static_cast<float>(std::exp(-residual->mean_u)), 1.0f,
+                   static_cast<float>(std::exp(-residual->mean_v))};
   }
 
   // Exposure from a regular sample of the quads' brightest channel.

@@ -13,6 +13,8 @@ class BayerRaw;
 
 namespace mirvo::workbench {
 
+struct ResidualShading;
+
 // An 8-bit sRGB picture, rows of RGB triples.
 struct RgbImage {
   int width = 0;
@@ -32,9 +34,10 @@ struct BayerPlanes {
   float white = 0;                // the clipping level
 };
 
-// The planes of a BayerRaw; black levels per plane (R, Gr, Gb, B) in the
-// frame's units, white 2^bits - 1.
-BayerPlanes PlanesOf(const BayerRaw& raw, const std::array<float, 4>& black);
+// The planes of a BayerRaw with the statistics' black levels (B, Gr, Gb, R
+// in 14-bit units, as Stats::CreateFromRaw takes them), so the pictures see
+// the black the engine saw; white 2^bits - 1.
+BayerPlanes PlanesOf(const BayerRaw& raw, const uint16_t (&levels)[4]);
 
 // Everything of a rendering but the table: white balance and exposure as
 // multipliers of the black-removed, range-normalised samples. Two renderings
@@ -52,9 +55,12 @@ struct LookOptions {
 };
 
 // The look of `planes` corrected by `table` (null: unity): white balance from
-// the neutral or the grey cells, exposure from the percentile. Throws
-// WorkbenchError on planes without samples or a neutral that is not positive.
-PreviewLook ChooseLook(const BayerPlanes& planes, const LscTable* table, const LookOptions& options = {});
+// the neutral or the grey cells, exposure from the percentile. A caller that
+// has MeasureResidual(planes, table) passes it as `residual`, so the grey
+// cells are not measured again. Throws WorkbenchError on planes without
+// samples or a neutral that is not positive.
+PreviewLook ChooseLook(const BayerPlanes& planes, const LscTable* table, const LookOptions& options = {},
+                       const ResidualShading* residual = nullptr);
 
 // One pixel per Bayer quad: black removed, each plane multiplied by the
 // table's gain (bicubic from the 13 x 17 lattice), greens averaged, the look

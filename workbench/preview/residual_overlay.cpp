@@ -90,8 +90,10 @@ ResidualShading MeasureResidual(const BayerPlanes& planes, const LscTable* table
     ++res.grey_cells;
   }
   if (res.grey_cells == 0) return res;
-  const float mu = static_cast<float>(su / res.grey_cells);
-  const float mv = static_cast<float>(sv / res.grey_cells);
+  res.mean_u = su / res.grey_cells;
+  res.mean_v = sv / res.grey_cells;
+  const float mu = static_cast<float>(res.mean_u);
+  const float mv = static_cast<float>(res.mean_v);
   double sq = 0;
   for (size_t c = 0; c < n; ++c) {
     if (!cells.grey[c]) continue;

@@ -18,6 +18,8 @@ struct ResidualShading {
   std::vector<float> v;  // log B/G
   double rms = 0;        // over both, in log units; 0 without grey cells
   int grey_cells = 0;
+  double mean_u = 0;  // the means u and v are about: the frame's colour cast
+  double mean_v = 0;
 };
 
 // Throws WorkbenchError as MeasureCells.
