@@ -2,24 +2,9 @@
 
 #include <pybind11/pybind11.h>
 
-#include "workbench/error.h"
 #include "workbench/inputs/raw_geometry.h"
 
 namespace mirvo_py {
-namespace {
-
-// The shared rules refuse with the workbench's error: a ValueError here.
-template <class Check>
-void AsValueError(Check check) {
-  try {
-    check();
-  } catch (const mirvo::workbench::WorkbenchError& e) {
-    throw py::value_error(e.what());
-  }
-}
-
-}  // namespace
-
 // One value for all four, or a sequence of four, each within [lo, hi].
 std::array<long long, 4> FourInts(py::handle obj, const char* name, long long lo, long long hi) {
   std::array<long long, 4> v{};
@@ -41,9 +26,7 @@ std::array<long long, 4> FourInts(py::handle obj, const char* name, long long lo
   return v;
 }
 
-void CheckPattern(const std::string& pattern) {
-  AsValueError([&] { mirvo::workbench::CheckBayerPattern(pattern, {}); });
-}
+void CheckPattern(const std::string& pattern) { mirvo::workbench::CheckBayerPattern(pattern, {}); }
 
 void CheckRange(const char* name, long long v, long long lo, long long hi) {
   if (v < lo || v > hi)
@@ -54,24 +37,18 @@ void CheckRange(const char* name, long long v, long long lo, long long hi) {
 void CheckFrameSize(int width, int height) {
   CheckRange("width", width, 2, 65534);
   CheckRange("height", height, 2, 65534);
-  AsValueError([&] {
-    mirvo::workbench::CheckEvenFrame(width, height, {});
-    mirvo::workbench::CheckFrameArea(width, height);
-  });
+  mirvo::workbench::CheckEvenFrame(width, height, {});
+  mirvo::workbench::CheckFrameArea(width, height);
 }
 
-void CheckBits(int bits) {
-  AsValueError([&] { mirvo::workbench::CheckRawBits(bits, {}); });
-}
+void CheckBits(int bits) { mirvo::workbench::CheckRawBits(bits, {}); }
 
-void CheckMipi(int width, int bits) {
-  AsValueError([&] { mirvo::workbench::CheckMipiLayout(width, bits, {}); });
-}
+void CheckMipi(int width, int bits) { mirvo::workbench::CheckMipiLayout(width, bits, {}); }
 
 void CheckGrid(int width, int height, int cols, int rows) {
   CheckRange("grid columns", cols, 1, 1024);
   CheckRange("grid rows", rows, 1, 1024);
-  AsValueError([&] { mirvo::workbench::CheckStatsGrid(width, height, cols, rows, {}); });
+  mirvo::workbench::CheckStatsGrid(width, height, cols, rows, {});
 }
 
 void FrameToPlanes(const uint16_t* frame, int width, int height, int bits, const std::string& pattern,

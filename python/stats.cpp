@@ -12,10 +12,10 @@
 #include "arrays.h"
 #include "bindings.h"
 #include "core/stats.h"
-#include "file_readers.h"
 #include "frame_args.h"
 #include "tools/bayer_raw.h"
 #include "tools/stats_text.h"
+#include "workbench/files/loaders.h"
 #include "workbench/inputs/raw_frame_input.h"
 
 namespace mirvo_py {
@@ -117,7 +117,7 @@ void BindStats(py::module_& m) {
       [](const PathLike& path_arg) {
         const std::string path = FsPath(path_arg.obj);
         auto stats = std::make_unique<Stats>();
-        LoadStatsFile(path, stats.get());
+        mirvo::workbench::LoadStatsFile(path, stats.get());
         // The dump carries no black levels: they read as none removed.
         for (int i = 0; i < 4; ++i) stats->black_level[i] = 0, stats->black_level_gain[i] = 1.0f;
         return stats;
@@ -153,7 +153,7 @@ void BindStats(py::module_& m) {
         layout.bits = bits;
         layout.pattern = pattern;
         const auto input = mirvo::workbench::MakeRawFrameInput(layout, mipi);
-        RaisingPythonErrors([&] { input->Check(path); });
+        input->Check(path);
         py::array_t<uint16_t> frame({height, width});
         uint16_t* dst = frame.mutable_data();
         std::exception_ptr failure;
@@ -165,7 +165,7 @@ void BindStats(py::module_& m) {
             failure = std::current_exception();
           }
         }
-        if (failure) RaisingPythonErrors([&] { std::rethrow_exception(failure); });
+        if (failure) std::rethrow_exception(failure);
         return frame;
       },
       py::arg("path"), py::arg("width"), py::arg("height"), py::arg("bits"), py::arg("pattern"),

@@ -8,8 +8,8 @@
 #include "arrays.h"
 #include "bindings.h"
 #include "core/lsc_table.h"
-#include "file_readers.h"
 #include "io/lsc_table_file.h"
+#include "workbench/files/loaders.h"
 #include "workbench/import/lsc_import.h"
 
 namespace mirvo_py {
@@ -20,7 +20,7 @@ void BindTables(py::module_& m) {
       [](const PathLike& path_arg) {
         const std::string path = FsPath(path_arg.obj);
         py::array_t<float> table({4, 13, 17});
-        LoadTableFile(path, reinterpret_cast<mirvo::LscTable*>(table.mutable_data()));
+        *reinterpret_cast<mirvo::LscTable*>(table.mutable_data()) = mirvo::workbench::LoadTableFile(path);
         // "nan" and "inf" read as numbers; no gain table holds them.
         CheckedFiniteFloats(table, (path + ": LSC table").c_str(), {4, 13, 17});
         return table;
@@ -47,15 +47,13 @@ void BindTables(py::module_& m) {
         const std::string path = FsPath(path_arg.obj);
         if (ct && (*ct < 1000 || *ct > 100000))
           throw py::value_error("ct: " + std::to_string(*ct) + " is not within 1000..100000");
-        const mirvo::LscTable stored = RaisingPythonErrors([&] {
-          try {
-            return mirvo::workbench::AsStored(mirvo::workbench::ImportLscFile(path, ct.value_or(0)).table);
-          } catch (const mirvo::workbench::ColourTemperatureNeeded& e) {
-            throw mirvo::workbench::WorkbenchError(std::string(e.what()) + "; choose one with ct=K");
-          }
-        });
         py::array_t<float> table({4, 13, 17});
-        *reinterpret_cast<mirvo::LscTable*>(table.mutable_data()) = stored;
+        try {
+          *reinterpret_cast<mirvo::LscTable*>(table.mutable_data()) =
+              mirvo::workbench::AsStored(mirvo::workbench::ImportLscFile(path, ct.value_or(0)).table);
+        } catch (const mirvo::workbench::ColourTemperatureNeeded& e) {
+          throw py::value_error(std::string(e.what()) + "; choose one with ct=K");
+        }
         return table;
       },
       py::arg("path"), py::arg("ct") = py::none(),

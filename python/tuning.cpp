@@ -8,9 +8,9 @@
 #include "arg_types.h"
 #include "arrays.h"
 #include "bindings.h"
-#include "file_readers.h"
 #include "io/default_tuning.h"
 #include "io/tuning_file.h"
+#include "workbench/files/loaders.h"
 
 namespace mirvo_py {
 namespace {
@@ -123,7 +123,7 @@ void BindTuning(py::module_& m) {
       [](const PathLike& path_arg) {
         const std::string path = FsPath(path_arg.obj);
         MirvoParams p(mirvo::DefaultMirvoParams());
-        LoadTuningFile(path, &p);
+        mirvo::workbench::LoadTuningFile(path, &p);
         CheckFiniteRecord(path, p);
         return p;
       },

@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "workbench/error.h"
+
 namespace mirvo_cli {
 
 // Exit statuses of the program.
@@ -33,12 +35,7 @@ class DataError : public CliError {
   explicit DataError(const std::string& message) : CliError(kExitDataError, message) {}
 };
 
-// Message text with control characters (from file names or file contents)
-// shown as '?', so that every message stays on its one line.
-inline std::string Printable(std::string text) {
-  for (char& c : text)
-    if (static_cast<unsigned char>(c) < 32 || c == 127) c = '?';
-  return text;
-}
+// Message text made one line (the workstation library's rule).
+using mirvo::workbench::Printable;
 
 }  // namespace mirvo_cli

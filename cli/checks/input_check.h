@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <string>
 
-#include "commands/raw_options.h"
 #include "core/lsc_table.h"
 #include "core/mirvo_params.h"
 #include "core/stats.h"
@@ -21,12 +20,6 @@ using mirvo::workbench::LoadStatsFile;
 using mirvo::workbench::LoadTableFile;
 using mirvo::workbench::LoadTuningFile;
 using mirvo::workbench::ReadInputFile;
-
-// Raw frame file: present, and exactly the size its dimensions imply.
-void CheckRawFile(const std::string& path, const RawOptions& raw);
-
-// Raw frame read and reduced to statistics on the options' grid.
-void StatsFromRawFile(const std::string& path, const RawOptions& raw, mirvo::Stats* stats);
 
 // Override map, loaded by the workstation library's loader; unknown keys,
 // which the library ignores, are reported on stderr as warnings once the

@@ -13,6 +13,7 @@
 #include "report/preview_section.h"
 #include "report/report_page.h"
 #include "report/summary_format.h"
+#include "workbench/error.h"
 
 namespace mirvo_cli {
 namespace {
@@ -51,6 +52,8 @@ int RunCorpus(const std::string& dir, const std::string& corpus_path) {
       row.warnings = static_cast<int>(RunWarnings(summary).size());
       row.has_report = true;
     } catch (const DataError& e) {
+      if (row.error.empty()) row.error = e.what();
+    } catch (const mirvo::workbench::WorkbenchError& e) {  // ReadInputFile's refusal
       if (row.error.empty()) row.error = e.what();
     }
   }

@@ -59,7 +59,7 @@ int Run(const std::vector<std::string>& argv) {
   } else {
     const RawOptions raw = ParseRawOptions(args);
     CheckOutputPlan({raw_path}, outputs);
-    StatsFromRawFile(raw_path, raw, &stats);
+    MakeFrameInput(&raw)->ReadStats(raw_path, &stats);
   }
   WriteStatsDump(out, stats);
   if (args.Has("--mean-image")) WriteMeanImage(args.Get("--mean-image"), stats);

@@ -3,8 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include "base/cli_error.h"
-#include "files/json_input.h"
 #include "workbench/error.h"
+#include "workbench/files/bounded_json.h"
 #include "workbench/summary/frame_fields.h"
 
 namespace mirvo_cli {
@@ -93,7 +93,8 @@ FrameGrids ReadGrids(const Reader& in, const json& j, size_t i, int frames) {
 
 RunSummaryData ParseSummary(const std::string& text, const std::string& path) {
   const Reader in(path);
-  const json doc = ParseJsonInput(text, path);
+  const json doc = mirvo::workbench::ParseBoundedJson(
+      text, path, {text.size(), mirvo::workbench::kJsonMaxDepth, mirvo::workbench::kJsonMemoryFactor});
   if (!doc.is_object() || !doc.contains("format") || doc["format"] != kFormat)
     in.Fail(std::string("not a run summary (no \"format\": \"") + kFormat + "\")");
   const json& version = in.Field(doc, "format_version", "the summary");
