@@ -19,6 +19,7 @@
 #include "pipeline/progress.h"
 #include "pipeline/run_summary.h"
 #include "workbench/dng/dng_frame_input.h"
+#include "workbench/dng/dng_reader.h"
 
 namespace mirvo_cli {
 namespace {
@@ -135,7 +136,7 @@ int Run(const std::vector<std::string>& argv) {
   if (use_dng) {
     if (base_path.empty()) bases.resize(frames.size());
     for (size_t i = 0; i < frames.size(); ++i) {
-      const mirvo::workbench::DngHeader header = ReadDngFrameHeader(frames[i]);
+      const mirvo::workbench::DngHeader header = mirvo::workbench::ReadDngHeader(frames[i]);
       if (!base_path.empty()) continue;
       if (!header.has_gain_map) throw DataError(frames[i] + ": no GainMap to take as the base table; give --base");
       bases[i] = header.gain_map;
