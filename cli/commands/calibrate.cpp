@@ -66,8 +66,7 @@ void AddDngCapture(const std::string& path, mirvo::workbench::FlatFieldCalibrati
                    int* height) {
   const mirvo::workbench::DngFrame dng = mirvo::workbench::ReadDng(path);
   mirvo::BayerRaw frame;
-  if (frame.SplitFrame(dng.samples.data(), dng.width, dng.height, dng.bit_depth, dng.pattern.c_str()) != mirvo::kOk)
-    throw DataError(path + ": cannot split the frame into Bayer planes");
+  mirvo::workbench::SplitDngFrame(dng, &frame);
   const std::string refused = calibration->AddCapture(frame, dng.stats_black, path);
   if (!refused.empty()) throw DataError(refused);
   *width = dng.width;

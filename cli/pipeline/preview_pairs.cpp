@@ -35,8 +35,7 @@ void LoadRawPreviewFrame(const std::string& path, const RawOptions& raw, Preview
 
 bool LoadDngPreviewFrame(const std::string& path, PreviewFrame* frame, mirvo::LscTable* gain_map) {
   const mirvo::workbench::DngFrame f = mirvo::workbench::ReadDng(path);
-  if (frame->raw.SplitFrame(f.samples.data(), f.width, f.height, f.bit_depth, f.pattern.c_str()) != mirvo::kOk)
-    throw DataError(path + ": frame cannot be split into Bayer planes");
+  mirvo::workbench::SplitDngFrame(f, &frame->raw);
   // The statistics' levels (B, Gr, Gb, R in 14-bit units) in the frame's
   // units, so the pictures see the black the engine saw.
   const float scale = static_cast<float>(1 << (14 - f.bit_depth));
