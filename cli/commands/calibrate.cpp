@@ -16,6 +16,7 @@
 #include "tools/bayer_raw.h"
 #include "workbench/calibration/calibration.h"
 #include "workbench/calibration/flat_field_calibration.h"
+#include "workbench/dng/dng_reader.h"
 
 namespace mirvo_cli {
 namespace {
@@ -63,10 +64,9 @@ void AddCapture(const std::string& path, const RawOptions& raw, mirvo::workbench
 // A DNG capture: its active area, levels and bit depth as the file states them.
 void AddDngCapture(const std::string& path, mirvo::workbench::FlatFieldCalibration* calibration, int* width,
                    int* height) {
-  const mirvo::workbench::DngFrame dng = ReadDngFrame(path);
+  const mirvo::workbench::DngFrame dng = mirvo::workbench::ReadDng(path);
   mirvo::BayerRaw frame;
-  if (frame.SplitFrame(dng.samples.data(), dng.width, dng.height, dng.bit_depth, dng.pattern.c_str()) != mirvo::kOk)
-    throw DataError(path + ": cannot split the frame into Bayer planes");
+  mirvo::workbench::SplitDngFrame(dng, &frame);
   const std::string refused = calibration->AddCapture(frame, dng.stats_black, path);
   if (!refused.empty()) throw DataError(refused);
   *width = dng.width;

@@ -5,7 +5,7 @@
 #include "base/cli_error.h"
 #include "commands/args.h"
 #include "commands/commands.h"
-#include "commands/dng_input.h"
+#include "workbench/dng/dng_reader.h"
 #include "workbench/dng/gain_map_table.h"
 
 namespace mirvo_cli {
@@ -48,7 +48,7 @@ std::string Num(double v) {
 int Run(const std::vector<std::string>& argv) {
   const Args args("dng", {}, argv);
   const std::string path = args.OnePositional("DNG file");
-  const mirvo::workbench::DngFrame f = ReadDngFrame(path);
+  const mirvo::workbench::DngFrame f = mirvo::workbench::ReadDng(path);
   std::printf("%s: Bayer DNG, %dx%d active area at %d,%d of %dx%d stored, %s, %s%s\n", path.c_str(), f.width, f.height,
               f.top, f.left, f.raw_width, f.raw_height, f.pattern.c_str(),
               f.compression == 7 ? "lossless JPEG" : "uncompressed", f.linearised ? ", linearisation table" : "");

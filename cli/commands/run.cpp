@@ -19,6 +19,7 @@
 #include "pipeline/progress.h"
 #include "pipeline/run_summary.h"
 #include "workbench/dng/dng_frame_input.h"
+#include "workbench/dng/dng_reader.h"
 
 namespace mirvo_cli {
 namespace {
@@ -132,11 +133,12 @@ int Run(const std::vector<std::string>& argv) {
     bases[0] = LoadTableFile(base_path);
     CheckBaseTableGains(base_path, bases[0]);
   }
-  if (use_dng) {
-    if (base_path.empty()) bases.resize(frames.size());
+  // Without --base each frame's GainMap is its base; with it, the frame
+  // input below checks the files.
+  if (use_dng && base_path.empty()) {
+    bases.resize(frames.size());
     for (size_t i = 0; i < frames.size(); ++i) {
-      const mirvo::workbench::DngHeader header = ReadDngFrameHeader(frames[i]);
-      if (!base_path.empty()) continue;
+      const mirvo::workbench::DngHeader header = mirvo::workbench::ReadDngHeader(frames[i]);
       if (!header.has_gain_map) throw DataError(frames[i] + ": no GainMap to take as the base table; give --base");
       bases[i] = header.gain_map;
       CheckBaseTableGains(frames[i], bases[i]);

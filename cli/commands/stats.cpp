@@ -11,6 +11,7 @@
 #include "files/output_files.h"
 #include "files/output_plan.h"
 #include "io/default_tuning.h"
+#include "workbench/dng/dng_frame_input.h"
 
 namespace mirvo_cli {
 namespace {
@@ -55,7 +56,7 @@ int Run(const std::vector<std::string>& argv) {
   if (dng) {
     const GridOptions grid = ParseGridOption(args);
     CheckOutputPlan({raw_path}, outputs);
-    StatsFromDngFile(raw_path, grid.cols, grid.rows, &stats);
+    mirvo::workbench::MakeDngInput(grid.cols, grid.rows)->ReadStats(raw_path, &stats);
   } else {
     const RawOptions raw = ParseRawOptions(args);
     CheckOutputPlan({raw_path}, outputs);

@@ -7,11 +7,12 @@
 #include "checks/table_ranges.h"
 #include "commands/args.h"
 #include "commands/commands.h"
-#include "commands/dng_input.h"
 #include "files/output_files.h"
 #include "files/output_plan.h"
 #include "render/pictures.h"
 #include "render/png_writer.h"
+#include "workbench/dng/dng_reader.h"
+#include "workbench/dng/dng_writer.h"
 #include "workbench/import/lsc_import.h"
 
 namespace mirvo_cli {
@@ -53,7 +54,7 @@ int RunFromDng(const Args& args) {
   const std::string path = args.Get("--from-dng");
   const std::string out = args.Require("--out");
   CheckOutputPlan({path}, {out});
-  const mirvo::workbench::DngFrame frame = ReadDngFrame(path);
+  const mirvo::workbench::DngFrame frame = mirvo::workbench::ReadDng(path);
   if (!frame.has_gain_map) throw DataError(path + ": no GainMap in OpcodeList2 or OpcodeList3");
   WriteTableFile(out, frame.gain_map);
   std::printf("%s: LSC table from the %zu GainMaps of %s (OpcodeList%d)\n", out.c_str(), frame.gain_maps.size(),
@@ -67,7 +68,7 @@ int RunIntoDng(const Args& args) {
   const std::string out = args.Require("--out");
   CheckOutputPlan({path, dng}, {out});
   const mirvo::LscTable table = LoadTableFile(path);
-  WriteDngWithTable(dng, out, table);
+  mirvo::workbench::WriteDngGainMap(dng, out, table);
   std::printf("%s: %s with the GainMaps of %s\n", out.c_str(), dng.c_str(), path.c_str());
   return kExitOk;
 }

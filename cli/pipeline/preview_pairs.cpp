@@ -5,9 +5,9 @@
 #include <nlohmann/json.hpp>
 
 #include "base/cli_error.h"
-#include "commands/dng_input.h"
 #include "files/atomic_file.h"
 #include "render/preview_pictures.h"
+#include "workbench/dng/dng_reader.h"
 #include "workbench/error.h"
 #include "workbench/preview/residual_overlay.h"
 
@@ -34,9 +34,8 @@ void LoadRawPreviewFrame(const std::string& path, const RawOptions& raw, Preview
 }
 
 bool LoadDngPreviewFrame(const std::string& path, PreviewFrame* frame, mirvo::LscTable* gain_map) {
-  const mirvo::workbench::DngFrame f = ReadDngFrame(path);
-  if (frame->raw.SplitFrame(f.samples.data(), f.width, f.height, f.bit_depth, f.pattern.c_str()) != mirvo::kOk)
-    throw DataError(path + ": frame cannot be split into Bayer planes");
+  const mirvo::workbench::DngFrame f = mirvo::workbench::ReadDng(path);
+  mirvo::workbench::SplitDngFrame(f, &frame->raw);
   frame->planes = mirvo::workbench::PlanesOf(frame->raw, f.stats_black);
   if (f.has_neutral)
     frame->neutral =

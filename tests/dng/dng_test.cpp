@@ -70,8 +70,6 @@ DngSpec Scene(const std::string& pattern, int width, int height) {
   for (int y = 0; y < height; ++y)
     for (int x = 0; x < width; ++x) {
       const char c = pattern[(y % 2) * 2 + x % 2];
-      const int channel = c == 'R' ? 0 : c == 'B' ? 3 : y % 2 == (pattern[0] == 'G' ? 0 : 1) ? 1 : 2;
-      (void)channel;
       const int ch = c == 'R' ? 0 : c == 'B' ? 3 : (y % 2 == 0 ? 1 : 2);
       s.samples.push_back(static_cast<uint16_t>(100 + 150 * ch + (y / 2 * 7 + x / 2 * 3) % 500));
     }

@@ -96,8 +96,6 @@ void ReadFrame(const std::string& path, DngFrame* f) {
   }
   if (f->pattern != layout.pattern)
     throw WorkbenchError("the decoder reads the CFA as " + f->pattern + ", the file says " + layout.pattern);
-  if (f->pattern != "RGGB" && f->pattern != "GRBG" && f->pattern != "GBRG" && f->pattern != "BGGR")
-    throw WorkbenchError("unsupported CFA " + f->pattern + " (not a Bayer pattern)");
 
   // Bit depth from the white level; deeper samples (after a linearisation
   // table) are brought to 14 bits by a right shift, the black level with them.
@@ -178,10 +176,14 @@ DngFrame ReadDng(const std::string& path) {
   return f;
 }
 
+void SplitDngFrame(const DngFrame& frame, BayerRaw* raw) {
+  if (raw->SplitFrame(frame.samples.data(), frame.width, frame.height, frame.bit_depth, frame.pattern.c_str()) != kOk)
+    throw FileError(frame.path, "frame cannot be split into Bayer planes");
+}
+
 void DngStats(const DngFrame& frame, int cols, int rows, Stats* stats) {
   BayerRaw raw;
-  if (raw.SplitFrame(frame.samples.data(), frame.width, frame.height, frame.bit_depth, frame.pattern.c_str()) != kOk)
-    throw FileError(frame.path, "frame cannot be split into Bayer planes");
+  SplitDngFrame(frame, &raw);
   stats->CreateFromRaw(raw, frame.stats_black, cols, rows);
 }
 

@@ -6,6 +6,7 @@
 
 #include "core/lsc_table.h"
 #include "core/stats.h"
+#include "tools/bayer_raw.h"
 #include "workbench/dng/opcode_list.h"
 
 namespace mirvo {
@@ -51,6 +52,10 @@ struct DngHeader {
   LscTable gain_map{};
 };
 DngHeader ReadDngHeader(const std::string& path);
+
+// The frame split into its Bayer planes at its own bit depth and pattern.
+// Throws FileError naming the file.
+void SplitDngFrame(const DngFrame& frame, BayerRaw* raw);
 
 // The frame's statistics on a cols x rows grid, as the raw-frame path builds
 // them from the same samples.

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "workbench/dng/byte_order.h"
 #include "workbench/dng/dng_file.h"
 #include "workbench/dng/gain_map_table.h"
 #include "workbench/dng/opcode_list.h"
@@ -23,13 +24,8 @@ namespace {
 class Patcher {
  public:
   Patcher(std::vector<uint8_t>* out, bool big_endian) : out_(out), big_(big_endian) {}
-  void U16(size_t pos, uint16_t v) {
-    (*out_)[pos + (big_ ? 0 : 1)] = static_cast<uint8_t>(v >> 8);
-    (*out_)[pos + (big_ ? 1 : 0)] = static_cast<uint8_t>(v);
-  }
-  void U32(size_t pos, uint32_t v) {
-    for (int i = 0; i < 4; ++i) (*out_)[pos + (big_ ? i : 3 - i)] = static_cast<uint8_t>(v >> (24 - 8 * i));
-  }
+  void U16(size_t pos, uint16_t v) { StoreU16(out_->data() + pos, v, big_); }
+  void U32(size_t pos, uint32_t v) { StoreU32(out_->data() + pos, v, big_); }
   // Appends `bytes` at an even offset and returns it.
   uint32_t Append(const uint8_t* bytes, size_t n) {
     if (out_->size() % 2) out_->push_back(0);
@@ -120,23 +116,17 @@ std::vector<uint8_t> MakeCopy(const std::vector<uint8_t>& in, const LscTable& ta
   bool inserted = false;
   const auto put_entry = [&](const uint8_t* e) { std::memcpy(&dir[2 + 12 * k++], e, 12); };
   uint8_t fresh[12];
-  {
-    std::vector<uint8_t> tmp(12);
-    Patcher p(&tmp, tiff.big_endian());
-    p.U16(0, kTagOpcodeList2);
-    p.U16(2, 7);
-    p.U32(4, static_cast<uint32_t>(list.size()));
-    p.U32(8, list_pos);
-    std::memcpy(fresh, tmp.data(), 12);
-  }
+  StoreU16(fresh, kTagOpcodeList2, tiff.big_endian());
+  StoreU16(fresh + 2, 7, tiff.big_endian());
+  StoreU32(fresh + 4, static_cast<uint32_t>(list.size()), tiff.big_endian());
+  StoreU32(fresh + 8, list_pos, tiff.big_endian());
   for (const TiffEntry& e : ifd.entries) {
     if (!inserted && e.tag > kTagOpcodeList2) put_entry(fresh), inserted = true;
     put_entry(in.data() + e.entry_pos);
   }
   if (!inserted) put_entry(fresh);
   std::memcpy(&dir[2 + 12 * (n + 1)], in.data() + ifd.offset + 2 + 12 * n, 4);  // next directory
-  Patcher d(&dir, tiff.big_endian());
-  d.U16(0, static_cast<uint16_t>(n + 1));
+  StoreU16(dir.data(), static_cast<uint16_t>(n + 1), tiff.big_endian());
   const uint32_t dir_pos = patch.Append(dir.data(), dir.size());
   patch.U32(ifd.pointer_pos, dir_pos);
   return out;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "workbench/dng/byte_order.h"
 #include "workbench/error.h"
 
 namespace mirvo {
@@ -12,7 +13,7 @@ namespace {
 
 constexpr size_t kGainMapHeaderBytes = 76;
 
-uint32_t GetU32(const uint8_t* p) { return uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3]; }
+uint32_t GetU32(const uint8_t* p) { return LoadU32(p, true); }
 
 double GetF64(const uint8_t* p) {
   const uint64_t bits = static_cast<uint64_t>(GetU32(p)) << 32 | GetU32(p + 4);
@@ -22,7 +23,8 @@ double GetF64(const uint8_t* p) {
 }
 
 void PutU32(std::vector<uint8_t>* out, uint32_t v) {
-  for (int s = 24; s >= 0; s -= 8) out->push_back(static_cast<uint8_t>(v >> s));
+  out->resize(out->size() + 4);
+  StoreU32(out->data() + out->size() - 4, v, true);
 }
 
 void PutF64(std::vector<uint8_t>* out, double d) {

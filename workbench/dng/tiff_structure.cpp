@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "workbench/dng/byte_order.h"
 #include "workbench/error.h"
 
 namespace mirvo {
@@ -60,16 +61,9 @@ TiffStructure::TiffStructure(const uint8_t* data, size_t size) : data_(data), si
   if (ifds_.empty()) throw WorkbenchError("TIFF file without an image directory");
 }
 
-uint16_t TiffStructure::U16(size_t pos) const {
-  const uint8_t* p = data_ + pos;
-  return big_endian_ ? static_cast<uint16_t>(p[0] << 8 | p[1]) : static_cast<uint16_t>(p[1] << 8 | p[0]);
-}
+uint16_t TiffStructure::U16(size_t pos) const { return LoadU16(data_ + pos, big_endian_); }
 
-uint32_t TiffStructure::U32(size_t pos) const {
-  const uint8_t* p = data_ + pos;
-  if (big_endian_) return uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
-  return uint32_t{p[3]} << 24 | uint32_t{p[2]} << 16 | uint32_t{p[1]} << 8 | p[0];
-}
+uint32_t TiffStructure::U32(size_t pos) const { return LoadU32(data_ + pos, big_endian_); }
 
 TiffIfd TiffStructure::ReadIfd(uint32_t offset, uint32_t pointer_pos) const {
   if (offset < 8 || offset > size_ - 2)
