@@ -8,7 +8,9 @@ namespace mirvo_cli {
 
 void RunInProcess(const std::vector<std::string>& args) {
   KeepFrameMemory();  // as the program's main does
-  const int status = kCommandRun.run(args);
+  // Through the dispatcher, which turns the workstation library's faults
+  // into the program's errors.
+  const int status = RunCommand(kCommandRun, args);
   if (status != kExitOk) throw DataError("mirvo run: ended with status " + std::to_string(status));
 }
 
