@@ -53,10 +53,9 @@ def make_corpus(root, sequences, frames):
             path = folder / f"f{k:03d}.raw"
             if not path.exists():
                 path.write_bytes(mipi_frame(100 * s + k))
-    return desc
 
 
-def time_program(cli, root, out, desc):
+def time_program(cli, root, out):
     start = time.perf_counter()
     for folder in sorted(p for p in root.iterdir() if p.is_dir()):
         frames = sorted(str(p) for p in folder.glob("*.raw"))
@@ -91,14 +90,14 @@ def main():
     a = ap.parse_args()
     work = pathlib.Path(a.workdir)
     root = work / "corpus"
-    desc = make_corpus(root, a.sequences, a.frames)
+    make_corpus(root, a.sequences, a.frames)
     n = a.sequences * a.frames
     results = {"program": [], 1: [], 2: []}
     for rep in range(a.repetitions):
         for key in results:
             out = work / f"out_{key}_{rep}"
             shutil.rmtree(out, ignore_errors=True)
-            seconds = time_program(a.cli, root, out, desc) if key == "program" else time_corpus(root, out, key)
+            seconds = time_program(a.cli, root, out) if key == "program" else time_corpus(root, out, key)
             results[key].append(seconds)
             shutil.rmtree(out, ignore_errors=True)
     med = {k: statistics.median(v) for k, v in results.items()}

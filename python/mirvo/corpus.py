@@ -32,7 +32,6 @@ DESCRIPTION_NAME = "sequence.json"
 INPUTS_DIR = ".inputs"  # OUT/.inputs/: tuning and base given as loaded objects, as files
 COLUMNS = ("sequence", "status", "frames", "guarded_frames", "prj_u", "prj_v", "residual_shading", "seconds", "error")
 FRAME_KINDS = {".txt": "stats", ".raw": "raw", ".dng": "dng"}
-RAW_KEYS = ("width", "height", "bits", "pattern", "mipi", "black_level", "crop")
 
 
 class SequenceError(ValueError):
