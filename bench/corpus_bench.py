@@ -55,7 +55,7 @@ def make_corpus(root, sequences, frames):
             path = folder / f"f{k:03d}.raw"
             if not path.exists():
                 path.write_bytes(mipi_frame(100 * s + k))
-    return desc
+
 
 
 def time_program(cli, root, out, processes=1):

@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "base/cli_error.h"
+#include "base/frame_memory.h"
 #include "base/log_sink.h"
 #include "base/standard_output.h"
 #include "commands/commands.h"
@@ -81,12 +81,7 @@ int main(int argc, char** argv) {
   // line and status 1, not a silent death by the signal.
   std::signal(SIGPIPE, SIG_IGN);
   RemoveTemporariesOnSignals();
-#ifdef __GLIBC__
-  // Raw frames come and go at tens of megabytes each; keep that memory in
-  // the heap instead of mapping and faulting it in afresh for every frame.
-  mallopt(M_MMAP_THRESHOLD, 256 << 20);
-  mallopt(M_TRIM_THRESHOLD, 512 << 20);
-#endif
+  KeepFrameMemory();
   // Every failure ends as one line on stderr and a defined exit status.
   try {
     const int status = Dispatch(argc, argv);

@@ -32,33 +32,10 @@ DESCRIPTION_NAME = "sequence.json"
 INPUTS_DIR = ".inputs"  # OUT/.inputs/: tuning and base given as loaded objects, as files
 COLUMNS = ("sequence", "status", "frames", "guarded_frames", "prj_u", "prj_v", "residual_shading", "seconds", "error")
 FRAME_KINDS = {".txt": "stats", ".raw": "raw", ".dng": "dng"}
-RAW_KEYS = ("width", "height", "bits", "pattern", "mipi", "black_level", "crop")
-
-
-# Files get the mode the program's files get (0666 less the umask), not
-# mkstemp's 0600; read once, while importing is single-threaded.
-_UMASK = os.umask(0o022)
-os.umask(_UMASK)
 
 
 class SequenceError(ValueError):
     """A sequence that cannot be run as described; its row carries the reason."""
-
-
-def _write_atomically(path, data):
-    """The whole file or nothing under `path`, as the program writes its outputs."""
-    path = Path(path)
-    fd, tmp = tempfile.mkstemp(prefix="." + path.name + ".", dir=path.parent)
-    try:
-        os.fchmod(fd, 0o666 & ~_UMASK)
-        with os.fdopen(fd, "wb") as f:
-            f.write(data)
-            f.flush()
-            os.fsync(f.fileno())
-        os.replace(tmp, path)
-    except BaseException:
-        os.unlink(tmp)
-        raise
 
 
 def _describe_folder(folder):
@@ -184,7 +161,7 @@ def _sequence_task(name, args, out, fingerprint):
         row.update(sequence=name, status="failed", error=str(e) or type(e).__name__)
     row["seconds"] = round(time.perf_counter() - start, 3)
     if Path(out).is_dir():
-        _write_atomically(Path(out) / ROW_NAME, json.dumps({"fingerprint": fingerprint, "row": row}).encode())
+        _mirvo._write_file_atomically(Path(out) / ROW_NAME, json.dumps({"fingerprint": fingerprint, "row": row}).encode())
     return row
 
 
@@ -207,7 +184,7 @@ def _as_file(value, out_dir, name, save):
         save(os.path.join(tmp, name), value)
         data = Path(tmp, name).read_bytes()
     if not path.is_file() or path.read_bytes() != data:
-        _write_atomically(path, data)
+        _mirvo._write_file_atomically(path, data)
     return str(path)
 
 
@@ -222,7 +199,7 @@ def _write_summary(out_dir, rows):
         (Path(out_dir) / f"{SUMMARY_NAME}.csv", text.getvalue().encode()),
     ):
         if not path.is_file() or path.read_bytes() != data:  # a rerun that did nothing leaves them alone
-            _write_atomically(path, data)
+            _mirvo._write_file_atomically(path, data)
 
 
 def run(corpus, out_dir, tuning=None, base=None, guard=False, client=None, progress=False):
