@@ -57,7 +57,6 @@ def make_corpus(root, sequences, frames):
                 path.write_bytes(mipi_frame(100 * s + k))
 
 
-
 def time_program(cli, root, out, processes=1):
     """The sequences in turn through `processes` concurrent `mirvo run`s."""
     folders = sorted(p for p in root.iterdir() if p.is_dir())
