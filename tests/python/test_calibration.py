@@ -11,7 +11,7 @@ from conftest import assert_same_tuning, needs_cli, run_cli
 WIDTH, HEIGHT, BITS, BLACK = 512, 384, 10, 64  # BLACK in frame units: 1024 in 14-bit units
 
 
-def render_flat(level=700.0, red_bowl=0.12, blue_bowl=-0.08, red_tilt=0.0, scene=1.0, pattern="RGGB", seed=1):
+def render_flat(level=700.0, red_bowl=0.12, blue_bowl=-0.08, red_tilt=0.0, pattern="RGGB", seed=1):
     """A flat field through a lens with about 1.2 EV of corner fall-off and a
     colour shading of the given bowl and tilt (log units at the corner), with
     shot noise (40 electrons a step), on a Bayer mosaic of `pattern`."""
@@ -23,7 +23,7 @@ def render_flat(level=700.0, red_bowl=0.12, blue_bowl=-0.08, red_tilt=0.0, scene
     colour = np.empty((HEIGHT, WIDTH))
     for k, letter in enumerate(pattern):
         colour[k // 2::2, k % 2::2] = light[letter][k // 2::2, k % 2::2]
-    signal = level * np.exp(-0.55 * r2) * colour * (scene(px, py) if callable(scene) else scene)
+    signal = level * np.exp(-0.55 * r2) * colour
     noisy = signal + np.random.default_rng(seed).normal(size=signal.shape) * np.sqrt(signal / 40 + 1)
     return np.clip(np.rint(BLACK + noisy), 0, (1 << BITS) - 1).astype(np.uint16)
 
@@ -71,14 +71,13 @@ def test_calibrate_gives_the_programs_table_and_figures(tmp_path, pattern, captu
     np.testing.assert_array_equal(mirvo.calibrate(np.stack(frames), pattern, BITS, black_level, strength)[0], table)
 
 
+# The program's refusals are tested row by row with the program; here the
+# module's naming of a lone frame and of one frame of several.
 @needs_cli
 @pytest.mark.parametrize("frames,reason", [
-    ([render_flat(level=1200.0)], "of the samples are clipped"),
     ([render_flat(level=25.0)], "too dark to measure"),
-    ([render_flat(scene=lambda px, py: np.where((np.floor((px + 1) * 3) + np.floor((py + 1) * 2)) % 2, 1.0, 0.6))],
-     "not a flat field"),
     ([render_flat(), render_flat(red_tilt=0.1, seed=2)], "disagrees with"),
-], ids=["clipped", "dark", "not_flat", "disagree"])
+], ids=["dark", "disagree"])
 def test_calibrate_refuses_with_the_programs_reason(tmp_path, frames, reason):
     r, raws = cli_calibrate(tmp_path, frames)
     assert reason in r.stderr
@@ -123,16 +122,14 @@ def test_learn_profile_gives_the_programs_tuning(tmp_path, illuminant_tables, co
 
 
 @needs_cli
-@pytest.mark.parametrize("second,reason", [(0, "colour ratios do not differ"), (1, "not the same module and geometry")])
-def test_learn_profile_refuses_with_the_programs_reason(tmp_path, illuminant_tables, second, reason):
+def test_learn_profile_refuses_with_the_programs_reason(tmp_path, illuminant_tables):
     paths, tables = illuminant_tables
     mirvo.save_table(tmp_path / "other.h", tables[1] ** 6)  # far stronger vignetting: another module
-    files = [paths[0], [paths[0], tmp_path / "other.h"][second]]
-    r = run_cli("learn", "--table", files[0], "--table", files[1], "--out", tmp_path / "out.h")
-    assert reason in r.stderr
+    r = run_cli("learn", "--table", paths[0], "--table", tmp_path / "other.h", "--out", tmp_path / "out.h")
+    assert "not the same module and geometry" in r.stderr
     with pytest.raises(ValueError) as error:
-        mirvo.learn_profile([mirvo.load_table(f) for f in files])
-    assert str(error.value) == program_reason(r, files, "tables")
+        mirvo.learn_profile([tables[0], mirvo.load_table(tmp_path / "other.h")])
+    assert str(error.value) == program_reason(r, [paths[0], tmp_path / "other.h"], "tables")
 
 
 FLAT = render_flat()
