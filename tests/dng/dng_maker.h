@@ -13,13 +13,10 @@ struct DngSpec {
   std::vector<uint16_t> samples;  // height rows of width
   std::string pattern = "RGGB";   // at the ActiveArea's origin
   uint32_t black = 0, white = 1023;
-  std::vector<uint32_t> black_2x2;  // BlackLevelRepeatDim 2x2 values instead of `black`
-  int active[4] = {0, 0, 0, 0};     // top, left, bottom, right; all 0: no ActiveArea
+  int active[4] = {0, 0, 0, 0};  // top, left, bottom, right; all 0: no ActiveArea
   std::vector<uint8_t> opcode_list2;
   bool big_endian = false;
-  uint16_t photometric = 32803;
-  uint16_t samples_per_pixel = 1;
-  uint16_t bits = 16;
+  uint32_t photometric = 32803, samples_per_pixel = 1, bits = 16;
   int64_t strip_bytes = -1;  // the stored byte count; -1: the whole frame
 };
 

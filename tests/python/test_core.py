@@ -1,9 +1,8 @@
 """The per-frame Core through Python: library failures as RuntimeError with the
 operation and errCode, no reference or memory growth over many frames, the
-GIL released while frames run, and the same statistics as the program."""
+GIL released while frames run, and the same statistics and previews as the
+program."""
 
-import os
-import subprocess
 import sys
 import threading
 import tracemalloc
@@ -12,7 +11,7 @@ import numpy as np
 import pytest
 
 import mirvo
-from conftest import RAW_FRAME, golden_frame, without_preload
+from conftest import RAW_ARGS, RAW_FRAME, golden_frame, needs_cli, read_png, run_cli
 
 
 def test_library_failure_is_runtime_error_with_code_and_operation(base_table):
@@ -20,9 +19,16 @@ def test_library_failure_is_runtime_error_with_code_and_operation(base_table):
     wrong_grid = mirvo.Stats(np.ones((32, 24, 4), np.uint32), np.ones((32, 24, 4), np.uint16))
     with pytest.raises(RuntimeError, match=r"^SetStats: errCode = -10 \(kInvalidInput\)$"):
         core.process(wrong_grid, base_table)
-    assert core.projections is None and core.temporal_update_gain is None
+    assert core.projections is None and core.temporal_update_gain is None and core.diagnostics() == {}
     core.process(golden_frame(0), base_table)
     assert core.projections is not None and core.temporal_update_gain is not None
+    assert core.diagnostics() == {}  # only while debugging
+    core.debug = True
+    core.process(golden_frame(0), base_table)
+    d = core.diagnostics()
+    assert d["GradH_UX[24][31]"].shape == (24, 31) and d["GradH_UX[24][31]"].dtype == np.float32
+    assert d["lin_stat_sum_R[24][32]"].dtype == np.uint32
+    assert isinstance(d["prj_u"], float) and d["prj_u"] == core.projections[0]
 
 
 @pytest.mark.parametrize("guard", [False, True])
@@ -40,21 +46,8 @@ def test_guard_replaces_tables_out_of_range_as_the_program_does(base_table, guar
                                   mirvo.Core().process(golden_frame(0), base_table))
 
 
-def test_diagnostics_only_while_debugging(base_table):
-    core = mirvo.Core()
-    core.process(golden_frame(0), base_table)
-    assert core.diagnostics() == {}
-    core.debug = True
-    core.process(golden_frame(0), base_table)
-    d = core.diagnostics()
-    assert d["GradH_UX[24][31]"].shape == (24, 31) and d["GradH_UX[24][31]"].dtype == np.float32
-    assert d["lin_stat_sum_R[24][32]"].dtype == np.uint32
-    assert isinstance(d["prj_u"], float) and d["prj_u"] == pytest.approx(core.projections[0], abs=0)
-
-
 def test_no_growth_over_ten_thousand_frames(base_table):
-    core = mirvo.Core()
-    stats = golden_frame(1)
+    core, stats = mirvo.Core(), golden_frame(1)
     for _ in range(100):  # warm up caches and lazily created objects
         core.process(stats, base_table)
     refs = (sys.getrefcount(stats), sys.getrefcount(base_table), sys.getrefcount(core))
@@ -71,49 +64,41 @@ def test_no_growth_over_ten_thousand_frames(base_table):
 
 
 def test_frames_run_in_parallel_threads_with_the_results_of_one(base_table):
-    frames = [golden_frame(f) for f in range(3)]
+    frames = [golden_frame(f) for f in range(3)] * 20
+    results = [None] * 5
 
-    def run(results, key):
+    def run(k):
         core = mirvo.Core()
-        results[key] = [core.process(s, base_table) for s in frames * 20][-1]
+        results[k] = [core.process(s, base_table) for s in frames][-1]
 
-    sequential = {}
-    run(sequential, 0)
-    results = {}
-    threads = [threading.Thread(target=run, args=(results, k)) for k in range(4)]
+    run(4)
+    threads = [threading.Thread(target=run, args=(k,)) for k in range(4)]
     for t in threads:
         t.start()
     for t in threads:
         t.join()
     for k in range(4):
-        np.testing.assert_array_equal(results[k], sequential[0])
+        np.testing.assert_array_equal(results[k], results[4])
 
 
-@pytest.mark.skipif("MIRVO_CLI" not in os.environ, reason="the mirvo program is not built")
+@needs_cli
 def test_stats_from_raw_equals_the_program(tmp_path, raw_stats):
-    subprocess.run([os.environ["MIRVO_CLI"], "stats", "--raw", str(RAW_FRAME), "--width", "192", "--height", "128",
-                    "--bits", "14", "--pattern", "RGGB", "--black-level", "600", "--out", str(tmp_path / "cli.txt")],
-                   check=True, env=without_preload())
+    run_cli("stats", *RAW_ARGS, "--out", tmp_path / "cli.txt", check=True)
     mirvo.save_stats(tmp_path / "py.txt", raw_stats)
     assert (tmp_path / "py.txt").read_bytes() == (tmp_path / "cli.txt").read_bytes()
 
 
-@pytest.mark.skipif("MIRVO_CLI" not in os.environ, reason="the mirvo program is not built")
+@needs_cli
 @pytest.mark.parametrize("with_table", [False, True])
 def test_render_equals_the_programs_preview(tmp_path, base_table, with_table):
-    import matplotlib.image
-    command = [os.environ["MIRVO_CLI"], "preview", "--raw", str(RAW_FRAME), "--width", "192", "--height", "128",
-               "--bits", "14", "--pattern", "RGGB", "--black-level", "600", "--out", str(tmp_path / "cli.png")]
-    if with_table:
-        mirvo.save_table(tmp_path / "t.h", base_table)
-        command += ["--table", str(tmp_path / "t.h")]
-    subprocess.run(command, check=True, env=without_preload(), stdout=subprocess.DEVNULL)
+    mirvo.save_table(tmp_path / "t.h", base_table)
+    run_cli("preview", *RAW_ARGS, "--out", tmp_path / "cli.png", *(["--table", tmp_path / "t.h"] if with_table else []),
+            check=True)
     frame = mirvo.read_raw(RAW_FRAME, 192, 128, 14, "RGGB")
     table = mirvo.load_table(tmp_path / "t.h") if with_table else None
     picture = mirvo.render(frame, "RGGB", 14, 600, table=table)
     assert picture.shape == (64, 96, 3) and picture.dtype == np.uint8
-    program = np.round(matplotlib.image.imread(tmp_path / "cli.png") * 255).astype(np.uint8)
-    np.testing.assert_array_equal(picture, program)
+    np.testing.assert_array_equal(picture, read_png(tmp_path / "cli.png"))
     # The look from one table, the gains from another: only the table differs.
     u, v = mirvo.residual_shading(frame, "RGGB", 14, 600, table=table)
     assert u.shape == v.shape == (24, 32)
