@@ -56,7 +56,7 @@ float HostileGain(uint8_t v) {
                                      1.0f,
                                      0.5f,
                                      2.0f,
-                                     1e-30f};
+                                     std::numeric_limits<float>::signaling_NaN()};
   if (v < 16) return kSpecial[v];
   return std::ldexp(1.0f + (v & 7) / 8.0f, (v >> 3) - 18);
 }
@@ -133,10 +133,16 @@ void TakeStats(ByteReader& in, EngineInput* e) {
   FillStats(seeds, layout, falloff, shift, stats);
 }
 
-MIRVO_FUZZ_UNTRACED void FillTable(const float (&pattern)[4], const float (&strength)[4], mirvo::LscTable* table) {
+MIRVO_FUZZ_UNTRACED void FillTable(const float (&pattern)[4], const float (&strength)[4], bool tiled,
+                                   mirvo::LscTable* table) {
   float* t = &table->r_gain[0][0];
+  // Tiled values are copied, not computed, so a signaling NaN stays one.
+  if (tiled) {
+    for (int i = 0; i < 884; ++i) t[i] = pattern[i % 4];
+    return;
+  }
   for (int p = 0; p < 4; ++p)
-    for (int i = 0; i < 221; ++i) t[p * 221 + i] = pattern[(p * 221 + i) % 4] + strength[p] * Radius().nodes[i];
+    for (int i = 0; i < 221; ++i) t[p * 221 + i] = 1.0f + strength[p] * Radius().nodes[i];
 }
 
 // The base table: a radial one of its own strength per plane, or four raw
@@ -149,7 +155,7 @@ void TakeTable(ByteReader& in, bool tiled, mirvo::LscTable* table) {
   } else {
     for (float& f : strength) f = in.Take<uint8_t>() / 64.0f;
   }
-  FillTable(pattern, strength, table);
+  FillTable(pattern, strength, tiled, table);
 }
 
 MIRVO_FUZZ_UNTRACED void ScaleSums(int ch, double factor, mirvo::Stats* stats) {
@@ -223,13 +229,13 @@ size_t MutateEngineInput(uint8_t* data, size_t size, size_t max_size, unsigned i
   if (size == 0) return 0;
   // Inputs with diagnostics or with a sequence of frames reach new code
   // early and then make up much of the corpus, and their mutants keep the
-  // switch; but a frame with diagnostics costs as much as eight without.
-  // So most mutants drop them again: seven in eight drop diagnostics, one
-  // in two the sequence.
+  // switch; but a frame with diagnostics costs as much as eight without, a
+  // sequence two or three frames. So some mutants drop them again: three in
+  // four drop diagnostics, one in four the sequence.
   std::minstd_rand rng(seed);
   const size_t mode = 1 + 4 * static_cast<size_t>(__builtin_popcount(data[0] & 31));
-  if (mode < size && ((data[mode] >> kDebugShift) & 15) == kDebugOn && rng() % 8 != 0) data[mode] ^= 1 << kDebugShift;
-  if ((data[0] & kSequence) && rng() % 2 != 0) data[0] &= ~kSequence;
+  if (mode < size && ((data[mode] >> kDebugShift) & 15) == kDebugOn && rng() % 4 != 0) data[mode] ^= 1 << kDebugShift;
+  if ((data[0] & kSequence) && rng() % 4 == 0) data[0] &= ~kSequence;
   return size;
 }
 

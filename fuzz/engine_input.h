@@ -59,7 +59,7 @@ void PrepareEngine(const EngineInput& e, mirvo::MirvoParams* source, mirvo::Core
 // and to `*table`, a copy of the input's base table.
 void ApplyFrameChange(const FrameChange& f, EngineInput* e, mirvo::LscTable* table);
 
-// libFuzzer's own mutation, then most mutants with diagnostics or a sequence
+// libFuzzer's own mutation, then some mutants with diagnostics or a sequence
 // of frames lose them (both targets' custom mutator).
 size_t MutateEngineInput(uint8_t* data, size_t size, size_t max_size, unsigned int seed);
 

@@ -7,9 +7,13 @@ import struct
 HERE = os.path.dirname(os.path.abspath(__file__))
 
 
+def pack(f):
+    return f if isinstance(f, bytes) else struct.pack("<f", f)
+
+
 def header(which=0, mode=0, floats=(), crop=None, shape=0, depth=10, shift=2, layout=0x05,
            falloff=(60, 20, 20, 90), seeds=None, table=(16, 8, 8, 24)):
-    b = bytes([which]) + b"".join(struct.pack("<f", f) for f in floats) + bytes([mode])
+    b = bytes([which]) + b"".join(pack(f) for f in floats) + bytes([mode])
     if crop is not None:
         b += struct.pack("<HH", *crop)
     b += bytes([shape, depth, shift, layout]) + bytes(falloff)
@@ -18,7 +22,7 @@ def header(which=0, mode=0, floats=(), crop=None, shape=0, depth=10, shift=2, la
     for s in seeds:
         b += bytes(s)
     if which & 64:
-        return b + b"".join(struct.pack("<f", f) for f in table)
+        return b + b"".join(pack(f) for f in table)
     return b + bytes(table)
 
 
@@ -26,7 +30,7 @@ def frames(*records):
     return b"".join(struct.pack("<BHB", *r) for r in records)
 
 
-NAN, INF = float("nan"), float("inf")
+NAN, INF, SNAN = float("nan"), float("inf"), struct.pack("<I", 0x7FA00000)
 SEEDS = {
     # A plain scene over three frames, the temporal filter on.
     "scene": (header(which=128, mode=0x05), b"", frames((0, 0, 0), (4, 0, 140), (4, 3 << 4, 110))),
@@ -38,11 +42,13 @@ SEEDS = {
                               (255, 255, 255, 255, 7, 0), (1, 255, 0, 128, 0, 0x80)],
                        depth=31, shift=15, table=(NAN, INF, -1.0, 0.0)),
             b"", frames((3, 100, 0), (0xC3, 767, 7), (6, 883, 200))),
+    # A signaling NaN in every plane, one frame.
+    "signaling_nan": (header(which=64, table=(1.0, SNAN, 1.5, 2.0)), b"", b""),
     # A grid the engine must reject.
     "bad_grid": (header(shape=0xFF, depth=12), b"", frames((0, 0, 0), (0, 0, 0))),
 }
 GUARD_RANGE = {"scene": b"\x00", "debug_crop": b"\x01" + struct.pack("<ff", 0.5, 4.0),
-               "hostile": b"\x01" + struct.pack("<ff", 1.0, 1.0), "bad_grid": b"\x00"}
+               "hostile": b"\x01" + struct.pack("<ff", 1.0, 1.0), "signaling_nan": b"\x00", "bad_grid": b"\x00"}
 
 for target in ("fuzz_core", "fuzz_guarded_core"):
     folder = os.path.join(HERE, "corpus", target)
