@@ -177,9 +177,9 @@ void TakeEngineInput(ByteReader& in, EngineInput* e) {
   const uint8_t mode = in.Take<uint8_t>();
   tuning.filter_input_stats = mode & 3;
   tuning.enable_temporal_filter = (mode >> 2) & 1;
-  // Diagnostics for one input in sixteen: they record every stage per frame,
-  // which costs several frames (fuzz_diagnostic_dump covers the record's
-  // text on its own).
+  // Diagnostics under a four-bit pattern, one random byte in sixteen (the
+  // mutator makes them rarer still): they record every stage per frame, which
+  // costs several frames (fuzz_diagnostic_dump covers the record's text).
   e->debug = ((mode >> kDebugShift) & 15) == kDebugOn;
 
   e->crop = mirvo::CropInfo();
