@@ -136,6 +136,17 @@ bool GuardedCore::GetOutputLscTable(LscTable* out) {
   return true;
 }
 
+void GuardedCore::Reset() {
+  ResetEngineState();
+  candidate_ = LscTable();
+  last_good_ = LscTable();
+  has_last_good_ = false;
+  last_frame_guarded_ = false;
+  guarded_frames_ = 0;
+  sanitised_frames_ = 0;
+  sanitised_cells_ = 0;
+}
+
 void GuardedCore::ResetEngineState() {
   // Everything a frame computes, the temporal filter's grids and projections
   // above all. What the host set stays until the host replaces it (the base

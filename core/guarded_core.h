@@ -54,6 +54,11 @@ class GuardedCore {
   // Copies a table that passed the check, or the fallback, into `*out` and
   // returns true; false only when the engine has no table at all (as Core).
   bool GetOutputLscTable(LscTable* out);
+  // Back to a newly built guard, keeping tuning, crop and gain range: the
+  // engine's state reset as after a guarded frame, no last good table,
+  // counters at zero. Allocates nothing (the fuzz targets call it between
+  // inputs instead of building a guard each time).
+  void Reset();
 
   // The guarded engine, for the debug record, the override map and the
   // intermediate grids. Driving it directly bypasses the guard.

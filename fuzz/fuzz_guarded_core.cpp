@@ -3,18 +3,18 @@
 // base gains). Whatever goes in, every table handed out must be finite and
 // inside the range in force, and no frame may allocate with diagnostics off.
 #include <cmath>
-#include <new>
 
 #include "allocation_count.h"
 #include "byte_reader.h"
 #include "core/guarded_core.h"
 #include "engine_input.h"
+#include "io/default_tuning.h"
 #include "scratch_file.h"
 
 namespace {
 
 // Enough for a guarded frame to be followed by frames after the reset.
-constexpr int kFrames = 3;
+constexpr int kMaxFrames = 3;
 
 void CheckTable(const mirvo::LscTable& t, float lo, float hi) {
   const float* g = &t.r_gain[0][0];
@@ -31,41 +31,41 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static mirvo_fuzz::EngineInput input;
   mirvo_fuzz::TakeEngineInput(in, &input);
 
-  // A fresh guard per input, so a finding reproduces from its input alone,
-  // built in place: a heap guard per input made the sanitizer's allocator
-  // map and fault in new pages on every run.
-  alignas(mirvo::GuardedCore) static unsigned char storage[sizeof(mirvo::GuardedCore)];
-  static mirvo::GuardedCore* guard = nullptr;
-  if (guard != nullptr) guard->~GuardedCore();
-  guard = new (storage) mirvo::GuardedCore();
+  // One guard for the whole run, loaded once and reset between inputs (a
+  // guard built per input cost more than a frame), so a finding reproduces
+  // from its input alone.
+  static mirvo::MirvoParams params = mirvo::DefaultMirvoParams();
+  static mirvo::GuardedCore guard;
+  static const bool loaded = guard.LoadMirvoParams(params);
+  (void)loaded;
+  guard.Reset();
   float lo = mirvo::GuardedCore::kDefaultMinGain, hi = mirvo::GuardedCore::kDefaultMaxGain;
+  guard.SetGainRange(lo, hi);
   if (in.Take<uint8_t>() & 1) {
     const float a = in.Take<float>(), b = in.Take<float>();
-    if (guard->SetGainRange(a, b)) lo = a, hi = b;
+    if (guard.SetGainRange(a, b)) lo = a, hi = b;
   }
-  guard->LoadMirvoParams(input.params);
-  guard->core().GetMutableDebugParams()->debug_enable = input.debug;
-  guard->SetSensorCrop(input.crop);
+  mirvo_fuzz::PrepareEngine(input, &params, &guard.core());
+  mirvo_fuzz::FrameChange frames[kMaxFrames];
+  const int n = mirvo_fuzz::TakeFrames(in, input, frames, kMaxFrames);
 
+  mirvo::LscTable table;
   mirvo::LscTable out;
-  for (int frame = 0; frame < kFrames; ++frame) {
-    // Damage for this frame: a cell whose channel count is zero, and a base
-    // gain replaced by a fuzzed value.
-    const uint8_t damage = in.Take<uint8_t>();
-    const uint16_t where = in.Take<uint16_t>();
-    const float gain = in.Take<float>();
-    if ((damage & 1) && input.EngineGrid()) input.stats.cells[where % 768].cnt[damage >> 6] = 0;
-    mirvo::LscTable table = input.table;
-    if (damage & 2) (&table.r_gain[0][0])[where % 884] = gain;
-
+  for (int frame = 0; frame < n; ++frame) {
+    table = input.table;
+    mirvo_fuzz::ApplyFrameChange(frames[frame], &input, &table);
     const size_t before = mirvo_fuzz::Allocations();
-    guard->SetStats(input.stats);
-    guard->SetInputLscTable(table);
-    guard->Execute();
-    const bool ok = guard->GetOutputLscTable(&out);
+    guard.SetStats(*input.stats);
+    guard.SetInputLscTable(table);
+    guard.Execute();
+    const bool ok = guard.GetOutputLscTable(&out);
     if (!input.debug && mirvo_fuzz::Allocations() != before) mirvo_fuzz::Fail("guarded frame allocated");
     if (!ok) mirvo_fuzz::Fail("guard handed out no table");
     CheckTable(out, lo, hi);
   }
   return 0;
+}
+
+extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t max_size, unsigned int seed) {
+  return mirvo_fuzz::MutateEngineInput(data, size, max_size, seed);
 }

@@ -147,6 +147,13 @@ TEST_F(GuardedCoreTest, BadTableGivesLastGoodOneAndTheEngineRecovers) {
     EXPECT_FALSE(guard_.last_frame_guarded());
   }
   EXPECT_EQ(guard_.guarded_frames(), 1);
+
+  // After a reset there is no last good table (nor a good base): the same
+  // frame gets a unity table.
+  guard_.Reset();
+  EXPECT_EQ(guard_.guarded_frames(), 0);
+  EXPECT_TRUE(SameTable(RunFrame(guard_, frames_[1], poisoned), mirvo_test::UniformTable(1.0f)));
+  EXPECT_EQ(guard_.guarded_frames(), 1);
 }
 
 // Before any good table: the base table when it passes the check itself,
