@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang-14 (ASan + UBSan) and runs each one
 # for a fixed time over its checked-in seed corpus.
-#   scripts/fuzz.sh            30 s per target (what CI runs)
+#   scripts/fuzz.sh            30 s per target (CI runs 20 s: scripts/test.sh passes it)
 #   scripts/fuzz.sh 3600       a long run: one hour per target
 #   scripts/fuzz.sh 60 fuzz_core   one target only
 # New interesting inputs go to build/fuzz/corpus/<target>; crashes to
