@@ -11,6 +11,7 @@
 #include "core/crop_info.h"
 #include "io/tuning_file.h"
 #include "resample/learned_tint_profile.h"
+#include "support/test_support.h"
 
 namespace mirvo {
 namespace {
@@ -18,7 +19,7 @@ namespace {
 const std::string kHeaderPath = std::string(MIRVO_SOURCE_DIR) + "/data/default_tuning.h";
 
 // The compiled-in record is the checked-in header's, with InitMirvoParams'
-// thresholds.
+// thresholds, and the writer writes that header byte for byte.
 TEST(DefaultTuning, HeaderFileHoldsTheCompiledInRecordWithInitThresholds) {
   std::string why;
   ASSERT_EQ(TuningValidateHeaderFile(kHeaderPath.c_str(), &why), kOk) << why;
@@ -28,6 +29,9 @@ TEST(DefaultTuning, HeaderFileHoldsTheCompiledInRecordWithInitThresholds) {
   EXPECT_EQ(std::memcmp(&loaded, &DefaultMirvoParams(), sizeof loaded), 0);
   InitMirvoParams(loaded);
   EXPECT_EQ(std::memcmp(&loaded, &DefaultMirvoParams(), sizeof loaded), 0);
+  mirvo_test::TempDir dir;
+  ASSERT_EQ(SaveTuningHeaderFile(dir.File("t.h").c_str(), DefaultMirvoParams()), kOk);
+  EXPECT_EQ(mirvo_test::ReadFile(dir.File("t.h")), mirvo_test::ReadFile(kHeaderPath));
 }
 
 // The gradient blocks are what the full-frame crop derives from the grids, so
