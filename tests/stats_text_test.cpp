@@ -119,15 +119,13 @@ TEST(StatsSimLoader, FailuresMessagesAndValidatorReasons) {
   EXPECT_EQ(Load(stats, dir.File("missing.txt")), -100);
   EXPECT_EQ(stats.cols, 32);
   std::string why;
-  EXPECT_EQ(StatsValidateTextFile(dir.File("missing.txt").c_str(), &why), kFileError);
-  EXPECT_EQ(why, "cannot open file");
-  EXPECT_EQ(StatsValidateTextFile(dir.path().c_str(), &why), kFileError);
-  EXPECT_EQ(why, "not a regular file");
-
-  std::string no_space = SimFile();
-  no_space.pop_back();  // the last value ends the file
-  std::string wrong_size = SimFile();
-  wrong_size.replace(wrong_size.find("*g_or_gr_sum[768]"), 17, "*g_or_gr_sum[767]");
+  for (const auto& [path, reason] :
+       {std::pair{dir.File("missing.txt"), "cannot open file"}, std::pair{dir.path(), "not a regular file"}}) {
+    EXPECT_EQ(StatsValidateTextFile(path.c_str(), &why), kFileError);
+    EXPECT_EQ(why, reason);
+  }
+  const std::string no_space = SimFile().substr(0, SimFile().size() - 1);  // the last value ends the file
+  const std::string wrong_size = mirvo_test::Replaced(SimFile(), "*g_or_gr_sum[768]", "*g_or_gr_sum[767]");
   // Every one of them ends in the end-of-file state.
   struct Case {
     std::string name, text, reason;
