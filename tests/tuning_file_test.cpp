@@ -229,10 +229,13 @@ TEST(TuningFile, WriterRoundTripsEveryBit) {
   // A subnormal comes back as a zero of its sign, which every platform's
   // reader accepts.
   params.learned_tint_profile.BgVHXY[7] = -std::numeric_limits<float>::denorm_min();
+  params.learned_tint_profile.BgVHXY[8] = 1e-40f;
   ASSERT_EQ(SaveTuningHeaderFile(dir.File("w.h").c_str(), params), kOk);
   ASSERT_EQ(LoadTuningHeaderFile(dir.File("w.h").c_str(), back), kOk);
   EXPECT_EQ(back.learned_tint_profile.BgVHXY[7], 0.0f);
   EXPECT_TRUE(std::signbit(back.learned_tint_profile.BgVHXY[7]));
+  EXPECT_EQ(back.learned_tint_profile.BgVHXY[8], 0.0f);
+  EXPECT_FALSE(std::signbit(back.learned_tint_profile.BgVHXY[8]));
 }
 
 TEST(TuningFile, HolderStartsOnDefaultAndAllocatesOnce) {
