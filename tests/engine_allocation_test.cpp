@@ -61,6 +61,24 @@ void MakeFrame(Stats& stats, int frame) {
   }
 }
 
+// Allocations while `engine` runs the frames, base table `poisoned` on frame 2.
+template <class Engine>
+long FrameAllocations(Engine& engine, const Stats (&frames)[4], const LscTable& base, const LscTable& poisoned) {
+  bool ok = true;
+  LscTable out;
+  g_allocations = 0;
+  g_counting = true;
+  for (int i = 0; i < 4; ++i) {
+    ok = engine.SetStats(frames[i]) && ok;
+    ok = engine.SetInputLscTable(i == 2 ? poisoned : base) && ok;
+    ok = engine.Execute() && ok;
+    ok = engine.GetOutputLscTable(&out) && ok;
+  }
+  g_counting = false;
+  EXPECT_TRUE(ok);
+  return g_allocations.load();
+}
+
 TEST(EngineAllocation, FramesWithDiagnosticsOffDoNotAllocate) {
   MirvoParams params;
   mirvo_test::MakePlainParams(params);
@@ -77,34 +95,16 @@ TEST(EngineAllocation, FramesWithDiagnosticsOffDoNotAllocate) {
   crop.offs_x = 504.0f;
   crop.out_w = 3024.0f;
   core.SetSensorCrop(crop);
-
-  constexpr int kFrames = 4;
-  Stats frames[kFrames];
-  for (int i = 0; i < kFrames; ++i) MakeFrame(frames[i], i);
+  Stats frames[4];
+  for (int i = 0; i < 4; ++i) MakeFrame(frames[i], i);
   LscTable base = mirvo_test::UniformTable(1.25f);
   for (int c = 0; c < 17; ++c) base.r_gain[3][c] = 1.0f + 0.02f * static_cast<float>(c);
-  LscTable out;
-
-  bool ok = true;
-  g_allocations = 0;
-  g_counting = true;
-  for (int i = 0; i < kFrames; ++i) {
-    ok = core.SetStats(frames[i]) && ok;
-    ok = core.SetInputLscTable(base) && ok;
-    ok = core.Execute() && ok;
-    ok = core.GetOutputLscTable(&out) && ok;
-  }
-  g_counting = false;
-  EXPECT_TRUE(ok);
-  EXPECT_EQ(g_allocations.load(), 0);
+  EXPECT_EQ(FrameAllocations(core, frames, base, base), 0);
   EXPECT_NE(core.temporal_update_gain_, 1.0f);  // the temporal filter did run
 
   // The counter itself works: diagnostics copy grids into the store.
   core.GetMutableDebugParams()->debug_enable = true;
-  g_counting = true;
-  core.SetStats(frames[0]);
-  g_counting = false;
-  EXPECT_GT(g_allocations.load(), 0);
+  EXPECT_GT(FrameAllocations(core, frames, base, base), 0);
 }
 
 // Through the guard, every path of a frame stays allocation-free too: clean
@@ -115,27 +115,13 @@ TEST(EngineAllocation, GuardedFramesDoNotAllocateOnAnyPath) {
   mirvo_test::MakePlainParams(params);
   GuardedCore guard;
   ASSERT_TRUE(guard.LoadMirvoParams(params));
-  constexpr int kFrames = 4;
-  Stats frames[kFrames];
-  for (int i = 0; i < kFrames; ++i) MakeFrame(frames[i], i);
+  Stats frames[4];
+  for (int i = 0; i < 4; ++i) MakeFrame(frames[i], i);
   frames[1].cells[100] = StatsCell{};
   const LscTable base = mirvo_test::UniformTable(1.25f);
   LscTable poisoned = base;
   poisoned.r_gain[6][8] = -1.0f;  // out of range: this frame is guarded
-  LscTable out;
-
-  bool ok = true;
-  g_allocations = 0;
-  g_counting = true;
-  for (int i = 0; i < kFrames; ++i) {
-    ok = guard.SetStats(frames[i]) && ok;
-    ok = guard.SetInputLscTable(i == 2 ? poisoned : base) && ok;
-    ok = guard.Execute() && ok;
-    ok = guard.GetOutputLscTable(&out) && ok;
-  }
-  g_counting = false;
-  EXPECT_TRUE(ok);
-  EXPECT_EQ(g_allocations.load(), 0);
+  EXPECT_EQ(FrameAllocations(guard, frames, base, poisoned), 0);
   EXPECT_EQ(guard.sanitised_frames(), 1);
   EXPECT_EQ(guard.guarded_frames(), 1);
 }

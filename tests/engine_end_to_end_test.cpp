@@ -58,20 +58,15 @@ class EndToEndTest : public ::testing::Test {
 
 TEST_F(EndToEndTest, TintOfTheBaseTableIsTakenOutAndTheGainsLifted) {
   RunFrame();
-  // Before: R/G spans exp(16 kU) = 1.29 across the table, B/G exp(12 kV) = 1.15.
-  float rg_min = 1e9f, rg_max = 0.0f, bg_min = 1e9f, bg_max = 0.0f;
+  // Before: R/G spans exp(16 kU) = 1.29 across the table, B/G exp(12 kV) = 1.15;
+  // after, both are flat.
+  const float rg0 = out_.r_gain[0][0] / out_.gr_gain[0][0], bg0 = out_.b_gain[0][0] / out_.gb_gain[0][0];
   for (int r = 0; r < 13; ++r) {
     for (int c = 0; c < 17; ++c) {
-      const float rg = out_.r_gain[r][c] / out_.gr_gain[r][c];
-      const float bg = out_.b_gain[r][c] / out_.gb_gain[r][c];
-      rg_min = std::min(rg_min, rg);
-      rg_max = std::max(rg_max, rg);
-      bg_min = std::min(bg_min, bg);
-      bg_max = std::max(bg_max, bg);
+      EXPECT_NEAR(out_.r_gain[r][c] / out_.gr_gain[r][c] / rg0, 1.0f, 1e-5f) << r << "," << c;
+      EXPECT_NEAR(out_.b_gain[r][c] / out_.gb_gain[r][c] / bg0, 1.0f, 1e-5f) << r << "," << c;
     }
   }
-  EXPECT_LT(rg_max / rg_min, 1.00001f);
-  EXPECT_LT(bg_max / bg_min, 1.00001f);
 
   // A positive log tint lowers the gain: where the base table raised red, the
   // output lowers it by the same factor, relative to the centre column.
@@ -89,18 +84,11 @@ TEST_F(EndToEndTest, TintOfTheBaseTableIsTakenOutAndTheGainsLifted) {
       EXPECT_NEAR(factor, std::exp(kV * static_cast<float>(r - 6)), 5e-6f) << r << "," << c;
     }
   }
-  EXPECT_LT(out_.r_gain[6][16] / base_.r_gain[6][16], out_.r_gain[6][0] / base_.r_gain[6][0]);
-  EXPECT_GT(out_.b_gain[12][8] / base_.b_gain[12][8], out_.b_gain[0][8] / base_.b_gain[0][8]);
 
   // The tint has mean 1, so red somewhere dips below the vignetting minimum
   // of 1 and the whole table is lifted by that node.
-  float smallest = 1e9f;
-  for (int r = 0; r < 13; ++r) {
-    for (int c = 0; c < 17; ++c) {
-      smallest = std::min({smallest, out_.r_gain[r][c], out_.gr_gain[r][c], out_.gb_gain[r][c], out_.b_gain[r][c]});
-    }
-  }
-  EXPECT_EQ(smallest, 1.0f);
+  const float* all = &out_.r_gain[0][0];
+  EXPECT_EQ(*std::min_element(all, all + 884), 1.0f);
   const float lift = out_.gr_gain[0][0] / base_.gr_gain[0][0];
   EXPECT_GT(lift, 1.0f);
   for (int r = 0; r < 13; ++r) {

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "core/core.h"
@@ -100,22 +101,16 @@ void AppendTable(std::string& out, const LscTable& t) {
   }
 }
 
-// Line-wise comparison so that a mismatch names its first differing line.
+// Whole-text comparison; a mismatch names its first differing line.
 void ExpectSameText(const std::string& golden_name, const std::string& actual) {
   const std::string expected = mirvo_test::ReadFile(mirvo_test::DataPath("golden/" + golden_name));
   ASSERT_FALSE(expected.empty()) << "missing golden file " << golden_name;
   if (expected == actual) return;
-  size_t pos = 0;
+  std::istringstream want(expected), got(actual);
+  std::string a, b;
   int line = 1;
-  while (pos < expected.size() && pos < actual.size() && expected[pos] == actual[pos]) {
-    if (expected[pos] == '\n') ++line;
-    ++pos;
-  }
-  const size_t start = expected.rfind('\n', pos == 0 ? 0 : pos - 1);
-  const size_t from = start == std::string::npos ? 0 : start + 1;
-  ADD_FAILURE() << golden_name << " differs at line " << line
-                << "\n  expected: " << expected.substr(from, expected.find('\n', from) - from)
-                << "\n  actual:   " << actual.substr(from, actual.find('\n', from) - from);
+  while (std::getline(want, a) && std::getline(got, b) && a == b) ++line;
+  ADD_FAILURE() << golden_name << " differs at line " << line << "\n  expected: " << a << "\n  actual:   " << b;
 }
 
 // Forces the portable paths for one test.

@@ -27,22 +27,6 @@ class GradientTest : public mirvo_test::EngineFixture {
   }
 };
 
-TEST_F(GradientTest, DifferencesAreRightMinusLeftAndLowerMinusUpper) {
-  for (int r = 0; r < 24; ++r) {
-    for (int c = 0; c < 32; ++c) {
-      engine_.log_stats_.log_u_input[r][c] = 0.0078125f * c + 0.015625f * r;
-      engine_.log_stats_.log_v_input[r][c] = -0.00390625f * c;
-    }
-  }
-  engine_.EstimateGradient();
-  for (float x : engine_.GradH_UX.data) ASSERT_EQ(x, 0.0078125f);
-  for (float x : engine_.GradH_UY.data) ASSERT_EQ(x, 0.015625f);
-  for (float x : engine_.GradH_VX.data) ASSERT_EQ(x, -0.00390625f);
-  for (float x : engine_.GradH_VY.data) ASSERT_EQ(x, 0.0f);
-  for (float w : engine_.WX.data) ASSERT_EQ(w, 1.0f);
-  for (float w : engine_.WY.data) ASSERT_EQ(w, 1.0f);
-}
-
 // Joint step s against smooth_thd 0.25: weight and gradient factor.
 TEST_F(GradientTest, WeightRampOverTheJointStep) {
   struct Case {
@@ -120,19 +104,11 @@ TEST(GradientSteps, ClampKeepsTheBoundsAndNan) {
   Matrix<float> ux(31, 24, 0.0f), uy(32, 23, 0.0f), vx(31, 24, 0.0f), vy(32, 23, 0.0f);
   const float in[] = {0.02f, -0.02f, 0.01f, -0.01f, 0.005f, nan, inf, -inf};
   const float out[] = {0.01f, -0.01f, 0.01f, -0.01f, 0.005f, nan, 0.01f, -0.01f};
-  for (int i = 0; i < 8; ++i) {
-    ux.data[i] = in[i];
-    vy.data[735 - i] = in[i];
-  }
+  for (int i = 0; i < 8; ++i) ux.data[i] = vy.data[735 - i] = in[i];
   internal::ClampGradients(0.01f, ux, uy, vx, vy);
   for (int i = 0; i < 8; ++i) {
-    if (std::isnan(out[i])) {
-      EXPECT_TRUE(std::isnan(ux.data[i]));
-      EXPECT_TRUE(std::isnan(vy.data[735 - i]));
-    } else {
-      EXPECT_EQ(ux.data[i], out[i]) << i;
-      EXPECT_EQ(vy.data[735 - i], out[i]) << i;
-    }
+    EXPECT_TRUE(ux.data[i] == out[i] || (std::isnan(out[i]) && std::isnan(ux.data[i]))) << i;
+    EXPECT_TRUE(vy.data[735 - i] == out[i] || (std::isnan(out[i]) && std::isnan(vy.data[735 - i]))) << i;
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <string>
+#include <vector>
 
 #include "core/mirvo_params.h"
 #include "io/override_map.h"
@@ -49,18 +50,13 @@ TEST_F(OverrideMapTest, AppliesTrimmedKeyValueLines) {
             "debug_enable=1\n"
             "override_mode=5\n"
             "out_h=1080"));  // last line without a line feed
-  EXPECT_EQ(tuning_.smooth_thd, 0.08f);
-  EXPECT_EQ(tuning_.filter_input_stats, 1);
-  EXPECT_EQ(tuning_.enable_temporal_filter, -1);
-  EXPECT_EQ(debug_.crop.in_w, 200.0f);
-  EXPECT_EQ(tuning_.prj_delta_thd, 0.5f);
-  EXPECT_EQ(tuning_.tint_update_gain, 0.25f);
-  EXPECT_EQ(debug_.tint_visualization_gain, 2.0f);
-  EXPECT_EQ(tuning_.sat_ratio_thd, 0.6f);  // empty value: line ignored
-  EXPECT_EQ(debug_.crop.out_h, 1080.0f);
+  // The empty sat_ratio_thd value is ignored; debug_enable and override_mode are not keys.
+  const TuningParams want = {0.001f, 0.99f, 0.6f, 0.08f, 0.01f, 1, 0.5f, 0.25f, -1};
+  EXPECT_TRUE(mirvo_test::SameBytes(tuning_, want));
+  EXPECT_EQ((std::vector<float>{debug_.crop.in_w, debug_.tint_visualization_gain, debug_.crop.out_h}),
+            (std::vector<float>{200.0f, 2.0f, 1080.0f}));
   EXPECT_FALSE(debug_.debug_enable);
   EXPECT_EQ(debug_.override_mode, 0);
-  EXPECT_EQ(tuning_.min_level_thd, 0.001f);
   EXPECT_EQ(mirvo_test::LogText(log_), "");
 }
 
@@ -70,10 +66,8 @@ TEST_F(OverrideMapTest, UndecodedValuesAreZeroedAndWarnedInKeyOrder) {
             "limit_thd\n"
             "enable_temporal_filter=on\n"
             "max_level_thd=0.5\n"));
-  EXPECT_EQ(tuning_.smooth_thd, 0.0f);
-  EXPECT_EQ(tuning_.limit_thd, 0.0f);
-  EXPECT_EQ(tuning_.enable_temporal_filter, 0);
-  EXPECT_EQ(tuning_.max_level_thd, 0.5f);
+  const TuningParams want = {0.001f, 0.5f, 0.6f, 0.0f, 0.0f, 0, 0.15f, 0.3f, 0};
+  EXPECT_TRUE(mirvo_test::SameBytes(tuning_, want));
   EXPECT_EQ(mirvo_test::LogText(log_),
             "W/MirvoCore: Parameter: enable_temporal_filter = on is not decoded\n"
             "W/MirvoCore: Parameter: limit_thd = limit_thd is not decoded\n"

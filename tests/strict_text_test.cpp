@@ -17,6 +17,8 @@
 #include "io/lsc_table_file.h"
 #include "io/override_map.h"
 #include "io/tuning_file.h"
+#include "support/engine_scene.h"
+#include "support/test_support.h"
 #include "tools/stats_text.h"
 
 namespace mirvo {
@@ -24,37 +26,21 @@ namespace {
 
 using Parse = std::function<ParseResult(const std::string&)>;
 
-ParseResult ParseTable(const std::string& text) {
-  LscTable table;
-  return LscTableParseText(text, &table);
+// The strict reader of one kind of text, into a record of its own.
+template <class Record, ParseResult (*Read)(const std::string&, Record*)>
+ParseResult Strict(const std::string& text) {
+  Record record;
+  return Read(text, &record);
 }
-ParseResult ParseTuning(const std::string& text) {
-  MirvoParams params;
-  return TuningParseText(text, &params);
-}
-ParseResult ParseStats(const std::string& text) {
-  Stats stats;
-  return StatsParseText(text, &stats);
-}
-ParseResult ParseOverride(const std::string& text) {
-  std::vector<OverrideEntry> entries;
-  return OverrideMapParseText(text, &entries);
-}
-ParseResult ParseDiagnostics(const std::string& text) {
-  DiagnosticDump dump;
-  return DiagnosticDumpParseText(text, &dump);
-}
+const Parse ParseTable = Strict<LscTable, LscTableParseText>;
+const Parse ParseTuning = Strict<MirvoParams, TuningParseText>;
+const Parse ParseStats = Strict<Stats, StatsParseText>;
+const Parse ParseOverride = Strict<std::vector<OverrideEntry>, OverrideMapParseText>;
+const Parse ParseDiagnostics = Strict<DiagnosticDump, DiagnosticDumpParseText>;
 
 std::string TableText() {
-  LscTable table;
-  for (int i = 0; i < 221; ++i) {
-    (&table.r_gain[0][0])[i] = 1.25f;
-    (&table.gr_gain[0][0])[i] = 1.0f;
-    (&table.gb_gain[0][0])[i] = 1.0f;
-    (&table.b_gain[0][0])[i] = 1.5f;
-  }
   std::ostringstream out;
-  LscTableWriteText(out, table);
+  LscTableWriteText(out, mirvo_test::UniformTable(1.25f, 1.0f, 1.0f, 1.5f));
   return out.str();
 }
 
@@ -88,14 +74,7 @@ struct Case {
   const char* reason;  // the reason the strict reader gives
 };
 
-std::string Apply(const Case& c) {
-  std::string text = c.good;
-  if (c.from.empty()) return text + c.to;
-  const size_t at = text.find(c.from);
-  EXPECT_NE(at, std::string::npos) << c.from;
-  if (at != std::string::npos) text.replace(at, c.from.size(), c.to);
-  return text;
-}
+std::string Apply(const Case& c) { return c.from.empty() ? c.good + c.to : mirvo_test::Replaced(c.good, c.from, c.to); }
 
 TEST(StrictText, RefusesWhatTheLoadersTakeSilentlyWrong) {
   const std::string nul("\0", 1);

@@ -16,6 +16,7 @@
 
 #include "core/core.h"
 #include "core/guarded_core.h"
+#include "engine_scene.h"
 #include "io/default_tuning.h"
 #include "test_support.h"
 
@@ -61,13 +62,6 @@ void MakeTable(std::mt19937& rng, LscTable* t) {
       t->gb_gain[r][c] = v;
       t->b_gain[r][c] = v * (1.0f + tb * y);
     }
-}
-
-bool AllFinite(const LscTable& t) {
-  const float* p = &t.r_gain[0][0];
-  for (int i = 0; i < 884; ++i)
-    if (!std::isfinite(p[i])) return false;
-  return true;
 }
 
 bool AllInRange(const LscTable& t, float lo, float hi) {
@@ -125,7 +119,7 @@ TEST(EngineSoak, ManyFramesStayFlatAndFinite) {
     clean.SetInputLscTable(table);
     clean.Execute();
     ASSERT_TRUE(clean.GetOutputLscTable(&out));
-    ASSERT_TRUE(AllFinite(out)) << "non-finite output at frame " << f;
+    ASSERT_TRUE(mirvo_test::AllFinite(out)) << "non-finite output at frame " << f;
 
     MakeStats(rng, &stats, phase % 2 == 1);
     // Now and then a base table with a NaN gain: the guard must replace the

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <cmath>
 #include <cstdint>
 
 #include "core/lsc_table.h"
@@ -41,6 +44,25 @@ inline mirvo::LscTable UniformTable(float r, float gr, float gb, float b) {
   return table;
 }
 inline mirvo::LscTable UniformTable(float gain) { return UniformTable(gain, gain, gain, gain); }
+
+// Whether every gain of the table is finite.
+inline bool AllFinite(const mirvo::LscTable& t) {
+  const float* g = &t.r_gain[0][0];
+  for (int i = 0; i < 884; ++i)
+    if (!std::isfinite(g[i])) return false;
+  return true;
+}
+
+// One frame through a Core or GuardedCore: its output table.
+template <class Engine>
+mirvo::LscTable RunFrame(Engine& engine, const mirvo::Stats& stats, const mirvo::LscTable& base) {
+  EXPECT_TRUE(engine.SetStats(stats));
+  EXPECT_TRUE(engine.SetInputLscTable(base));
+  EXPECT_TRUE(engine.Execute());
+  mirvo::LscTable out;
+  EXPECT_TRUE(engine.GetOutputLscTable(&out));
+  return out;
+}
 
 // Default tuning and an all-zero learned profile, so the profile fit is a
 // no-op and the integration sees the weighted gradients themselves.

@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -39,6 +40,14 @@ class TempDir {
  private:
   std::string path_;
 };
+
+// `text` with its first `from` replaced by `to`; a missing `from` fails the test.
+std::string Replaced(std::string text, const std::string& from, const std::string& to);
+// Whether two records hold the same bytes.
+template <class T>
+bool SameBytes(const T& a, const T& b) {
+  return std::memcmp(&a, &b, sizeof(T)) == 0;
+}
 
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);
