@@ -21,24 +21,15 @@
 #include "files/paths.h"
 #include "files/pending_files.h"
 #include "render/picture_names.h"
+#include "run_program.h"
 #include "test_support.h"
 
 namespace {
 
 using namespace mirvo_cli;
+using mirvo_cli_test::ErrorOf;
 using mirvo_test::TempDir;
 namespace fs = std::filesystem;
-
-// What `run` threw, "" when it did not.
-template <typename F>
-std::string ErrorOf(F run) {
-  try {
-    run();
-  } catch (const CliError& e) {
-    return e.what();
-  }
-  return "";
-}
 
 // `got` is "" when `want` is, else names `prefix` first and holds `want`.
 void ExpectError(const std::string& got, const std::string& prefix, const char* want) {
@@ -74,21 +65,21 @@ TEST(Paths, EverySpellingOfOneFileAgrees) {
   EXPECT_EQ(NormalisedPath("."), realpath(".", buf));
   EXPECT_EQ(DirName("x") + DirName("/x") + BaseName("a/b/c"), "./c");
 
-  const std::string d = dir.path();
-  EXPECT_EQ(ErrorOf([&] {
-              CheckOutputPlan({d + "/a/old", d + "/a/old", d + "/nope"}, {d + "/new/deep.h"});
-            }),
-            "")
-      << "an input twice or missing is the input checks' business";
-  const std::string same = "is the same file as the output ";
-  ExpectError(ErrorOf([&] {
-                CheckOutputPlan({}, {d + "/new/x.h", d + "/new/../new/./x.h"});
-              }),
-              d + "/new/../new/./x.h", (same + d + "/new/x.h").c_str());
-  ExpectError(ErrorOf([&] {
-                CheckOutputPlan({}, {d + "/a/x.h", d + "/link/x.h"});
-              }),
-              d + "/link/x.h", (same + d + "/a/x.h").c_str());
+  // An input twice or missing is the input checks' business.
+  const std::string d = dir.path(), same = "is the same file as the output ";
+  const struct {
+    std::vector<std::string> inputs, outputs;
+    std::string error;
+  } plans[] = {
+      {{d + "/a/old", d + "/a/old", d + "/nope"}, {d + "/new/deep.h"}, ""},
+      {{},
+       {d + "/new/x.h", d + "/new/../new/./x.h"},
+       "1: " + d + "/new/../new/./x.h: " + same + d + "/new/x.h; each output needs a file of its own"},
+      {{},
+       {d + "/a/x.h", d + "/link/x.h"},
+       "1: " + d + "/link/x.h: " + same + d + "/a/x.h; each output needs a file of its own"},
+  };
+  for (const auto& p : plans) EXPECT_EQ(ErrorOf([&] { CheckOutputPlan(p.inputs, p.outputs); }), p.error);
   EXPECT_FALSE(fs::exists(dir.File("new"))) << "checking writes nothing";
 }
 
@@ -166,7 +157,8 @@ TEST(Ranges, CropIsOnTheSensorInPixels) {
       {"4032,3024,1,0,4032,3024", "offs_x + out_w reaches beyond in_w 4032"},
       {"4032,3024,0,1000,4032,2025", "offs_y + out_h reaches beyond in_h 3024"},
   };
-  for (const auto& [text, error] : rows) ExpectError(ErrorOf([&] { ParseCrop(a, text); }), "mirvo run: --crop", error);
+  for (const auto& [text, error] : rows)
+    ExpectError(ErrorOf([&] { ParseCrop(a, text); }), "2: mirvo run: --crop", error);
 }
 
 // A base table's gains must suit the engine, a simulator file's its format.
@@ -189,8 +181,8 @@ TEST(Ranges, TableGainsBeforeTheEngineOrTheSimulatorFile) {
     mirvo::LscTable t = mirvo_test::UniformTable(1.0f);
     float(*planes[4])[17] = {t.r_gain, t.gr_gain, t.gb_gain, t.b_gain};
     planes[r.plane][r.row][r.col] = r.gain;
-    ExpectError(ErrorOf([&] { CheckBaseTableGains("base.h", t); }), "base.h", r.base_error);
-    ExpectError(ErrorOf([&] { CheckSimulatorGains("t.h", t); }), "t.h", r.sim_error);
+    ExpectError(ErrorOf([&] { CheckBaseTableGains("base.h", t); }), "1: base.h", r.base_error);
+    ExpectError(ErrorOf([&] { CheckSimulatorGains("t.h", t); }), "1: t.h", r.sim_error);
   }
 }
 

@@ -21,6 +21,7 @@
 #include "render/font.h"
 #include "render/heatmap.h"
 #include "render/png_writer.h"
+#include "run_program.h"
 #include "test_support.h"
 
 namespace {
@@ -30,16 +31,12 @@ using mirvo_test::ReadFile;
 using mirvo_test::TempDir;
 using Argv = std::vector<std::string>;
 
-// The usage error `parse` throws, "" when it throws none.
+// The usage error (exit status 2) `parse` throws.
 template <typename F>
 std::string UsageOf(F parse) {
-  try {
-    parse();
-  } catch (const UsageError& e) {
-    EXPECT_EQ(e.exit_status(), 2);
-    return e.what();
-  }
-  return "";
+  const std::string error = mirvo_cli_test::ErrorOf(parse);
+  EXPECT_EQ(error.rfind("2: mirvo ", 0), 0u) << error;
+  return error;
 }
 
 TEST(Args, ParsesEachKindAndRejectsWhatItCannotUse) {

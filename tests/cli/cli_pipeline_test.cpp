@@ -14,12 +14,12 @@
 #include <typeinfo>
 
 #include "base/cli_error.h"
-#include "cli_fixtures.h"
 #include "pipeline/frame_inputs.h"
 #include "pipeline/frame_source.h"
 #include "pipeline/output_queue.h"
 #include "pipeline/progress.h"
 #include "pipeline/worker_pool.h"
+#include "run_program.h"
 #include "test_support.h"
 #include "workbench/files/file_error.h"
 
@@ -45,7 +45,8 @@ std::string Thrown(F f) {
 }
 
 // Whatever a task throws reaches the caller as if thrown there; with
-// threads or without.
+// threads or without. Dropping queued tasks is seen through the frame source
+// and the output queue below.
 TEST(WorkerPool, ExceptionsArriveWhole) {
   const std::function<void()> tasks[] = {[] { throw DataError("frame7.raw: broken"); },
                                          [] { throw CliError(2, "mirvo run: bad option"); },
@@ -54,23 +55,6 @@ TEST(WorkerPool, ExceptionsArriveWhole) {
     WorkerPool pool(threads, 4);
     for (const auto& task : tasks) EXPECT_EQ(Thrown([&] { pool.Submit(task).get(); }), Thrown(task)) << threads;
   }
-}
-
-TEST(WorkerPool, DroppedTasksNeverRunAndSayWhy) {
-  std::atomic<int> ran{0};
-  std::promise<void> started, release;
-  std::shared_future<void> gate = release.get_future().share();
-  WorkerPool pool(1, 10);
-  std::future<void> first = pool.Submit([&started, gate] { started.set_value(), gate.wait(); });
-  started.get_future().wait();  // the one worker is busy: what follows stays queued
-  std::vector<std::future<void>> later;
-  for (int i = 0; i < 5; ++i) later.push_back(pool.Submit([&ran] { ++ran; }));
-  pool.DropQueued();
-  release.set_value();
-  first.get();
-  for (auto& f : later)
-    EXPECT_EQ(Thrown([&] { f.get(); }), Thrown([] { throw std::future_error(std::future_errc::broken_promise); }));
-  EXPECT_EQ(ran.load(), 0);
 }
 
 // In order from many threads, later frames finishing first; a failure comes

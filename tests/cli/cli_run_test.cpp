@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "cli_fixtures.h"
 #include "core/core.h"
 #include "io/default_tuning.h"
 #include "io/tuning_file.h"
@@ -16,13 +15,13 @@
 
 namespace {
 
-using mirvo_cli_test::kFrames;
 using mirvo_cli_test::LoadTable;
 using mirvo_cli_test::Result;
 using mirvo_cli_test::RunMirvo;
 using mirvo_test::ReadFile;
 using mirvo_test::TempDir;
 
+const int kFrames = 3;
 const char kRawOptions[] = " --width 520 --height 384 --bits 10 --pattern RGGB --black-level 1024";
 
 std::string Frame(const std::string& dir, const char* name, int k, const char* ext) {
@@ -82,9 +81,9 @@ class CliRun : public ::testing::Test {
       if (row.source == Source::kDumps) {
         EXPECT_EQ(s.LoadSimStatsElmrak(Frame(in_->path(), "stats", k, ".txt").c_str()), 0);
       } else {
-        EXPECT_EQ(raw.ReadRawImage(Frame(in_->path(), mipi ? "mipi" : "raw", k, ".raw").c_str(),
-                                   mirvo_cli_test::kRawWidth, mirvo_cli_test::kRawHeight, 10, "RGGB", mipi),
-                  mirvo::kOk);
+        EXPECT_EQ(
+            raw.ReadRawImage(Frame(in_->path(), mipi ? "mipi" : "raw", k, ".raw").c_str(), 520, 384, 10, "RGGB", mipi),
+            mirvo::kOk);
         s.CreateFromRaw(raw, levels, 32, 24);
       }
       EXPECT_TRUE(core.SetStats(s));

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "base/cli_error.h"
 #include "io/lsc_table_file.h"
 #include "test_support.h"
 
@@ -28,6 +29,23 @@ inline Result RunMirvo(const mirvo_test::TempDir& tmp, const std::string& args) 
   r.out = mirvo_test::ReadFile(tmp.File("stdout"));
   r.err = mirvo_test::ReadFile(tmp.File("stderr"));
   return r;
+}
+
+// The inputs make_cli_fixtures writes (listed there), written into `dir`.
+inline void WriteFixtures(const std::string& dir) {
+  ASSERT_EQ(std::system((std::string(MAKE_CLI_FIXTURES) + " " + dir).c_str()), 0);
+}
+
+// What `f` threw of the program's own errors: "<exit status>: <message>";
+// "" when it threw nothing.
+template <typename F>
+std::string ErrorOf(F f) {
+  try {
+    f();
+  } catch (const mirvo_cli::CliError& e) {
+    return std::to_string(e.exit_status()) + ": " + e.what();
+  }
+  return "";
 }
 
 inline mirvo::LscTable LoadTable(const std::string& path) {
