@@ -197,11 +197,6 @@ TEST(StatsReliability, CountsCellsByReason) {
   mirvo_test::SetCell(stats.cells[3], 17, 16219, 1000, 100);    // just inside both bounds
   mirvo_test::SetCell(stats.cells[4], 0, 0, 0, 0);              // empty: NaN means pass
   const CellReliability r = AssessCells(stats, tuning);
-  EXPECT_EQ(r.cells, 768);
-  EXPECT_EQ(r.unreliable, 3);
-  EXPECT_EQ(r.low_level * 10 + r.high_level, 22);
-  EXPECT_EQ(r.saturated, 0);
-  EXPECT_EQ(r.zero_count, 1);
   EXPECT_EQ(ReliabilityLine(stats, r),
             "32x24 cells, 14 bits; unreliable 0.4% (3 cells): low level 0.3%, high level 0.3%, saturated 0.0%; 1 "
             "cells with zero counts");
