@@ -57,8 +57,9 @@ TEST(Args, ParsesEachKindAndRejectsWhatItCannotUse) {
   EXPECT_FALSE(WantsHelp({"--", "--help"}));
   EXPECT_FALSE(WantsHelp({"--helpful"}));
   double d = 0;
-  EXPECT_TRUE(ParseDouble("1e-3", &d) && d == 1e-3);
-  for (const char* bad : {"1.5.", " 4"}) EXPECT_FALSE(ParseDouble(bad, &d)) << bad;
+  long l = 0;
+  EXPECT_TRUE(ParseDouble("1e-3", &d) && d == 1e-3 && ParseLong("-42", &l) && l == -42);
+  for (const char* bad : {"1.5.", " 4"}) EXPECT_FALSE(ParseDouble(bad, &d) || ParseLong(bad, &l)) << bad;
   EXPECT_EQ(SplitCommas("a,,b"), (Argv{"a", "", "b"}));
 }
 

@@ -23,30 +23,39 @@ namespace {
 
 using namespace mirvo_cli;
 
-// Four frames through one engine: a dark cell (its two edges unreliable)
-// under a base table of gain 2, then base tables the merge rescales
-// (smallest gain 0.5), and an empty cell in frame 2 whose NaN stays in the
-// temporal state.
-RunSummaryData FourFrameRun() {
+// Frames through one engine. Unguarded, four: a dark cell (its two edges
+// unreliable) under a base table of gain 2, then base tables the merge
+// rescales (smallest gain 0.5), and an empty cell in frame 2 whose NaN stays
+// in the temporal state. Guarded, three under the rescaled base table: frame
+// 1 stands for a frame the guard replaced, its table a copy of the first
+// output (whose greens differ from the base's as a rescaled table's would).
+RunSummaryData Summarise(bool guard) {
   const mirvo::MirvoParams& params = mirvo::DefaultMirvoParams();
   mirvo::Core core;
   core.LoadMirvoParams(params);
-  RunSummary summary(MakeRunRecord("run", "stats", {"a", "b", "c", "d"}, "base.h", "", {}, params.tuning));
-  for (int k = 0; k < 4; ++k) {
+  SessionOptions options;
+  options.guard = guard;
+  RunSummary summary(MakeRunRecord("run", "stats", {"a", "b", "c", "d"}, "base.h", "", options, params.tuning));
+  mirvo::LscTable first{};
+  for (int k = 0; k < (guard ? 3 : 4); ++k) {
     mirvo::Stats stats;
     mirvo_test::MakeGreyStats(stats, 1000, 100);
-    if (k == 0) mirvo_test::SetCell(stats.cells[0], 0, 0, 0, 100);
-    if (k == 2) mirvo_test::SetCell(stats.cells[5], 0, 0, 0, 0);
-    const mirvo::LscTable base = mirvo_test::UniformTable(k == 0 ? 2.0f : 0.5f);
+    if (!guard && k == 0) mirvo_test::SetCell(stats.cells[0], 0, 0, 0, 100);
+    if (!guard && k == 2) mirvo_test::SetCell(stats.cells[5], 0, 0, 0, 0);
+    const mirvo::LscTable base = mirvo_test::UniformTable(!guard && k == 0 ? 2.0f : 0.5f);
     EXPECT_TRUE(core.SetStats(stats));
     core.SetInputLscTable(base);
     core.Execute();
     mirvo::LscTable out;
     core.GetOutputLscTable(&out);
-    summary.AddFrame(k, std::string(1, static_cast<char>('a' + k)), core, base, out);
+    if (k == 0) first = out;
+    const bool replaced = guard && k == 1;
+    summary.AddFrame(k, std::string(1, static_cast<char>('a' + k)), core, base, replaced ? first : out,
+                     replaced ? "1 gain outside [0.015625, 64]" : "");
   }
   return summary.Data();
 }
+RunSummaryData FourFrameRun() { return Summarise(false); }
 
 TEST(RunSummary, RecordsEachFrameFromTheEngineStateAndKeepsNotableOnesWhole) {
   const RunSummaryData s = FourFrameRun();
@@ -83,13 +92,27 @@ TEST(RunSummary, RecordsEachFrameFromTheEngineStateAndKeepsNotableOnesWhole) {
   EXPECT_NE(w[1].find("(first: frame 2)"), std::string::npos) << w[1];
 }
 
-// Written and read again, a summary writes the same text: every value and
-// NaN kept. Older summaries without the guard's fields read as unguarded,
+// The guarded frame's record, warning and CSV line are the report script's;
+// here that the frames beside it, rescaled both, are no switch to keep whole.
+TEST(RunSummary, TheGuardedFrameIsNoRescaleSwitch) {
+  const RunSummaryData s = Summarise(true);
+  EXPECT_TRUE(s.frames[1].guarded);
+  EXPECT_FALSE(s.frames[1].rescaled);
+  EXPECT_TRUE(s.frames[2].rescaled);
+  for (const FrameGrids& grids : s.grids)
+    EXPECT_EQ(std::count(grids.reasons.begin(), grids.reasons.end(), "rescale"), 0) << grids.index;
+}
+
+// Written and read again, a summary writes the same text: every value, NaN
+// and the guard's fields kept. Older summaries without the guard's fields read as unguarded,
 // numbers beyond the float range as infinities. The guard's fields and the
 // CSV's columns are the report script's.
 TEST(SummaryFormat, JsonAndCsv) {
+  for (const bool guard : {true, false}) {
+    const std::string json = SummaryJson(Summarise(guard));
+    EXPECT_EQ(SummaryJson(ParseSummaryJson(json, "summary.json")), json);
+  }
   std::string text = SummaryJson(FourFrameRun());
-  EXPECT_EQ(SummaryJson(ParseSummaryJson(text, "summary.json")), text);
   for (const std::string field : {",\"guarded\":false,\"guard_reason\":null", "\"guard\":false,\"guarded_frames\":0,"})
     for (size_t at; (at = text.find(field)) != std::string::npos;) text.erase(at, field.size());
   text.replace(text.find("\"prj_delta_thd\":0.15"), 20, "\"prj_delta_thd\":-1e300");
