@@ -1,22 +1,33 @@
 #!/usr/bin/python3
 # One class of bad input against every command it applies to:
 #   cli_attack.py MIRVO MAKE_FIXTURES DATA_DIR CLASS
-# Each row is one call that must end with its status (1: bad data or I/O, 2:
-# usage) and one line on stderr holding the row's text ("..." separates parts
-# that must all appear), within 20 s and 150 MB resident, and change nothing:
-# every file under the test directory (earlier outputs, inputs, the bad files
-# themselves, links and nodes) stays as it was, and nothing is added, not even
-# a temporary file. Exit status 77: the class cannot be simulated here.
-import hashlib, os, re, shlex, shutil, stat, subprocess, sys, tempfile, threading
+# Each row of the table is a call that must end with its status (1: bad data
+# or I/O, 2: usage) and one short line on stderr holding the row's text ("..."
+# separates parts that must all appear), within 20 s and 150 MB resident, and
+# change nothing: every file under the test directory (earlier outputs, inputs,
+# the bad files, links and nodes) stays as it was and nothing is added, not
+# even a temporary file. A field "*NAME=A B" repeats the row for each value;
+# "role" takes the command that reads that input. Exit status 77: the class
+# cannot be simulated here.
+import hashlib, itertools, os, re, shlex, shutil, stat, subprocess, sys, tempfile, threading
 
 MIRVO, FIXTURES, DATA = map(os.path.abspath, sys.argv[1:4])
 CLASS = sys.argv[4]
 T = tempfile.mkdtemp(prefix="mirvo_cli_test.")
 IN, O, C = T + "/in", T + "/out", T + "/cal"
-P = dict(T=T, IN=IN, O=O, C=C, RAW="--width 520 --height 384 --bits 10 --pattern RGGB")
-P["FLAT"] = C + "/flat.raw " + P["RAW"] + " --black-level 1024"
+P = dict(T=T, IN=IN, O=O, C=C, S=T + "/special", D=T + "/same", R=T + "/readonly", F=T + "/full/out",
+         RAW="--width 520 --height 384 --bits 10 --pattern RGGB", FLAT="{C}/flat.raw {RAW} --black-level 1024",
+         RUN="run --base {IN}/base.h --stats {IN}/stats_000.txt", RAWIN="--raw {IN}/raw_000.raw {RAW}", LEARN="learn --table {C}/a.h {C}/b.h",
+         IMPORT="table --import {C}/cal.json --ct", NT="not a valid LSC table header file: ",
+         NTU="not a valid tuning header file: ", NS="not a valid statistics dump: ")
 ROOT = os.getuid() == 0
 failures, mounts = [], []
+
+
+def fmt(s, names={}):
+    for _ in range(4):  # values name other values
+        s = s.format(**P, **names)
+    return s
 
 
 def fail(what):
@@ -26,10 +37,9 @@ def fail(what):
 
 def mirvo(args, env=None, cwd=None, close=None, stdout=None):
     """Runs the program; returns its status, stdout, stderr and peak resident size in KB."""
-    args = shlex.split(args.format(**P)) if isinstance(args, str) else args
     with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
-        p = subprocess.Popen([MIRVO] + args, stdin=subprocess.DEVNULL, stdout=stdout or out, stderr=err, cwd=cwd,
-                             env=dict(os.environ, **(env or {})),
+        p = subprocess.Popen([MIRVO] + shlex.split(fmt(args)), stdin=subprocess.DEVNULL, stdout=stdout or out,
+                             stderr=err, cwd=cwd, env=dict(os.environ, **(env or {})),
                              preexec_fn=None if close is None else lambda: os.close(close))
         timer = threading.Timer(20, p.kill)
         timer.start()
@@ -43,8 +53,7 @@ def mirvo(args, env=None, cwd=None, close=None, stdout=None):
 def must(args, **kw):
     r = mirvo(args, **kw)
     if r[0] != 0:
-        sys.exit(f"setup failed: mirvo {args}: {r[2]}")
-    return r
+        sys.exit(f"setup failed: mirvo {fmt(args)}: {r[2]}")
 
 
 def snapshot(top=T):
@@ -61,31 +70,8 @@ def snapshot(top=T):
     return tree
 
 
-def attack(status, text, args, env=None, stdout=None, setup=None, may="", **names):
-    if setup:
-        setup()
-    names = {k: v.format(**P) for k, v in names.items()}
-    what = "mirvo " + args.format(**P, **names)
-    before = snapshot()
-    got, _, err, rss = mirvo(args.format(**P, **names), env, stdout=stdout)
-    if got != status:
-        fail(f"{what}: exit status {got}, expected {status}: {err[:300]}")
-    if err.count("\n") != 1 or len(err) > 300:
-        fail(f"{what}: expected one short line on stderr, got: {err[:600]}")
-    for part in text.format(**P, **names).split("..."):
-        if part not in err:
-            fail(f"{what}: stderr lacks '{part}': {err[:300]}")
-    if rss > 150000:
-        fail(f"{what}: {rss} KB resident")
-    after = snapshot()
-    after.pop(may.format(**P), None), before.pop(may.format(**P), None)  # a complete output written before
-    if after != before:
-        changed = sorted(k for k in before.keys() | after.keys() if before.get(k) != after.get(k))
-        fail(f"{what}: changed or added {changed[:5]}")
-
-
 def read(path):
-    return open(path.format(**P), "rb").read().decode("latin-1")
+    return open(fmt(path), "rb").read().decode("latin-1")
 
 
 def put(name, text):
@@ -116,30 +102,26 @@ must("table --import {C}/cal.json --ct 7504 --out {C}/b.h")
 
 
 def write_earlier(o):
-    must(f"run --base {{IN}}/base.h --stats {{IN}}/stats_000.txt --debug --png --out-dir {o}")
-    must(f"stats --raw {{IN}}/raw_000.raw {{RAW}} --out {o}/s.txt --mean-image {o}/m.raw")
-    must(f"table {{IN}}/base.h --sim {o}/t.sim --png {o}/t.png")
-    must(f"view {o}/diag_000.txt --out-dir {o}/view")
-    must(f"calibrate --raw {{FLAT}} --png --out {o}/c.h")
-    must(f"learn --table {{C}}/a.h {{C}}/b.h --out {o}/l.h")
-    must(f"table --import {{C}}/cal.json --ct 5000 --out {o}/i.h")
-    must(f"report {o}")
+    for args in ["run --base {IN}/base.h --stats {IN}/stats_000.txt --debug --png --out-dir {o}", "view {o}/diag_000.txt "
+                 "--out-dir {o}/view", "stats --raw {IN}/raw_000.raw {RAW} --out {o}/s.txt --mean-image {o}/m.raw",
+                 "table {IN}/base.h --sim {o}/t.sim --png {o}/t.png", "calibrate --raw {FLAT} --png --out {o}/c.h",
+                 "{LEARN} --out {o}/l.h", "{IMPORT} 5000 --out {o}/i.h", "report {o}"]:
+        must(args.replace("{o}", o))
 
 
 write_earlier(O)
 
-# Each input role: the call that reads it, every output aimed at the earlier ones.
+# Each input role: what messages call it, the call that reads it with every
+# output aimed at the earlier ones.
 ROLE = {
     "base": ("an LSC table header file", "run --base {f} --stats {IN}/stats_000.txt --debug --png --out-dir {O}"),
-    "tuning": ("a tuning header file",
-               "run --base {IN}/base.h --tuning {f} --stats {IN}/stats_000.txt --debug --png --out-dir {O}"),
-    "override": ("an override map file",
-                 "run --base {IN}/base.h --override {f} --stats {IN}/stats_000.txt --debug --png --out-dir {O}"),
+    "tuning": ("a tuning header file", "{RUN} --tuning {f} --debug --png --out-dir {O}"),
+    "override": ("an override map file", "{RUN} --override {f} --debug --png --out-dir {O}"),
     "stats": ("a statistics dump", "run --base {IN}/base.h --stats {f} --debug --png --out-dir {O}"),
     "table": ("an LSC table header file", "table {f} --sim {O}/t.sim --png {O}/t.png"),
     "view": ("a diagnostic dump", "view {f} --out-dir {O}/view"),
     "learn": ("an LSC table header file", "learn --table {C}/a.h {f} --out {O}/l.h"),
-    "learn_tuning": ("a tuning header file", "learn --table {C}/a.h {C}/b.h --tuning {f} --out {O}/l.h"),
+    "learn_tuning": ("a tuning header file", "{LEARN} --tuning {f} --out {O}/l.h"),
     "import": ("a JSON calibration", "table --import {f} --ct 5000 --out {O}/i.h"),
     "raw": ("a raw frame", "run --base {IN}/base.h --raw {f} {RAW} --debug --png --out-dir {O}"),
     "stats_raw": ("a raw frame", "stats --raw {f} {RAW} --out {O}/s.txt --mean-image {O}/m.raw"),
@@ -147,327 +129,297 @@ ROLE = {
 }
 RAW_ROLES = "raw stats_raw calibrate"
 TEXT_ROLES = "base tuning override stats table view learn learn_tuning import"
-ROLES = TEXT_ROLES + " " + RAW_ROLES
-ROWS = []
+# Calls that write one file {x}, and calls that write into the directory {d}, first the file after x=.
+ONE = ("stats {RAWIN} --out {x}; table {IN}/base.h --sim {x}; table {IN}/base.h --png {x}; calibrate --raw {FLAT} "
+       "--out {x}; {LEARN} --out {x}; {IMPORT} 5000 --out {x}")
+DIRS = ("{RUN} --png --out-dir {d} x=table_000.h; view {O}/diag_000.txt --out-dir {d} x=GradH_UX.png; "
+        "demo --frames 1 --out-dir {d} x=base.h")
+KIND = {"link": "a symbolic link", "dangling": "a symbolic link", "fifo": "a FIFO", "device": "a character device"}
 
+TABLE = """
+missing 1 | {f}: cannot open {what}: No such file or directory | | f={T}/nope | *role=%(ROLES)s
+missing 1 | {T}/nope.txt: cannot open a statistics dump | {RUN} {T}/nope.txt --debug --png --out-dir {O}
+missing 2 | mirvo run: missing --base | run --stats {IN}/stats_000.txt --out-dir {O}
+missing 2 | mirvo run: missing --out-dir | {RUN}
+missing 2 | mirvo run: give one of --stats FILE..., --raw FILE... or --dng FILE... | run --base {IN}/base.h --out-dir {O}
+missing 2 | mirvo table: missing --out | {IMPORT} 5000
 
-def row(cls, status, text, args, **kw):
-    ROWS.append((cls, status, text, args, kw))
-
-
-def feed(cls, roles, f, text):
-    for r in roles.split():
-        row(cls, 1, text, ROLE[r][1], f=f, what=ROLE[r][0])
-
-
-RUN = "run --base {IN}/base.h --stats {IN}/stats_000.txt"
-feed("missing", ROLES, "{T}/nope", "{f}: cannot open {what}: No such file or directory")
-row("missing", 1, "{T}/nope.txt: cannot open a statistics dump", RUN + " {T}/nope.txt --debug --png --out-dir {O}")
-row("missing", 2, "mirvo run: missing --base", "run --stats {IN}/stats_000.txt --out-dir {O}")
-row("missing", 2, "mirvo run: missing --out-dir", RUN)
-row("missing", 2, "mirvo run: give one of --stats FILE..., --raw FILE... or --dng FILE...",
-    "run --base {IN}/base.h --out-dir {O}")
-row("missing", 2, "mirvo table: missing --out", "table --import {C}/cal.json --ct 5000")
-
-feed("empty", ROLES, "{T}/empty", "{f}: is empty, expected {what}")
-row("empty", 2, "mirvo: empty file name given for an LSC table header file", "table ''")
-row("empty", 2, "mirvo run: --base needs a value", "run --base '' --stats {IN}/stats_000.txt --out-dir {O}")
-row("empty", 2, "mirvo run: --out-dir needs a value", RUN + " --out-dir=")
+empty 1 | {f}: is empty, expected {what} | | f={T}/empty | *role=%(ROLES)s
+empty 2 | mirvo: empty file name given for an LSC table header file | table ''
+empty 2 | mirvo run: --base needs a value | run --base '' --stats {IN}/stats_000.txt --out-dir {O}
+empty 2 | mirvo run: --out-dir needs a value | {RUN} --out-dir=
 
 # Cut in the middle, and inside the last number (which would read as a shorter one).
-NOT_TABLE = "{f}: not a valid LSC table header file: "
-feed("truncated", "base table learn", "{T}/mid.h", NOT_TABLE + "plane R")
-feed("truncated", "base table", "{T}/end.h", NOT_TABLE + "plane B: file ends after value 221")
-feed("truncated", "tuning learn_tuning", "{T}/mid_tuning.h", "{f}: not a valid tuning header file: ")
-feed("truncated", "tuning", "{T}/end_tuning.h",
-     "{f}: not a valid tuning header file: [BgVHXY]: file ends after value 1480")
-feed("truncated", "override", "{T}/cut_override.txt", "{f}: line 2: \"limit_t\" is not a key=value line")
-feed("truncated", "stats", "{T}/cut_stats.txt", "{f}: not a valid statistics dump: ")
-feed("truncated", RAW_ROLES, "{T}/cut.raw", "{f}: raw frame of 1000 bytes, expected 399360 for 520x384 unpacked 16-bit")
-row("truncated", 1, "{T}/cut_mipi.raw: raw frame of 251896 bytes, expected 251904 for 520x384 RAW10 MIPI",
-    "stats --raw {T}/cut_mipi.raw {RAW} --mipi --out {O}/s.txt")
-feed("truncated", "view", "{T}/cut_diag.txt", "{f}: line ")
-feed("truncated", "view", "{T}/short_diag.txt", "{f}: line 5: truncated: grid values has no line end")
-feed("truncated", "import", "{T}/cut.json", "{f}: not valid JSON")
-row("truncated", 1, "{T}/short_diag.txt: line 5", "view {T}/short_diag.txt --out-dir {T}/new_view")
+truncated 1 | {f}: {NT}plane R | | f={T}/mid.h | *role=base table learn
+truncated 1 | {f}: {NT}plane B: file ends after value 221 | | f={T}/end.h | *role=base table
+truncated 1 | {f}: {NTU} | | f={T}/mid_tuning.h | *role=tuning learn_tuning
+truncated 1 | {f}: {NTU}[BgVHXY]: file ends after value 1480 | | f={T}/end_tuning.h | role=tuning
+truncated 1 | {f}: line 2: "limit_t" is not a key=value line | | f={T}/cut_override.txt | role=override
+truncated 1 | {f}: {NS} | | f={T}/cut_stats.txt | role=stats
+truncated 1 | {f}: raw frame of 1000 bytes, expected 399360 for 520x384 unpacked 16-bit | | f={T}/cut.raw | *role=%(RAW)s
+truncated 1 | {f}: raw frame of 251896 bytes, expected 251904 for 520x384 RAW10 MIPI | stats --raw {f} {RAW} --mipi \
+--out {O}/s.txt | f={T}/cut_mipi.raw
+truncated 1 | {f}: line | | f={T}/cut_diag.txt | role=view
+truncated 1 | {f}: line 5: truncated: grid values has no line end | | f={T}/short_diag.txt | role=view
+truncated 1 | {f}: not valid JSON | | f={T}/cut.json | role=import
+truncated 1 | {T}/short_diag.txt: line 5 | view {T}/short_diag.txt --out-dir {T}/new_view
 # A bad frame in the middle: no frame runs, not even those before it.
-row("truncated", 1, "{T}/cut_stats.txt: not a valid statistics dump",
-    RUN + " {T}/cut_stats.txt {IN}/stats_001.txt --out-dir {T}/sequence")
+truncated 1 | {T}/cut_stats.txt: {NS} | {RUN} {T}/cut_stats.txt {IN}/stats_001.txt --out-dir {T}/sequence
 
-feed("oversized", TEXT_ROLES, "{T}/huge", "{f}: file of 3221225472 bytes is too large for {what} (at most")
-feed("oversized", RAW_ROLES, "{T}/huge", "{f}: raw frame of 3221225472 bytes, expected 399360")
-feed("oversized", "raw", "{T}/long.raw", "{f}: raw frame of 399361 bytes, expected 399360")
+oversized 1 | {f}: file of 3221225472 bytes is too large for {what} (at most | | f={T}/huge | *role=%(TEXT)s
+oversized 1 | {f}: raw frame of 3221225472 bytes, expected 399360 | | f={T}/huge | *role=%(RAW)s
+oversized 1 | {f}: raw frame of 399361 bytes, expected 399360 | | f={T}/long.raw | role=raw
 # More values than the format holds, which the library's readers would skip.
-feed("oversized", "table", "{T}/two_tables.h", NOT_TABLE + "text after the B plane")
-feed("oversized", "tuning", "{T}/long_tuning.h", "{f}: not a valid tuning header file: [BgVHXY]: more than 1480 values")
-feed("oversized", "stats", "{T}/grid64.txt", "{f}: not a valid statistics dump: *r_sum[768]: more than 768 values")
-row("oversized", 2, "mirvo stats: --bits: 16 is out of range (1 to 14)",
-    "stats --raw {IN}/raw_000.raw --width 520 --height 384 --bits 16 --pattern RGGB --out {O}/s.txt")
-row("oversized", 2, "mirvo run: frame of 60000x60000 pixels is too large",
-    "run --base {IN}/base.h --raw {IN}/raw_000.raw --width 60000 --height 60000 --bits 10 --pattern RGGB --out-dir {O}")
-# Summaries made to exhaust the JSON reader (100,000 levels of nesting, a
-# tree 20 times the file's 9 MB, a token of 100 KB), within the memory bound.
-row("oversized", 1, "{T}/deep/summary.json: JSON nested deeper than 64 levels", "report {T}/deep")
-row("oversized", 1, "{T}/wide/summary.json: ...more than 16 times the file's size", "report {T}/wide")
-row("oversized", 1, "{T}/token/summary.json: not valid JSON at byte", "report {T}/token")
+oversized 1 | {f}: {NT}text after the B plane | | f={T}/two_tables.h | role=table
+oversized 1 | {f}: {NTU}[BgVHXY]: more than 1480 values | | f={T}/long_tuning.h | role=tuning
+oversized 1 | {f}: {NS}*r_sum[768]: more than 768 values | | f={T}/grid64.txt | role=stats
+oversized 2 | mirvo stats: --bits: 16 is out of range (1 to 14) | stats --raw {IN}/raw_000.raw --width 520 --height 384 \
+--bits 16 --pattern RGGB --out {O}/s.txt
+oversized 2 | mirvo run: frame of 60000x60000 pixels is too large | run --base {IN}/base.h --raw {IN}/raw_000.raw \
+--width 60000 --height 60000 --bits 10 --pattern RGGB --out-dir {O}
+# Summaries made to exhaust the JSON reader (100,000 levels of nesting, a tree
+# 20 times the file's 9 MB, a token of 100 KB), within the memory bound.
+oversized 1 | {T}/deep/summary.json: JSON nested deeper than 64 levels | report {T}/deep
+oversized 1 | {T}/wide/summary.json: ...more than 16 times the file's size | report {T}/wide
+oversized 1 | {T}/token/summary.json: not valid JSON at byte | report {T}/token
 
-feed("wrong_format", "base table learn", "{T}/picture.png", NOT_TABLE + "missing marker \"/* R Gain */\"")
-feed("wrong_format", "base table", "{IN}/stats_000.txt", NOT_TABLE + "missing marker \"/* R Gain */\"")
-feed("wrong_format", "base table learn", "{IN}/tuning.h", NOT_TABLE + "missing marker \"/* R Gain */\"")
-feed("wrong_format", "tuning", "{T}/picture.png", "{f}: not a valid tuning header file: section [Version] not found")
-feed("wrong_format", "tuning learn_tuning", "{IN}/base.h", "{f}: not a valid tuning header file: section [Version] not found")
-feed("wrong_format", "stats", "{T}/picture.png", "{f}: not a valid statistics dump: section marker \"*r_sum[768]\" not found")
-feed("wrong_format", "stats", "{IN}/base.h", "{f}: not a valid statistics dump: section marker \"*r_sum[768]\" not found")
-feed("wrong_format", "override", "{T}/picture.png", "{f}: not a text file (control byte at offset 6)")
-feed("wrong_format", "override", "{IN}/stats_000.txt",
-     "{f}: line 2: \"******** Stats BG Tintle...\" is not a key=value line")
-feed("wrong_format", "override", "{T}/diag_000.txt", "{f}: line 1: key or value missing in")
-feed("wrong_format", "override", "{T}/other_keys.txt", "{f}: sets none of the known keys")
-feed("wrong_format", "view", "{T}/picture.png", "{f}: line 1: expected a line 'key=', found '?PNG?'")
-feed("wrong_format", "view", "{IN}/stats_000.txt", "{f}: line 2: expected a line 'key=', found '******** Stats")
-feed("wrong_format", RAW_ROLES, "{IN}/stats_000.txt", "{f}: raw frame of 41450 bytes, expected 399360")
-feed("wrong_format", "import", "{IN}/base.h", "{f}: not valid JSON")
-feed("wrong_format", "import", "{T}/binary.json", "{f}: not valid JSON")
+wrong_format 1 | {f}: {NT}missing marker "/* R Gain */" | | *f={T}/picture.png {IN}/tuning.h | *role=base table learn
+wrong_format 1 | {f}: {NT}missing marker "/* R Gain */" | | f={IN}/stats_000.txt | *role=base table
+wrong_format 1 | {f}: {NTU}section [Version] not found | | *f={T}/picture.png {IN}/base.h | role=tuning
+wrong_format 1 | {f}: {NTU}section [Version] not found | | f={IN}/base.h | role=learn_tuning
+wrong_format 1 | {f}: {NS}section marker "*r_sum[768]" not found | | *f={T}/picture.png {IN}/base.h | role=stats
+wrong_format 1 | {f}: not a text file (control byte at offset 6) | | f={T}/picture.png | role=override
+wrong_format 1 | {f}: line 2: "******** Stats BG Tintle..." is not a key=value line | | f={IN}/stats_000.txt | role=override
+wrong_format 1 | {f}: line 1: key or value missing in | | f={T}/diag_000.txt | role=override
+wrong_format 1 | {f}: sets none of the known keys | | f={T}/other_keys.txt | role=override
+wrong_format 1 | {f}: line 1: expected a line 'key=', found '?PNG?' | | f={T}/picture.png | role=view
+wrong_format 1 | {f}: line 2: expected a line 'key=', found '******** Stats | | f={IN}/stats_000.txt | role=view
+wrong_format 1 | {f}: raw frame of 41450 bytes, expected 399360 | | f={IN}/stats_000.txt | *role=%(RAW)s
+wrong_format 1 | {f}: not valid JSON | | *f={IN}/base.h {T}/binary.json | role=import
 # The layouts mixed up.
-feed("wrong_format", "raw", "{IN}/mipi_000.raw", "{f}: raw frame of 251904 bytes, expected 399360 for 520x384 unpacked")
-row("wrong_format", 1, "{IN}/raw_000.raw: raw frame of 399360 bytes, expected 251904 for 520x384 RAW10 MIPI",
-    "stats --raw {IN}/raw_000.raw {RAW} --mipi --out {O}/s.txt")
-row("wrong_format", 2, "mirvo run: --grid: the engine takes only 32x24 statistics",
-    "run --base {IN}/base.h --raw {IN}/raw_000.raw {RAW} --grid 16x12 --out-dir {O}")
-row("wrong_format", 2, "mirvo calibrate: --grid: the measurement grid is fixed",
-    "calibrate --raw {FLAT} --grid 32x24 --out {O}/c.h")
-row("wrong_format", 2, "mirvo run: --crop: give six numbers", RUN + " --crop 1,2,3 --out-dir {O}")
-row("wrong_format", 2, "mirvo learn: --reference: '{C}/cal.json' is not one of the --table files",
-    "learn --table {C}/a.h {C}/b.h --reference {C}/cal.json --out {O}/l.h")
+wrong_format 1 | {f}: raw frame of 251904 bytes, expected 399360 for 520x384 unpacked | | f={IN}/mipi_000.raw | role=raw
+wrong_format 1 | {f}: raw frame of 399360 bytes, expected 251904 for 520x384 RAW10 MIPI | stats --raw {f} {RAW} --mipi \
+--out {O}/s.txt | f={IN}/raw_000.raw
+wrong_format 2 | mirvo run: --grid: the engine takes only 32x24 statistics | run --base {IN}/base.h --raw \
+{IN}/raw_000.raw {RAW} --grid 16x12 --out-dir {O}
+wrong_format 2 | mirvo calibrate: --grid: the measurement grid is fixed | calibrate --raw {FLAT} --grid 32x24 --out {O}/c.h
+wrong_format 2 | mirvo run: --crop: give six numbers | {RUN} --crop 1,2,3 --out-dir {O}
+wrong_format 2 | mirvo learn: --reference: '{C}/cal.json' is not one of the --table files | {LEARN} --reference \
+{C}/cal.json --out {O}/l.h
 
 # Text the loaders would take without a word but wrongly: a NUL byte ends a C
 # conversion early, a decimal comma reads as the number before it, and of a
 # tuning section given twice only the first would count.
-feed("silently_wrong", "base table learn", "{T}/nul.h", NOT_TABLE + "plane R: value 1 \"")
-feed("silently_wrong", "tuning learn_tuning", "{T}/nul_tuning.h", "{f}: not a valid tuning header file: NUL byte on line ")
-feed("silently_wrong", "stats", "{T}/nul.txt", "{f}: not a valid statistics dump: *r_sum[768]: value 1 \"0x?")
-feed("silently_wrong", "override", "{T}/nul_override.txt", "{f}: not a text file (control byte at offset 16)")
-feed("silently_wrong", "tuning", "{T}/comma_tuning.h", "{f}: not a valid tuning header file: [TuningParams]: "
-     "smooth_thd line \"  0,0500000007, /* smoot...\" has a decimal comma")
-feed("silently_wrong", "tuning", "{T}/grid_comma.h", "{f}: not a valid tuning header file: [BUL]: value 1 ")
-feed("silently_wrong", "override", "{T}/comma.txt", "{f}: line 1: value \"0,05\" of smooth_thd is not a finite number")
-feed("silently_wrong", "base learn", "{T}/comma.h", NOT_TABLE + "plane R: value 1 ")
-for section in "Version TuningParams BUL BgVHXY".split():
-    feed("silently_wrong", "tuning", "{T}/twice_%s.h" % section,
-         "{f}: not a valid tuning header file: section [%s] appears twice (lines ... and {TL})" % section)
+silently_wrong 1 | {f}: {NT}plane R: value 1 " | | f={T}/nul.h | *role=base table learn
+silently_wrong 1 | {f}: {NTU}NUL byte on line | | f={T}/nul_tuning.h | *role=tuning learn_tuning
+silently_wrong 1 | {f}: {NS}*r_sum[768]: value 1 "0x? | | f={T}/nul.txt | role=stats
+silently_wrong 1 | {f}: not a text file (control byte at offset 16) | | f={T}/nul_override.txt | role=override
+silently_wrong 1 | {f}: {NTU}[TuningParams]: smooth_thd line "  0,0500000007, /* smoot..." has a decimal comma | \
+| f={T}/comma_tuning.h | role=tuning
+silently_wrong 1 | {f}: {NTU}[BUL]: value 1 | | f={T}/grid_comma.h | role=tuning
+silently_wrong 1 | {f}: line 1: value "0,05" of smooth_thd is not a finite number | | f={T}/comma.txt | role=override
+silently_wrong 1 | {f}: {NT}plane R: value 1 | | f={T}/comma.h | *role=base learn
+silently_wrong 1 | {f}: {NTU}section [{s}] appears twice (lines ... and {TL}) | | f={T}/twice_{s}.h | role=tuning \
+| *s=Version TuningParams BUL BgVHXY
 
 # Keys declare a grid's size; memory and pictures follow the values present.
-feed("huge_declared", "view", "{T}/empty_grid.txt", "{f}: line 3: grid g[2048][2048] does not hold 4194304 values")
-feed("huge_declared", "view", "{T}/beyond.txt", "{f}: line 2: grid key g[1][99999999999] does not end in [rows][cols]")
-feed("huge_declared", "view", "{T}/thin.txt",
-     "{f}: grid g[1][1000000] is too large to draw (at most 4096 rows or columns)")
+huge_declared 1 | {f}: line 3: grid g[2048][2048] does not hold 4194304 values | | f={T}/empty_grid.txt | role=view
+huge_declared 1 | {f}: line 2: grid key g[1][99999999999] does not end in [rows][cols] | | f={T}/beyond.txt | role=view
+huge_declared 1 | {f}: grid g[1][1000000] is too large to draw (at most 4096 rows or columns) | | f={T}/thin.txt \
+| role=view
 
-feed("non_numeric", "base table learn", "{T}/glued.h", NOT_TABLE + "plane R: value 1 \"1.2x3f,\" is not a finite number")
-feed("non_numeric", "base table", "{T}/nan.h", NOT_TABLE + "plane GR: value 1 \"nan,\" is not a finite number")
-feed("non_numeric", "base table", "{T}/word.h", NOT_TABLE + "plane R: expected 221 numbers, found 0")
-for f in "grid_word grid_range value_word value_glued".split():
-    feed("non_numeric", "tuning", "{T}/%s.h" % f, "{f}: not a valid tuning header file: [")
-feed("non_numeric", "learn_tuning", "{T}/value_word.h", "{f}: not a valid tuning header file: [")
-feed("non_numeric", "override", "{T}/word.txt", "{f}: line 2: value \"abc\" of limit_thd is not a finite number")
-feed("non_numeric", "override", "{T}/nan.txt", "{f}: line 1: value \"nan\" of smooth_thd is not a finite number")
-feed("non_numeric", "stats", "{T}/word_stats.txt",
-     "{f}: not a valid statistics dump: *r_sum[768]: token 5 \"zz\" is not a hexadecimal")
-feed("non_numeric", "stats", "{T}/glued_stats.txt",
-     "{f}: not a valid statistics dump: *r_sum[768]: value 7 \"0x12g\" is not a hexadecimal")
+non_numeric 1 | {f}: {NT}plane R: value 1 "1.2x3f," is not a finite number | | f={T}/glued.h | *role=base table learn
+non_numeric 1 | {f}: {NT}plane GR: value 1 "nan," is not a finite number | | f={T}/nan.h | *role=base table
+non_numeric 1 | {f}: {NT}plane R: expected 221 numbers, found 0 | | f={T}/word.h | *role=base table
+non_numeric 1 | {f}: {NTU}[ | | *f={T}/grid_word.h {T}/grid_range.h {T}/value_word.h {T}/value_glued.h | role=tuning
+non_numeric 1 | {f}: {NTU}[ | | f={T}/value_word.h | role=learn_tuning
+non_numeric 1 | {f}: line 2: value "abc" of limit_thd is not a finite number | | f={T}/word.txt | role=override
+non_numeric 1 | {f}: line 1: value "nan" of smooth_thd is not a finite number | | f={T}/nan.txt | role=override
+non_numeric 1 | {f}: {NS}*r_sum[768]: token 5 "zz" is not a hexadecimal | | f={T}/word_stats.txt | role=stats
+non_numeric 1 | {f}: {NS}*r_sum[768]: value 7 "0x12g" is not a hexadecimal | | f={T}/glued_stats.txt | role=stats
 # A count that does not fit the 16-bit field.
-feed("non_numeric", "stats", "{T}/wide_stats.txt",
-     "{f}: not a valid statistics dump: *r_cnt[768]: value 1 \"0x10000\" is out of range")
-feed("non_numeric", "view", "{T}/word_diag.txt", "{f}: line 2: value 'abc' of scalar prj_u is not a number")
-feed("non_numeric", "view", "{T}/grid_diag.txt", "{f}: line 5: grid GradH_UX[24][31] does not hold 744 values")
-row("non_numeric", 2, "mirvo run: --width: 'wide' is not an integer",
-    "run --base {IN}/base.h --raw {IN}/raw_000.raw --width wide --height 384 --bits 10 --pattern RGGB --out-dir {O}")
-row("non_numeric", 2, "mirvo stats: --black-level: 'x' is not a level",
-    "stats --raw {IN}/raw_000.raw {RAW} --black-level x --out {O}/s.txt")
-row("non_numeric", 2, "mirvo run: --crop: 'a' is not a number", RUN + " --crop 1,2,a,4,5,6 --out-dir {O}")
-row("non_numeric", 2, "mirvo table: --ct: 'warm' is not an integer", "table --import {C}/cal.json --ct warm --out {O}/i.h")
+non_numeric 1 | {f}: {NS}*r_cnt[768]: value 1 "0x10000" is out of range | | f={T}/wide_stats.txt | role=stats
+non_numeric 1 | {f}: line 2: value 'abc' of scalar prj_u is not a number | | f={T}/word_diag.txt | role=view
+non_numeric 1 | {f}: line 5: grid GradH_UX[24][31] does not hold 744 values | | f={T}/grid_diag.txt | role=view
+non_numeric 2 | mirvo run: --width: 'wide' is not an integer | run --base {IN}/base.h --raw {IN}/raw_000.raw \
+--width wide --height 384 --bits 10 --pattern RGGB --out-dir {O}
+non_numeric 2 | mirvo stats: --black-level: 'x' is not a level | stats --raw {IN}/raw_000.raw {RAW} --black-level x \
+--out {O}/s.txt
+non_numeric 2 | mirvo run: --crop: 'a' is not a number | {RUN} --crop 1,2,a,4,5,6 --out-dir {O}
+non_numeric 2 | mirvo table: --ct: 'warm' is not an integer | {IMPORT} warm --out {O}/i.h
 
 # And the other names the program does not know.
-for p in "rggb XYZW RGGBX".split():
-    RAWP = "--raw {IN}/raw_000.raw --width 520 --height 384 --bits 10 --pattern " + p
-    row("unknown_pattern", 2, f"mirvo run: --pattern: unknown Bayer pattern '{p}'",
-        "run --base {IN}/base.h " + RAWP + " --out-dir {O}")
-    row("unknown_pattern", 2, f"mirvo stats: --pattern: unknown Bayer pattern '{p}'", "stats " + RAWP + " --out {O}/s.txt")
-    row("unknown_pattern", 2, f"mirvo calibrate: --pattern: unknown Bayer pattern '{p}'",
-        "calibrate " + RAWP + " --out {O}/c.h")
-row("unknown_pattern", 2, "mirvo run: --pattern applies to --raw frames only", RUN + " --pattern RGGB --out-dir {O}")
-row("unknown_pattern", 2, "mirvo run: unknown option --frobnicate", RUN + " --frobnicate")
-row("unknown_pattern", 2, "mirvo: unknown command 'frobnicate'", "frobnicate {IN}/base.h")
+unknown_pattern 2 | mirvo run: --pattern: unknown Bayer pattern '{p}' | run --base {IN}/base.h --raw {IN}/raw_000.raw \
+--width 520 --height 384 --bits 10 --pattern {p} --out-dir {O} | *p=rggb XYZW RGGBX
+unknown_pattern 2 | mirvo {c}: --pattern: unknown Bayer pattern '{p}' | {c} --raw {IN}/raw_000.raw --width 520 \
+--height 384 --bits 10 --pattern {p} --out {O}/s.txt | *p=rggb XYZW RGGBX | *c=stats calibrate
+unknown_pattern 2 | mirvo run: --pattern applies to --raw frames only | {RUN} --pattern RGGB --out-dir {O}
+unknown_pattern 2 | mirvo run: unknown option --frobnicate | {RUN} --frobnicate
+unknown_pattern 2 | mirvo: unknown command 'frobnicate' | frobnicate {IN}/base.h
 
-feed("directory", ROLES, "{IN}", "{f}: is a directory, expected {what}")
+directory 1 | {f}: is a directory, expected {what} | | f={IN} | *role=%(ROLES)s
 # A directory where an output file belongs; the summaries are outputs too.
-DIR_OUT = "{d}: is a directory, cannot write a file there"
-row("directory", 1, DIR_OUT, "stats --raw {IN}/raw_000.raw {RAW} --out {d}", d="{O}/view")
-row("directory", 1, DIR_OUT, "table {IN}/base.h --png {d}", d="{O}/view")
-row("directory", 1, DIR_OUT, "learn --table {C}/a.h {C}/b.h --out {d}", d="{O}/view")
-for name in "table_000.h summary.json summary.csv".split():
-    row("directory", 1, DIR_OUT, RUN + " --out-dir {T}/taken_" + name, d="{T}/taken_%s/%s" % (name, name))
-for name in "base.h summary.json summary.csv".split():
-    row("directory", 1, DIR_OUT, "demo --frames 1 --out-dir {T}/taken_" + name, d="{T}/taken_%s/%s" % (name, name))
+directory 1 | {O}/view: is a directory, cannot write a file there | stats --raw {IN}/raw_000.raw {RAW} --out {O}/view
+directory 1 | {O}/view: is a directory, cannot write a file there | table {IN}/base.h --png {O}/view
+directory 1 | {O}/view: is a directory, cannot write a file there | {LEARN} --out {O}/view
+directory 1 | {d}/{n}: is a directory, cannot write a file there | {RUN} --out-dir {d} | d={T}/taken_{n} \
+| *n=table_000.h summary.json summary.csv
+directory 1 | {d}/{n}: is a directory, cannot write a file there | demo --frames 1 --out-dir {d} | d={T}/taken_{n} \
+| *n=base.h summary.json summary.csv
 
-row("unwritable", 1, "{IN}/base.h: cannot use as output directory: not a directory", RUN + " --out-dir {IN}/base.h")
-row("unwritable", 1, "{IN}/base.h/sub: cannot create directory: Not a directory", RUN + " --out-dir {IN}/base.h/sub")
-row("unwritable", 1, "{IN}/base.h/view: cannot create directory: Not a directory",
-    "view {O}/diag_000.txt --out-dir {IN}/base.h/view")
-NO_DIR = "{T}/nope/{f}: cannot create a file in {T}/nope: No such file or directory"
-row("unwritable", 1, NO_DIR, "stats --raw {IN}/raw_000.raw {RAW} --out {T}/nope/{f}", f="s.txt")
-row("unwritable", 1, NO_DIR, "table {IN}/base.h --sim {T}/nope/{f}", f="t.sim")
-row("unwritable", 1, NO_DIR, "table --import {C}/cal.json --ct 5000 --out {T}/nope/{f}", f="i.h")
+unwritable 1 | {IN}/base.h: cannot use as output directory: not a directory | {RUN} --out-dir {IN}/base.h
+unwritable 1 | {d}: cannot create directory: Not a directory | {c} | d={IN}/base.h/sub | *c=%(DIRS)s
+unwritable 1 | {x}: cannot create a file in {T}/nope: No such file or directory | {c} | x={T}/nope/x | *c=%(ONE)s
 # Earlier outputs in a directory that has since become read-only: a
 # read-only file system for root, permissions for anyone else.
-READ_ONLY = "{R}/{f}: cannot create a file in {R}: "
-row("unwritable", 1, READ_ONLY, "run --base {IN}/base.h --stats {IN}/stats_000.txt --debug --png --out-dir {R}",
-    f="diag_000.txt")
-row("unwritable", 1, READ_ONLY, "stats --raw {IN}/raw_000.raw {RAW} --out {R}/{f}", f="s.txt")
-row("unwritable", 1, READ_ONLY, "table {IN}/base.h --sim {R}/{f}", f="t.sim")
-row("unwritable", 1, READ_ONLY, "calibrate --raw {FLAT} --out {R}/{f}", f="c.h")
-row("unwritable", 1, READ_ONLY, "learn --table {C}/a.h {C}/b.h --out {R}/{f}", f="l.h")
-row("unwritable", 1, READ_ONLY, "table --import {C}/cal.json --ct 5000 --out {R}/{f}", f="i.h")
-row("unwritable", 1, READ_ONLY, "report {R}", f="report.html")
-row("unwritable", 1, "{R}/view/GradH_UX.png: cannot create a file in {R}/view: ", "view {R}/diag_000.txt --out-dir {R}/view")
-row("unwritable", 1, "{R}/demo: cannot create directory: ", "demo --frames 1 --out-dir {R}/demo")
+unwritable 1 | {x}: cannot create a file in {R}: | {c} | x={R}/x | d={R} | *c=%(ONE)s;%(DIRS)s
+unwritable 1 | {R}/report.html: cannot create a file in {R}: | report {R}
 
 # The earlier run's table and pictures fit; then the disk is filled. The dump
 # is written from the engine's thread, before the table.
-FULL = "{F}/{f}: cannot write: No space left on device"
-row("full_disk", 1, FULL, "run --base {IN}/base.h --stats {IN}/stats_000.txt --png --out-dir {F}", f="table_000.h")
-row("full_disk", 1, FULL, "run --base {IN}/base.h --raw {IN}/raw_000.raw {RAW} --debug --out-dir {F}", f="diag_000.txt")
-row("full_disk", 1, FULL, "stats --raw {IN}/raw_000.raw {RAW} --out {F}/{f}", f="s.txt")
-row("full_disk", 1, FULL, "stats --raw {IN}/raw_000.raw {RAW} --out {T}/s.txt --mean-image {F}/{f}", f="m.raw",
-    may="{T}/s.txt")
-row("full_disk", 1, FULL, "table {IN}/base.h --sim {F}/{f}", f="t.sim")
-row("full_disk", 1, FULL, "table {IN}/base.h --png {F}/{f}", f="t.png")
-row("full_disk", 1, FULL, "view {O}/diag_000.txt --out-dir {F}", f="GradH_UX.png")
-row("full_disk", 1, FULL, "demo --frames 1 --out-dir {F}", f="base.h")
-row("full_disk", 1, FULL, "calibrate --raw {FLAT} --out {F}/{f}", f="c.h")
-row("full_disk", 1, "{F}/l.h: cannot write", "learn --table {C}/a.h {C}/b.h --out {F}/l.h")
-row("full_disk", 1, FULL, "table --import {C}/cal.json --ct 5000 --out {F}/{f}", f="i.h")
+full_disk 1 | {x}: cannot write | {c} | x={F}/x | d={F} | *c=%(ONE)s;%(DIRS)s
+full_disk 1 | {F}/diag_000.txt: cannot write: No space left on device | run --base {IN}/base.h {RAWIN} --debug \
+--out-dir {F}
+full_disk 1 | {F}/m.raw: cannot write: No space left on device | stats {RAWIN} --out {T}/s.txt --mean-image {F}/m.raw \
+| may={T}/s.txt
 
 # Where an output belongs there is a link, a FIFO or a device node: refused
 # before anything is written, the node left as it was.
-S = T + "/special"
-SPECIAL = {"run_table": ("table_000.h", RUN + " --debug --png --out-dir {S}"), "run_diag": ("diag_000.txt", None),
-           "run_png": ("tint_000.png", None), "run_summary": ("summary.csv", None),
-           "stats_out": ("s.txt", "stats --raw {IN}/raw_000.raw {RAW} --out {n} --mean-image {S}/m2.raw"),
-           "stats_mean": ("m.raw", "stats --raw {IN}/raw_000.raw {RAW} --out {S}/s2.txt --mean-image {n}"),
-           "table_sim": ("t.sim", "table {IN}/base.h --sim {n} --png {S}/t2.png"),
-           "table_png": ("t.png", "table {IN}/base.h --sim {S}/t2.sim --png {n}"),
-           "view": ("GradH_UX.png", "view {O}/diag_000.txt --out-dir {S}"), "demo": ("base.h", "demo --frames 1 --out-dir {S}"),
-           "calibrate_out": ("c.h", "calibrate --raw {FLAT} --out {n}"),
-           "calibrate_png": ("c_flat.png", "calibrate --raw {FLAT} --png --out {S}/c.h"),
-           "learn_out": ("l.h", "learn --table {C}/a.h {C}/b.h --out {n}"),
-           "import_out": ("i.h", "table --import {C}/cal.json --ct 5000 --out {n}"), "report": ("report.html", "report {S}")}
+special_output 1 | {x}: is {is} | {c} | x={S}/x | d={S} | *c=%(ONE)s;%(DIRS)s | *kind=%(KINDS)s
+special_output 1 | {x}: is {is}; outputs are written only as regular files | {RUN} --debug --png --out-dir {S} \
+| *x={S}/diag_000.txt {S}/tint_000.png {S}/summary.csv | *kind=%(KINDS)s
+special_output 1 | {x}: is {is} | stats {RAWIN} --out {S}/s2.txt --mean-image {x} | x={S}/m.raw | *kind=%(KINDS)s
+special_output 1 | {x}: is {is} | calibrate --raw {FLAT} --png --out {S}/c.h | x={S}/c_flat.png | *kind=%(KINDS)s
+special_output 1 | {x}: is {is} | report {S} | x={S}/report.html | *kind=%(KINDS)s
+
+# An input is never an output, and two outputs of a call are two files: by
+# name, through a hard link, a symbolic link or a linked directory.
+same_file 1 | {D}/table_000.h: is also the input {D}/{i} | run --base {D}/{i} --stats {IN}/stats_000.txt --out-dir {D} \
+| *i=table_000.h hard.h soft.h
+same_file 1 | {D}/summary.json: is also the input {D}/summary.json | run --base {D}/summary.json --stats \
+{IN}/stats_000.txt --out-dir {D} --no-sync
+same_file 1 | {D}/summary.csv: is also the input {D}/summary.csv | run --base {IN}/base.h --stats {D}/summary.csv \
+--out-dir {D}
+same_file 1 | {T}/alias/table_000.h: is also the input {D}/table_000.h | run --base {D}/table_000.h --stats \
+{IN}/stats_000.txt --out-dir {T}/alias
+same_file 1 | {D}/diag_000.txt: is also the input {D}/diag_000.txt | {RUN} --override {D}/diag_000.txt --debug \
+--out-dir {D}
+same_file 1 | {D}/table_001.h: is also the input {D}/table_001.h | {RUN} {D}/table_001.h --out-dir {D} --png
+same_file 1 | {D}/table_000.h: is also the input {D}/table_000.h | table {D}/table_000.h --png {D}/t.png --sim \
+{D}/table_000.h
+same_file 1 | {D}/hard.h: is also the input {D}/table_000.h | table {D}/table_000.h --sim {D}/hard.h
+same_file 1 | {D}/r.raw: is also the input {D}/r.raw | stats --raw {D}/r.raw {RAW} --out {D}/s.txt --mean-image {D}/r.raw
+same_file 1 | {o}: is the same file as the output {D}/t.png | table {IN}/base.h --sim {D}/t.png --png {o} \
+| *o={D}/t.png {T}/alias/sub/../t.png
+same_file 1 | {D}/./hard.h: is the same file as the output {D}/table_000.h | stats --raw {IN}/raw_000.raw {RAW} --out \
+{D}/table_000.h --mean-image {D}/./hard.h
+same_file 1 | {D}/flat.raw: is also the input {D}/flat.raw | calibrate --raw {D}/flat.raw {RAW} --black-level 1024 \
+--out {D}/flat.raw
+same_file 1 | {D}/x_flat.png: is the same file as the output {D}/x_gains.png | calibrate --raw {FLAT} --png --out {D}/x.h
+same_file 1 | {D}/a.h: is also the input {D}/a.h | learn --table {D}/a.h {C}/b.h --out {D}/a.h
+same_file 1 | {D}/hard.h: is also the input {D}/table_000.h | learn --table {C}/a.h {D}/table_000.h --out {D}/hard.h
+same_file 1 | {D}/tuning.h: is also the input {D}/tuning.h | {LEARN} --tuning {D}/tuning.h --out {D}/tuning.h
+same_file 1 | {D}/cal.json: is also the input {D}/cal.json | table --import {D}/cal.json --ct 5000 --out {D}/cal.json
+same_file 1 | {D}/run/report.html: is also the input {D}/run/summary.json | report {D}/run
+# A dump whose picture would be the dump itself.
+same_file 1 | {D}/WX.png: is also the input {D}/WX.png | view {D}/WX.png --out-dir {D}
+
+# A bad frame anywhere in the sequence fails the run before the first output
+# is replaced ({O} holds frame 0 of stats_000, which stats_001 would change),
+# also beyond the memory budget for dumps (here one byte), where every dump is
+# checked in a first pass and loaded again as its frame comes.
+all_inputs_first 1 | {b}: | run --base {IN}/base.h --stats {IN}/stats_001.txt {IN}/stats_000.txt {IN}/stats_002.txt \
+{b} --debug --png --out-dir {O} | *b=%(BAD)s | *budget=1 1000000000
+all_inputs_first 1 | {b}: | run --base {IN}/base.h --stats {IN}/stats_001.txt {b} {IN}/stats_002.txt --debug --png \
+--out-dir {O} | *b=%(BAD)s | *budget=1 1000000000
+all_inputs_first 2 | MIRVO_TEST_DUMP_BUDGET: '1e9' is not a number of bytes | {RUN} --out-dir {T}/b | budget=1e9
+# calibrate, learn and run over raw frames: a bad last input, and nothing is written.
+all_inputs_first 1 | {T}/cut.raw: raw frame of 1000 bytes | calibrate --raw {C}/flat.raw {C}/flat.raw {T}/cut.raw \
+{RAW} --black-level 1024 --png --out {O}/c.h
+all_inputs_first 1 | {T}/cut.h: | {LEARN} {T}/cut.h --out {O}/l.h
+all_inputs_first 1 | {T}/cut.h: | {LEARN} --tuning {T}/cut.h --out {O}/l.h
+all_inputs_first 1 | {T}/cut.raw: raw frame of 1000 bytes | run --base {IN}/base.h --raw {IN}/raw_001.raw \
+{IN}/raw_000.raw {T}/cut.raw {RAW} --png --out-dir {O}
+
+# Finite numbers far outside what they stand for are refused, naming the
+# option or file, before any conversion (the sanitizer build checks that).
+extreme_numbers 2 | mirvo run: --crop: | {RUN} --crop {v} --out-dir {O} | *v=1e-50,3024,0,0,4032,3024 \
+1e30,3024,0,0,4032,3024 4032,3024,0,0,1e300,3024 4032,3024,-5,0,4032,3024 4032,3024,0,0,4032,0.5 4032,3024,2000,0,3000,3024
+extreme_numbers 1 | {T}/gain_{v}.h: gain | run --base {T}/gain_{v}.h --stats {IN}/stats_000.txt --debug --png \
+--out-dir {O} | *v=0.0 -1.5 1e-30 1e7 3e38
+extreme_numbers 1 | {T}/learn_{v}.h: gain | learn --table {C}/a.h {T}/learn_{v}.h --out {O}/l.h | *v=0.0 -1.5 1e-30 1e7 3e38
+extreme_numbers 1 | {T}/gr_{v}.h: gain | table {T}/gr_{v}.h --sim {O}/t.sim --png {O}/t.png | *v=1e7 -1.5 3e38
+extreme_numbers 1 | {T}/zero.h: gain 0 of plane R at row 1, column 1 is outside 1e-06 to 1e+06 | run --base {T}/zero.h \
+--stats {IN}/stats_000.txt --out-dir {O}
+extreme_numbers 2 | mirvo calibrate: --luminance-strength: '{v}' is not a number from 0 to 1 | calibrate --raw {FLAT} \
+--luminance-strength {v} --png --out {O}/c.h | *v=1e30 nan -1 inf 1e999 -nan 1e-320 1.5
+extreme_numbers 2 | mirvo table: --ct: '{v}' is not an integer | {IMPORT} {v} --out {O}/i.h | *v=1e30 nan 1e999 2856.5 0x1000
+extreme_numbers 2 | mirvo table: --ct: {v} is out of range (1000 to 100000) | {IMPORT} {v} --out {O}/i.h \
+| *v=-1 0 999 100001 2147483648
+
+# A full and a broken standard output (the JSON is longer than one stdio buffer).
+closed_descriptors 1 | mirvo: cannot write to standard output: {why} | table {O}/i.h --json --sim {O}/t.sim \
+| *stdout=full broken
+""" % dict(ROLES=RAW_ROLES + " " + TEXT_ROLES, RAW=RAW_ROLES, TEXT=TEXT_ROLES, KINDS=" ".join(KIND), ONE=ONE, DIRS=DIRS,
+           BAD="{T}/nope.txt {T}/empty {T}/cut_stats.txt {T}/word_stats.txt {IN}")
 
 
-def place(kind, name):
-    shutil.rmtree(S, ignore_errors=True)
-    os.makedirs(S)
-    shutil.copy(O + "/summary.json", S)
-    node = S + "/" + name
+def rows():
+    for line in TABLE.replace("\\\n", "").splitlines():
+        if not line or line.startswith("#"):
+            continue
+        head, text, args, *rest = [f.strip() for f in line.split("|")]
+        cls, status = head.split()
+        axes = [[(k.lstrip("*"), v.strip()) for v in (vs.split(";" if ";" in vs else None) if k[0] == "*" else [vs])]
+                for k, vs in (kv.split("=", 1) for kv in rest)]
+        for combo in itertools.product(*axes):
+            yield cls, int(status), text, args, dict(combo)
+
+
+def place(kind, node):
+    shutil.rmtree(P["S"], ignore_errors=True)
+    os.makedirs(P["S"])
+    shutil.copy(O + "/summary.json", P["S"])
     {"link": lambda: os.symlink(T + "/link_target", node), "dangling": lambda: os.symlink(T + "/nowhere", node),
      "fifo": lambda: os.mkfifo(node), "device": lambda: os.mknod(node, stat.S_IFCHR | 0o644, os.makedev(1, 3))}[kind]()
 
 
-for kind, text in [("link", "a symbolic link"), ("dangling", "a symbolic link"), ("fifo", "a FIFO"),
-                   ("device", "a character device")]:
-    for role, (name, args) in SPECIAL.items():
-        args = args or SPECIAL["run_table"][1]
-        if kind == "device" and not ROOT:  # /dev/null stands for a node only where a file is named
-            if "{n}" in args:
-                row("special_output", 1, "/dev/null: is " + text, args, n="/dev/null", S=S)
-            continue
-        row("special_output", 1, "{n}: is " + text, args, n=S + "/" + name, S=S,
-            setup=lambda kind=kind, name=name: place(kind, name))
-
-# An input is never an output, and two outputs of a call are two files: by
-# name, through a hard link, a symbolic link or a linked directory.
-SAME, TWO = "{D}/{f}: is also the input {D}/{i}", "{o}: is the same file as the output {D}/{f}"
-RUND = " --stats {IN}/stats_000.txt --out-dir {D}"
-row("same_file", 1, SAME, "run --base {D}/table_000.h" + RUND, f="table_000.h", i="table_000.h")
-row("same_file", 1, SAME, "run --base {D}/summary.json" + RUND + " --no-sync", f="summary.json", i="summary.json")
-row("same_file", 1, SAME, "run --base {IN}/base.h --stats {D}/summary.csv --out-dir {D}", f="summary.csv", i="summary.csv")
-row("same_file", 1, SAME, "run --base {D}/hard.h" + RUND, f="table_000.h", i="hard.h")
-row("same_file", 1, SAME, "run --base {D}/soft.h" + RUND, f="table_000.h", i="soft.h")
-row("same_file", 1, "{T}/alias/table_000.h: is also the input {D}/table_000.h",
-    "run --base {D}/table_000.h --stats {IN}/stats_000.txt --out-dir {T}/alias")
-row("same_file", 1, SAME, "run --base {IN}/base.h --override {D}/diag_000.txt --debug" + RUND, f="diag_000.txt",
-    i="diag_000.txt")
-row("same_file", 1, SAME, "run --base {IN}/base.h --stats {IN}/stats_000.txt {D}/table_001.h --out-dir {D} --png",
-    f="table_001.h", i="table_001.h")
-row("same_file", 1, SAME, "table {D}/table_000.h --png {D}/t.png --sim {D}/table_000.h", f="table_000.h", i="table_000.h")
-row("same_file", 1, SAME, "table {D}/table_000.h --sim {D}/hard.h", f="hard.h", i="table_000.h")
-row("same_file", 1, SAME, "stats --raw {D}/r.raw {RAW} --out {D}/s.txt --mean-image {D}/r.raw", f="r.raw", i="r.raw")
-row("same_file", 1, TWO, "table {IN}/base.h --sim {D}/t.png --png {o}", f="t.png", o="{D}/t.png")
-row("same_file", 1, TWO, "table {IN}/base.h --sim {D}/t.png --png {o}", f="t.png", o="{T}/alias/sub/../t.png")
-row("same_file", 1, TWO, "stats --raw {IN}/raw_000.raw {RAW} --out {D}/table_000.h --mean-image {o}", f="table_000.h",
-    o="{D}/./hard.h")
-row("same_file", 1, SAME, "calibrate --raw {D}/flat.raw {RAW} --black-level 1024 --out {D}/flat.raw", f="flat.raw",
-    i="flat.raw")
-row("same_file", 1, TWO, "calibrate --raw {FLAT} --png --out {D}/x.h", f="x_gains.png", o="{D}/x_flat.png")
-row("same_file", 1, SAME, "learn --table {D}/a.h {C}/b.h --out {D}/a.h", f="a.h", i="a.h")
-row("same_file", 1, SAME, "learn --table {C}/a.h {D}/table_000.h --out {D}/hard.h", f="hard.h", i="table_000.h")
-row("same_file", 1, SAME, "learn --table {C}/a.h {C}/b.h --tuning {D}/tuning.h --out {D}/tuning.h", f="tuning.h",
-    i="tuning.h")
-row("same_file", 1, SAME, "table --import {D}/cal.json --ct 5000 --out {D}/cal.json", f="cal.json", i="cal.json")
-row("same_file", 1, SAME, "report {D}/run", f="run/report.html", i="run/summary.json")
-# A dump whose picture would be the dump itself.
-row("same_file", 1, SAME, "view {D}/WX.png --out-dir {D}", f="WX.png", i="WX.png")
-
-# A bad frame anywhere in the sequence fails the run before the first output
-# is replaced ($O holds frame 0 of stats_000, which stats_001 would change),
-# also beyond the memory budget for dumps (here one byte), where every dump is
-# checked in a first pass and loaded again as its frame comes.
-for bad in "{T}/nope.txt {T}/empty {T}/cut_stats.txt {T}/word_stats.txt {IN}".split():
-    for frames in ("{IN}/stats_001.txt {IN}/stats_000.txt {IN}/stats_002.txt " + bad,
-                   "{IN}/stats_001.txt %s {IN}/stats_002.txt" % bad):
-        for budget in ("1", "1000000000"):
-            row("all_inputs_first", 1, bad + ": ",
-                "run --base {IN}/base.h --stats " + frames + " --debug --png --out-dir {O}",
-                env={"MIRVO_TEST_DUMP_BUDGET": budget})
-row("all_inputs_first", 2, "MIRVO_TEST_DUMP_BUDGET: '1e9' is not a number of bytes", RUN + " --out-dir {T}/budget_bad",
-    env={"MIRVO_TEST_DUMP_BUDGET": "1e9"})
-# calibrate and learn: a bad last input, and nothing is written.
-row("all_inputs_first", 1, "{T}/cut.raw: raw frame of 1000 bytes",
-    "calibrate --raw {C}/flat.raw {C}/flat.raw {T}/cut.raw {RAW} --black-level 1024 --png --out {O}/c.h")
-row("all_inputs_first", 1, "{T}/cut.h: ", "learn --table {C}/a.h {C}/b.h {T}/cut.h --out {O}/l.h")
-row("all_inputs_first", 1, "{T}/cut.h: ", "learn --table {C}/a.h {C}/b.h --tuning {T}/cut.h --out {O}/l.h")
-row("all_inputs_first", 1, "{T}/cut.raw: raw frame of 1000 bytes",
-    "run --base {IN}/base.h --raw {IN}/raw_001.raw {IN}/raw_000.raw {T}/cut.raw {RAW} --png --out-dir {O}")
-
-# Finite numbers far outside what they stand for are refused, naming the
-# option or file, before any conversion (the sanitizer build checks that).
-for crop in ("1e-50,3024,0,0,4032,3024 1e30,3024,0,0,4032,3024 4032,3024,0,0,1e300,3024 4032,3024,-5,0,4032,3024 "
-             "4032,3024,0,0,4032,0.5 4032,3024,2000,0,3000,3024").split():
-    row("extreme_numbers", 2, "mirvo run: --crop: ", RUN + " --crop " + crop + " --out-dir {O}")
-for gain in "0.0 -1.5 1e-30 1e7 3e38".split():
-    row("extreme_numbers", 1, "{T}/gain_%s.h: gain " % gain, RUN.replace("{IN}/base.h", "{T}/gain_%s.h" % gain) +
-        " --debug --png --out-dir {O}")
-    row("extreme_numbers", 1, "{T}/learn_%s.h: gain " % gain, "learn --table {C}/a.h {T}/learn_%s.h --out {O}/l.h" % gain)
-for gain in "1e7 -1.5 3e38".split():
-    row("extreme_numbers", 1, "{T}/gr_%s.h: gain " % gain, "table {T}/gr_%s.h --sim {O}/t.sim --png {O}/t.png" % gain)
-row("extreme_numbers", 1, "{T}/zero.h: gain 0 of plane R at row 1, column 1 is outside 1e-06 to 1e+06",
-    RUN.replace("{IN}/base.h", "{T}/zero.h") + " --out-dir {O}")
-for v in "1e30 nan -1 inf 1e999 -nan 1e-320 1.5".split():
-    row("extreme_numbers", 2, f"mirvo calibrate: --luminance-strength: '{v}' is not a number from 0 to 1",
-        "calibrate --raw {FLAT} --luminance-strength " + v + " --png --out {O}/c.h")
-for v in "1e30 nan 1e999 2856.5 0x1000".split():
-    row("extreme_numbers", 2, f"mirvo table: --ct: '{v}' is not an integer",
-        "table --import {C}/cal.json --ct " + v + " --out {O}/i.h")
-for v in "-1 0 999 100001 2147483648".split():
-    row("extreme_numbers", 2, f"mirvo table: --ct: {v} is out of range (1000 to 100000)",
-        "table --import {C}/cal.json --ct " + v + " --out {O}/i.h")
-
-# A full and a broken standard output (the JSON is longer than one stdio buffer).
-TO_STDOUT = "table {O}/i.h --json --sim {O}/t.sim"
-row("closed_descriptors", 1, "mirvo: cannot write to standard output: No space left on device", TO_STDOUT,
-    stdout=open("/dev/full", "w"))
-broken_r, broken_w = os.pipe()
-os.close(broken_r)
-row("closed_descriptors", 1, "mirvo: cannot write to standard output: Broken pipe", TO_STDOUT, stdout=broken_w)
+def attack(status, text, args, names):
+    if "role" in names:
+        names["what"], args = ROLE[names["role"]][0], args or ROLE[names["role"]][1]
+    if " x=" in names.get("c", ""):  # a call and the name of its first output in {d}
+        names["c"], x = names["c"].rsplit(" x=", 1)
+        names["x"] = "{d}/" + x
+    if "kind" in names:
+        if names["kind"] == "device" and not ROOT:
+            return
+        names["is"] = KIND[names["kind"]]
+        place(names["kind"], fmt(names["x"], names))
+    stdout = None
+    if names.get("stdout") == "full":
+        stdout, names["why"] = open("/dev/full", "w"), "No space left on device"
+    elif names.get("stdout") == "broken":
+        broken, stdout = os.pipe()
+        os.close(broken)
+        names["why"] = "Broken pipe"
+    env = {"MIRVO_TEST_DUMP_BUDGET": names["budget"]} if "budget" in names else None
+    what = "mirvo " + fmt(args, names)
+    before = snapshot()
+    got, _, err, rss = mirvo(fmt(args, names), env, stdout=stdout)
+    if got != status:
+        fail(f"{what}: exit status {got}, expected {status}: {err[:300]}")
+    if err.count("\n") != 1 or len(err) > 300:
+        fail(f"{what}: expected one short line on stderr, got: {err[:600]}")
+    for part in fmt(text, names).split("..."):
+        if part not in err:
+            fail(f"{what}: stderr lacks '{part}': {err[:300]}")
+    if rss > 150000:
+        fail(f"{what}: {rss} KB resident")
+    after = snapshot()
+    may = fmt(names.get("may", ""))  # a complete output written before the failing one
+    after.pop(may, None), before.pop(may, None)
+    if after != before:
+        fail(f"{what}: changed or added {sorted(k for k in before.keys() | after.keys() if before.get(k) != after.get(k))}")
 
 
 def mount_tmpfs(path, size):
@@ -532,9 +484,9 @@ def setup():
                            ("token", '{"format": "' + "x" * 100000)]:
             os.makedirs(T + "/" + kind), put(kind + "/summary.json", text), put(kind + "/report.html", "earlier")
     if CLASS == "unwritable":
-        R = P["R"] = T + "/readonly"
+        R = P["R"]
         if ROOT and not mount_tmpfs(R, "4m"):
-            ROWS[:] = [r for r in ROWS if "{R}" not in r[3]]
+            P["R"] = None
             return
         write_earlier(R)
         if ROOT:
@@ -542,7 +494,7 @@ def setup():
         else:
             subprocess.check_call(["chmod", "-R", "a-w", R])
     if CLASS == "full_disk":
-        F = P["F"] = T + "/full/out"
+        F = P["F"]
         if not mount_tmpfs(T + "/full", "64k"):
             sys.exit(77)
         must("run --base {IN}/base.h --stats {IN}/stats_000.txt --png --out-dir {F}")
@@ -550,7 +502,7 @@ def setup():
         if os.statvfs(F).f_bavail:
             sys.exit("could not fill " + F)
     if CLASS == "same_file":
-        D = P["D"] = T + "/same"
+        D = P["D"]
         os.makedirs(D + "/run")
         for src, name in [(base, "table_000.h"), (stats, "table_001.h"), (O + "/diag_000.txt", "diag_000.txt"),
                           (IN + "/raw_000.raw", "r.raw"), (base, "summary.json"), (stats, "summary.csv"),
@@ -575,7 +527,7 @@ def positive_checks():
         must("view {T}/names.txt --out-dir {T}/names")
         if len([n for n in os.listdir(T + "/names") if n.endswith(".png")]) != 5:
             fail("5 grids gave " + " ".join(os.listdir(T + "/names")))
-        must(RUN + " {IN}/stats_000.txt --out-dir {T}/twice")
+        must("{RUN} {IN}/stats_000.txt --out-dir {T}/twice")
     if CLASS == "all_inputs_first":  # both ways of loading dumps give the same outputs
         for budget in ("1", "1000000000"):
             must("run --base {IN}/base.h --stats {IN}/stats_000.txt {IN}/stats_001.txt {IN}/stats_002.txt "
@@ -588,7 +540,7 @@ def positive_checks():
         put("extreme_diag.txt", "prj_u=\n1e308\n\nWX[2][2]=\n1e308 -1e308 4.9e-324 0\n")
         must("view {T}/extreme_diag.txt --out-dir {T}/extreme_view")
         put("extreme_override.txt", "enable_temporal_filter=1e30\nfilter_input_stats=-1e30\nsmooth_thd=1e30\n")
-        must(RUN + " --override {T}/extreme_override.txt --crop 65536,65536,0,0,1,1 --png --out-dir {T}/extreme_run")
+        must("{RUN} --override {T}/extreme_override.txt --crop 65536,65536,0,0,1,1 --png --out-dir {T}/extreme_run")
     if CLASS == "closed_descriptors":
         closed_descriptors()
 
@@ -624,11 +576,11 @@ def closed_descriptors():
 
 try:
     setup()
-    for cls, status, text, args, kw in ROWS:
-        if cls == CLASS:
-            attack(status, text, args, **kw)
-    if CLASS not in {r[0] for r in ROWS}:
+    if CLASS not in {r[0] for r in rows()}:
         sys.exit("unknown class " + CLASS)
+    for cls, status, text, args, names in rows():
+        if cls == CLASS and (P["R"] or "{R}" not in args):
+            attack(status, text, args, names)
     positive_checks()
 finally:
     for m in mounts:
