@@ -148,7 +148,7 @@ empty 2 | mirvo: empty file name given for an LSC table header file | table ''
 empty 2 | mirvo run: --base needs a value | run --base '' --stats {IN}/stats_000.txt --out-dir {O}
 empty 2 | mirvo run: --out-dir needs a value | {RUN} --out-dir=
 
-# Cut in the middle, and inside the last number (which would read as a shorter one).
+# Cut short.
 truncated 1 | {f}: {NT}plane R | | f={T}/mid.h | *role=base table learn
 truncated 1 | {f}: {NTU} | | f={T}/mid_tuning.h | *role=tuning learn_tuning
 truncated 1 | {f}: line 2: "limit_t" is not a key=value line | | f={T}/cut_override.txt | role=override
@@ -236,9 +236,7 @@ unknown_pattern 2 | mirvo: unknown command 'frobnicate' | frobnicate {IN}/base.h
 
 directory 1 | {f}: is a directory, expected {what} | | f={IN} | *role=%(ROLES)s
 # A directory where an output file belongs; the summaries are outputs too.
-directory 1 | {O}/view: is a directory, cannot write a file there | stats --raw {IN}/raw_000.raw {RAW} --out {O}/view
-directory 1 | {O}/view: is a directory, cannot write a file there | table {IN}/base.h --png {O}/view
-directory 1 | {O}/view: is a directory, cannot write a file there | {LEARN} --out {O}/view
+directory 1 | {x}: is a directory, cannot write a file there | {c} | x={O}/view | *c=%(ONE)s
 directory 1 | {d}/{n}: is a directory, cannot write a file there | {RUN} --out-dir {d} | d={T}/taken_{n} \
 | *n=table_000.h summary.json summary.csv
 directory 1 | {d}/{n}: is a directory, cannot write a file there | demo --frames 1 --out-dir {d} | d={T}/taken_{n} \
