@@ -168,6 +168,9 @@ oversized 1 | {f}: file of 3221225472 bytes is too large for {what} (at most | |
 oversized 1 | {f}: raw frame of 3221225472 bytes, expected 399360 | | f={T}/huge | *role=%(RAW)s
 oversized 2 | mirvo run: frame of 60000x60000 pixels is too large | run --base {IN}/base.h --raw {IN}/raw_000.raw \
 --width 60000 --height 60000 --bits 10 --pattern RGGB --out-dir {O}
+# More values than the format holds, which the library's readers would skip.
+oversized 1 | {f}: {NT}text after the B plane | | f={T}/two_tables.h | role=table
+oversized 1 | {f}: {NTU}[BgVHXY]: more than 1480 values | | f={T}/long_tuning.h | role=tuning
 # Summaries made to exhaust the JSON reader (100,000 levels of nesting, a tree
 # 20 times the file's 9 MB, a token of 100 KB), within the memory bound.
 oversized 1 | {T}/deep/summary.json: JSON nested deeper than 64 levels | report {T}/deep
@@ -178,6 +181,7 @@ wrong_format 1 | {f}: {NT}missing marker "/* R Gain */" | | *f={T}/picture.png {
 wrong_format 1 | {f}: {NTU}section [Version] not found | | f={IN}/base.h | *role=tuning learn_tuning
 wrong_format 1 | {f}: {NS}section marker "*r_sum[768]" not found | | f={T}/picture.png | role=stats
 wrong_format 1 | {f}: not a text file (control byte at offset 6) | | f={T}/picture.png | role=override
+wrong_format 1 | {f}: line 1: key or value missing in | | f={T}/diag_000.txt | role=override
 wrong_format 1 | {f}: sets none of the known keys | | f={T}/other_keys.txt | role=override
 wrong_format 1 | {f}: line 1: expected a line 'key=', found '?PNG?' | | f={T}/picture.png | role=view
 wrong_format 1 | {f}: raw frame of 41450 bytes, expected 399360 | | f={IN}/stats_000.txt | *role=%(RAW)s
@@ -408,8 +412,8 @@ def setup():
     base, tuning, stats = IN + "/base.h", IN + "/tuning.h", IN + "/stats_000.txt"
     first_r, first_gr = r"(?<=R Gain \*/\n\{\n)", r"(?<=GR Gain \*/\n\{\n)"  # the planes' first gains
     P["TL"] = read(tuning).count("\n") + 1
-    put("empty", ""), shutil.copy(O + "/t.png", T + "/picture.png")
-    put("mid.h", read(base)[:1000])
+    put("empty", ""), shutil.copy(O + "/t.png", T + "/picture.png"), shutil.copy(O + "/diag_000.txt", T)
+    put("mid.h", read(base)[:1000]), put("two_tables.h", read(base) + "/* R Gain */\n")
     put("mid_tuning.h", read(tuning)[:20000])
     put("cut_override.txt", "smooth_thd = 0.03\nlimit_t"), put("cut_stats.txt", read(stats)[:20000])
     put("cut.raw", read(IN + "/raw_000.raw")[:1000])
@@ -418,6 +422,7 @@ def setup():
     put("cut.json", read(C + "/cal.json")[:300]), put("binary.json", '\xff\xfe{"sets": 1}')
     os.makedirs(T + "/sequence"), put("sequence/table_001.h", "earlier\n")
     put("other_keys.txt", "smoth_thd=0.05\n"), put("link_target", "target\n")
+    derive("long_tuning.h", tuning, r"^\}(?!.*\n\})", "  0.5,\n}")
     derive("nul.h", base, first_r + r"(\d)\.", "\\1\0.")
     derive("nul_tuning.h", tuning, r"^  0\.05", "  0.05\0", count=0)
     derive("nul.txt", stats, r"^0x", "0x\0")
