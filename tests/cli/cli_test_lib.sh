@@ -8,7 +8,8 @@ FAILURES=0
 fail() { echo "FAIL: $*" >&2; FAILURES=$((FAILURES + 1)); }
 # Writes the generated inputs into $T/in.
 make_fixtures() { mkdir -p "$T/in" && "$MAKE_FIXTURES" "$T/in" || { echo "cannot write fixtures" >&2; exit 1; }; }
-# Runs mirvo with a time limit (generous: coverage builds on a busy machine are slow); sets STATUS, OUT (stdout file) and ERR (stderr file).
+# Runs mirvo with a time limit (generous: coverage builds on a busy machine are slow);
+# sets STATUS, OUT (stdout file) and ERR (stderr file).
 run_mirvo() { OUT=$T/stdout ERR=$T/stderr; timeout 120 "$MIRVO" "$@" >"$OUT" 2>"$ERR"; STATUS=$?; }
 # ok ARGS...: mirvo succeeds.
 ok() { run_mirvo "$@" && [ "$STATUS" -eq 0 ] || fail "mirvo $*: status $STATUS: $(head -c 300 "$ERR")"; }
