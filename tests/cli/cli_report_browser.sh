@@ -1,49 +1,34 @@
 # The report of a small run, opened in a real browser (headless Chromium,
 # no network): the page must load without console messages and render to a
-# screenshot that is not blank. The screenshot and the page are kept under
-# the build directory (the fourth argument) for a person to look at.
-# Exits 77 (skipped) when Chromium is not installed.
+# screenshot that is not blank, and a copy with a checking script appended
+# finds every image decoded and the radio buttons flipping each before/after
+# pair in place. The screenshot and the page are kept under the build
+# directory (the fourth argument). Exits 77 (skipped) when Chromium is not installed.
 . "$(dirname "$0")/cli_test_lib.sh"
 ARTEFACTS=$4
-CHROMIUM=$(command -v chromium || command -v chromium-browser || true)
-if [ -z "$CHROMIUM" ]; then
-  echo "SKIP: chromium is not installed (Debian package chromium)"
-  exit 77
-fi
-PY=/usr/bin/python3
-
-# shoot PAGE PNG LOG: a screenshot of a local page, the browser's log in LOG.
-shoot() {
-  local profile
-  profile=$(mktemp -d "$T/profile.XXXXXX")
+CHROMIUM=$(command -v chromium || command -v chromium-browser) || { echo "SKIP: chromium is not installed"; exit 77; }
+# chrome PAGE LOG ARGS...: the browser on a local page, its log in LOG.
+chrome() {
+  local page=$1 log=$2
+  shift 2
   timeout 120 "$CHROMIUM" --headless --no-sandbox --disable-gpu --disable-quic --no-first-run \
-    --disable-background-networking --disable-component-update --disable-sync --user-data-dir="$profile" \
-    --enable-logging=stderr --v=0 --hide-scrollbars --window-size=1200,2600 --screenshot="$2" "file://$1" \
-    >"$3" 2>&1
+    --disable-background-networking --disable-component-update --disable-sync --user-data-dir="$(mktemp -d "$T/p.XXXXXX")" \
+    --enable-logging=stderr --v=0 "$@" "file://$page" 2>"$log"
 }
-
-# Console lines are what a page's scripts or failed loads print.
+shoot() { chrome "$1" "$3" --hide-scrollbars --window-size=1200,2600 --screenshot="$2" >/dev/null; }
+# Console lines are what a page's scripts or failed loads print; the check must see a broken page's.
 console_lines() { grep -E ':CONSOLE[:(]|Uncaught' "$1"; }
-
-# The check itself must see a script error: a page with one is caught.
 printf '<!DOCTYPE html><p>x</p><script>undefined_function()</script>\n' >"$T/broken.html"
 shoot "$T/broken.html" "$T/broken.png" "$T/broken.log"
-console_lines "$T/broken.log" | grep -q "Uncaught ReferenceError" ||
-  fail "the browser log does not show a script error of a broken page; console capture does not work"
+console_lines "$T/broken.log" | grep -q "Uncaught ReferenceError" || fail "console capture does not see a script error"
 
 D=$T/run
-run_mirvo demo --frames 6 --no-sync --out-dir "$D"
-[ "$STATUS" -eq 0 ] || fail "demo failed: $(cat "$ERR")"
-run_mirvo report "$D"
-[ "$STATUS" -eq 0 ] || fail "report failed: $(cat "$ERR")"
+ok demo --frames 6 --no-sync --out-dir "$D"
+ok report "$D"
 shoot "$D/report.html" "$T/report.png" "$T/report.log" || fail "chromium failed ($?): $(tail -n 5 "$T/report.log")"
-if console_lines "$T/report.log" >"$T/console.txt"; then
-  fail "the report page printed to the console: $(head -n 5 "$T/console.txt")"
-fi
-[ -s "$T/report.png" ] || fail "no screenshot"
-
+console_lines "$T/report.log" && fail "the report page printed to the console"
 # Not blank: many colours and many pixels that are not the white page.
-$PY - "$T/report.png" <<'PYEOF' || fail "the screenshot looks blank"
+/usr/bin/python3 - "$T/report.png" <<'PYEOF' || fail "the screenshot looks blank"
 import sys
 import matplotlib.image as mpimg
 import numpy as np
@@ -54,16 +39,12 @@ print(f"screenshot {img.shape[1]}x{img.shape[0]}: {ink:.1%} of the pixels inked,
 sys.exit(0 if ink > 0.05 and colours > 200 and img.std() > 0.05 else 1)
 PYEOF
 
-# The pictures: a before/after pair per kept frame, within 300 KB a frame,
-# no script in the page itself. A copy of the page with a checking script
-# appended finds every image decoded and the radio buttons flipping the pair
-# in place.
+# The pictures: within 300 KB a kept frame, no script in the page itself.
 kept=$(grep -c '<div class="pv">' "$D/report.html") || fail "the report has no before/after pictures"
 size=$(stat -c %s "$D/report.html")
 [ $((size / kept)) -lt 300000 ] || fail "the report holds $((size / kept)) bytes a kept frame (limit 300000)"
 grep -q '<script' "$D/report.html" && fail "the report page carries a script"
-cp "$D/report.html" "$D/check.html"
-cat >>"$D/check.html" <<'HTMLEOF'
+cat "$D/report.html" - >"$D/check.html" <<'HTMLEOF'
 <script>
 window.addEventListener('load', () => {
   const bad = [...document.images].filter(i => !i.complete || i.naturalWidth === 0).length;
@@ -80,16 +61,11 @@ window.addEventListener('load', () => {
 });
 </script>
 HTMLEOF
-profile=$(mktemp -d "$T/profile.XXXXXX")
-timeout 120 "$CHROMIUM" --headless --no-sandbox --disable-gpu --no-first-run --user-data-dir="$profile" \
-  --virtual-time-budget=5000 --dump-dom "file://$D/check.html" >"$T/check.dom" 2>"$T/check.log" ||
+chrome "$D/check.html" "$T/check.log" --virtual-time-budget=5000 --dump-dom >"$T/check.dom" ||
   fail "chromium failed on the checking page: $(tail -n 3 "$T/check.log")"
 verdict=$(grep -o '<title>check [^<]*' "$T/check.dom" | sed 's/<title>//')
 echo "pictures: $kept pairs, $((size / 1024)) KB page; $verdict"
 case "$verdict" in "check ok"*) ;; *) fail "pictures: ${verdict:-no verdict from the checking page}" ;; esac
-
-mkdir -p "$ARTEFACTS"
-cp "$T/report.png" "$ARTEFACTS/report_screenshot.png"
-cp "$D/report.html" "$ARTEFACTS/report.html"
+mkdir -p "$ARTEFACTS" && cp "$T/report.png" "$ARTEFACTS/report_screenshot.png" && cp "$D/report.html" "$ARTEFACTS/"
 echo "screenshot: $ARTEFACTS/report_screenshot.png"
 finish

@@ -2,42 +2,34 @@
 # behind and no half-written output, and the call ends by that signal.
 . "$(dirname "$0")/cli_test_lib.sh"
 make_fixtures
-IN=$T/in
 # Job control: background jobs keep SIGINT instead of ignoring it.
 set -m
 FRAMES=()
-for _ in $(seq 2000); do FRAMES+=("$IN/stats_000.txt"); done
-
+for _ in $(seq 2000); do FRAMES+=("$T/in/stats_000.txt"); done
 for sig in INT TERM; do
   for cmd in run demo; do
     D=$T/$cmd-$sig
     mkdir -p "$D"
     case $cmd in
-      run) "$MIRVO" run --base "$IN/base.h" --stats "${FRAMES[@]}" --debug --png --out-dir "$D" >/dev/null 2>&1 & ;;
+      run) "$MIRVO" run --base "$T/in/base.h" --stats "${FRAMES[@]}" --debug --png --out-dir "$D" >/dev/null 2>&1 & ;;
       demo) "$MIRVO" demo --frames 2000 --debug --save-raw --out-dir "$D" >/dev/null 2>&1 & ;;
     esac
     pid=$!
     # Signalled while outputs are being written: a temporary file exists.
     seen=no
     for _ in $(seq 3000); do
-      if [ -n "$(find "$D" -maxdepth 1 -name '.*.tmp.*' -print -quit)" ]; then
-        seen=yes
-        break
-      fi
+      [ -n "$(find "$D" -maxdepth 1 -name '.*.tmp.*' -print -quit)" ] && seen=yes && break
       sleep 0.01
     done
+    [ $seen = yes ] || fail "$cmd: no temporary file seen before SIG$sig"
     kill -s "$sig" "$pid"
     wait "$pid"
     status=$?
-    [ "$seen" = yes ] || fail "$cmd: no temporary file seen before SIG$sig"
-    want=$((128 + $(kill -l "$sig")))
-    [ "$status" -eq "$want" ] || fail "$cmd: exit status $status after SIG$sig, expected $want"
-    stray=$(find "$D" -name '.*.tmp.*')
-    [ -z "$stray" ] || fail "$cmd: SIG$sig left temporary files: $stray"
+    [ "$status" -eq $((128 + $(kill -l "$sig"))) ] || fail "$cmd: exit status $status after SIG$sig"
+    [ -z "$(find "$D" -name '.*.tmp.*')" ] || fail "$cmd: SIG$sig left temporary files: $(find "$D" -name '.*.tmp.*')"
     # Whatever was written is complete.
     for t in "$D"/table_*.h; do
-      [ -e "$t" ] || continue
-      [ "$(wc -l <"$t")" -eq 64 ] || fail "$cmd: $t is incomplete after SIG$sig"
+      [ ! -e "$t" ] || [ "$(wc -l <"$t")" -eq 64 ] || fail "$cmd: $t is incomplete after SIG$sig"
     done
   done
 done
