@@ -1,7 +1,7 @@
 # run writes a summary of every frame (unless told not to), report turns it
 # into a page, and both refuse what they cannot use with one line. The
 # summary's and the page's contents are pinned by RunSummary.*, Report.*
-# (cli_report_test.cpp); the guard's records by CliRun.GuardReplacesTablesOutOfRange.
+# (cli_report_test.cpp); here what a real run writes and the page shows.
 . "$(dirname "$0")/cli_test_lib.sh"
 make_fixtures
 I=$T/in RAW="--width 520 --height 384 --bits 10 --pattern RGGB --black-level 1024"
@@ -30,6 +30,21 @@ ok demo --frames 8 --no-png --no-sync --out-dir "$T/demo"
 [ "$(cut -d, -f5 "$T/demo/summary.csv" | sed -n 2,7p | sort -u)" = "0.3" ] || fail "demo's first temporal gains"
 [ "$(cut -d, -f20 "$T/demo/summary.csv" | tr '\n' ' ')" = "jump 1 1 1 1 1 1 0 1 " ] ||
   fail "demo's jumps: $(cut -d, -f20 "$T/demo/summary.csv" | tr '\n' ' ')"
+# A guarded run: a base whose R corner (63) brings the engine's table close to
+# the guard's limit of 64. The sixth frame's table passes it and is replaced;
+# the summary flags exactly that frame, with the reason, and the page lists it.
+sed '3s/^1\.44012f/63.0f/' "$T/demo/base.h" >"$T/near_limit.h"
+cmp -s "$T/demo/base.h" "$T/near_limit.h" && fail "the demo's base table changed: adjust the guarded scenario"
+ok run --guard --base "$T/near_limit.h" --stats "$T"/demo/stats_00[0-7].txt --no-sync --out-dir "$T/g"
+grep -q "^8 frames, 1 guarded, tables in $T/g$" "$OUT" || fail "guarded run's line: $(cat "$OUT")"
+[ "$(cut -d, -f21 "$T/g/summary.csv" | tr '\n' ' ')" = "guarded 0 0 0 0 0 1 0 0 " ] || fail "guarded flags"
+grep -q '^5,.*,0,nan,[0-9]*,[0-9]*,0,0,0,1,"1 gain outside \[0.015625, 64\]; first R\[0\]\[0\] = 64\.[0-9]*"$' \
+  "$T/g/summary.csv" || fail "guarded frame's record: $(sed -n 7p "$T/g/summary.csv")"
+grep -q '"guard":true,"guarded_frames":1,' "$T/g/summary.json" || fail "run record lacks the guard"
+ok report "$T/g"
+grep -q "Frame 5 ($T/demo/stats_005.txt) guarded: the table the engine made had 1 gain outside" "$T/g/report.html" ||
+  fail "report does not list the guarded frame"
+grep -q '1 of 8 frames guarded' "$T/g/report.html" || fail "report's run record lacks the guard"
 # stats says how much of the grid the engine would not trust, and why.
 ok stats --raw "$I/raw_000.raw" $RAW --out "$T/s.txt"
 grep -Eq "^$T/s.txt: 32x24 cells, 14 bits; unreliable [0-9.]+% \([0-9]+ cells\): low level [0-9.]+%, high level [0-9.]+%, saturated [0-9.]+%$" "$OUT" ||

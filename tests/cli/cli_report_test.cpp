@@ -174,11 +174,13 @@ TEST(SummaryFormat, RefusesBadSummariesNamingTheProblem) {
   }
 }
 
-// That the page refers to no script and nothing on the network is the
-// report script's; here its escaping, its pictures and its plots' parts.
+// The page stands alone (no script, nothing fetched), escapes what it quotes,
+// and carries its pictures and its plots' parts.
 TEST(Report, PageAndItsParts) {
   const std::string html = ReportHtml(FourFrameRun(), "run<1>");
   EXPECT_NE(html.find("run&lt;1&gt;"), std::string::npos);
+  for (const char* remote : {"<script", "src=\"http", "href=\"http", "url("})
+    EXPECT_EQ(html.find(remote), std::string::npos) << remote;
   size_t images = 0;
   for (size_t at = 0; (at = html.find("src=\"data:image/png;base64,", at)) != std::string::npos; ++at) ++images;
   EXPECT_EQ(images, 4u);
