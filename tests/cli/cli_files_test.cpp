@@ -158,7 +158,7 @@ TEST(Ranges, CropIsOnTheSensorInPixels) {
       {"4032,3024,0,1000,4032,2025", "offs_y + out_h reaches beyond in_h 3024"},
   };
   for (const auto& [text, error] : rows)
-    ExpectError(ErrorOf([&] { ParseCrop(a, text); }), "2: mirvo run: --crop", error);
+    ExpectError(ErrorOf([&, &text = text] { ParseCrop(a, text); }), "2: mirvo run: --crop", error);
 }
 
 // A base table's gains must suit the engine, a simulator file's its format.

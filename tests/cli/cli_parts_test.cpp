@@ -52,7 +52,8 @@ TEST(Args, ParsesEachKindAndRejectsWhatItCannotUse) {
                                                {{"--files"}, "--files needs at least one file"},
                                                {{"--flag=1"}, "--flag takes no value"}};
   for (const auto& [argv, message] : rows)
-    EXPECT_NE(UsageOf([&] { Args("run", specs, argv).GetInt("--width", 0, 0, 100); }).find(message), std::string::npos);
+    EXPECT_NE(UsageOf([&, &argv = argv] { Args("run", specs, argv).GetInt("--width", 0, 0, 100); }).find(message),
+              std::string::npos);
   EXPECT_TRUE(WantsHelp({"--stats", "a", "-h"}));
   EXPECT_FALSE(WantsHelp({"--", "--help"}));
   EXPECT_FALSE(WantsHelp({"--helpful"}));
@@ -88,7 +89,7 @@ TEST(RawOptions, FileSizesLevelsAndImpossibleFrames) {
       {{"--mipi"}, "--mipi: "},  // RAW10 needs 10 bits
   };
   for (const auto& [extra, message] : rows)
-    EXPECT_NE(UsageOf([&] { parse("100", "12", extra); }).find(message), std::string::npos) << message;
+    EXPECT_NE(UsageOf([&, &extra = extra] { parse("100", "12", extra); }).find(message), std::string::npos) << message;
 }
 
 // Failures name the target: the calibration files script.
