@@ -13,7 +13,6 @@
 #include "report/preview_section.h"
 #include "report/report_page.h"
 #include "report/summary_format.h"
-#include "workbench/error.h"
 
 namespace mirvo_cli {
 namespace {
@@ -46,14 +45,11 @@ int RunCorpus(const std::string& dir, const std::string& corpus_path) {
     const std::string run_dir = dir + "/" + row.sequence;
     if (!std::filesystem::is_regular_file(run_dir + "/summary.json")) continue;
     try {
-      const std::string path = run_dir + "/summary.json";
-      const RunSummaryData summary = ParseSummaryJson(ReadInputFile(path, "a run summary", kMaxSummaryBytes), path);
+      const RunSummaryData summary = ReadSummaryJson(run_dir + "/summary.json");
       WriteFileAtomically(run_dir + "/report.html", ReportHtml(summary, run_dir));
       row.warnings = static_cast<int>(RunWarnings(summary).size());
       row.has_report = true;
     } catch (const DataError& e) {
-      if (row.error.empty()) row.error = e.what();
-    } catch (const mirvo::workbench::WorkbenchError& e) {  // ReadInputFile's refusal
       if (row.error.empty()) row.error = e.what();
     }
   }
@@ -76,7 +72,7 @@ int Run(const std::vector<std::string>& argv) {
   RunSummaryData summary;
   std::string html;
   try {
-    summary = ParseSummaryJson(ReadInputFile(path, "a run summary", kMaxSummaryBytes), path);
+    summary = ReadSummaryJson(path);
     html = ReportHtml(summary, dir, PreviewSection(dir));
   } catch (const std::bad_alloc&) {
     throw DataError(path + ": out of memory making the report");

@@ -5,6 +5,7 @@
 #include "base/cli_error.h"
 #include "workbench/error.h"
 #include "workbench/files/bounded_json.h"
+#include "workbench/files/checked_file.h"
 #include "workbench/summary/frame_fields.h"
 
 namespace mirvo_cli {
@@ -150,6 +151,16 @@ RunSummaryData ParseSummaryJson(const std::string& text, const std::string& path
   } catch (const mirvo::workbench::WorkbenchError& e) {
     throw DataError(e.what());
   }
+}
+
+RunSummaryData ReadSummaryJson(const std::string& path) {
+  std::string text;
+  try {
+    text = mirvo::workbench::ReadInputFile(path, "a run summary", mirvo::workbench::kMaxSummaryBytes);
+  } catch (const mirvo::workbench::WorkbenchError& e) {
+    throw DataError(e.what());
+  }
+  return ParseSummaryJson(text, path);
 }
 
 }  // namespace mirvo_cli

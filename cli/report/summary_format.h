@@ -22,5 +22,8 @@ std::string SummaryJson(const RunSummaryData& summary);
 std::string SummaryCsv(const RunSummaryData& summary);
 // Parses and validates summary.json; throws DataError naming `path`.
 RunSummaryData ParseSummaryJson(const std::string& text, const std::string& path);
+// Reads `path` (within the summary size limit) and parses it as above; any
+// refusal, of the file or of its text, is a DataError naming `path`.
+RunSummaryData ReadSummaryJson(const std::string& path);
 
 }  // namespace mirvo_cli
