@@ -18,6 +18,7 @@
 #include "report/report_page.h"
 #include "report/summary_format.h"
 #include "report/svg_plot.h"
+#include "test_support.h"
 
 namespace {
 
@@ -133,12 +134,7 @@ std::string Repeated(const std::string& s, int n) {
 
 TEST(SummaryFormat, RefusesBadSummariesNamingTheProblem) {
   const std::string good = SummaryJson(FourFrameRun());
-  auto replaced = [&](const std::string& from, const std::string& to) {
-    std::string t = good;
-    const size_t at = t.find(from);
-    EXPECT_NE(at, std::string::npos) << from;
-    return t.replace(at, from.size(), to);
-  };
+  auto replaced = [&](const std::string& from, const std::string& to) { return mirvo_test::Replaced(good, from, to); };
   const struct {
     bool corpus;
     std::string text;

@@ -29,10 +29,6 @@ std::string Refusal(const std::function<void(const std::string&)>& load, const s
   return "loaded";
 }
 
-std::string Replace(std::string text, const std::string& from, const std::string& to) {
-  return text.replace(text.find(from), from.size(), to);
-}
-
 struct BadFile {
   const char* name;
   std::string (*make)(const std::string& table);  // null: a directory (EISDIR) or nothing
@@ -46,13 +42,13 @@ const BadFile kBadFiles[] = {
     // The first row of 17 numbers is cut after its 9th.
     {"truncated", [](const std::string& t) { return t.substr(0, t.find("2.31836f")); },
      INVALID "plane R: expected 221 numbers, found 8", 0},
-    {"missing_marker", [](const std::string& t) { return Replace(t, "/* B Gain */", "/* B gain */"); },
+    {"missing_marker", [](const std::string& t) { return mirvo_test::Replaced(t, "/* B Gain */", "/* B gain */"); },
      INVALID "missing marker \"/* B Gain */\"", 0},
-    {"nan_gain", [](const std::string& t) { return Replace(t, "3.99902f", "nan"); },
+    {"nan_gain", [](const std::string& t) { return mirvo_test::Replaced(t, "3.99902f", "nan"); },
      INVALID "plane R: value 1 \"nan,\" is not a finite number", 0},
-    {"nul_byte", [](const std::string& t) { return Replace(t, "3.99902f", std::string("3.9\0902f", 8)); },
+    {"nul_byte", [](const std::string& t) { return mirvo_test::Replaced(t, "3.99902f", std::string("3.9\0902f", 8)); },
      INVALID "plane R: value 1 \"3.9?902f,\" is not a finite number", 0},
-    {"decimal_comma", [](const std::string& t) { return Replace(t, "3.99902f", "3,99902f"); },
+    {"decimal_comma", [](const std::string& t) { return mirvo_test::Replaced(t, "3.99902f", "3,99902f"); },
      INVALID "plane R: value 1 \"3,99902f,\" is not a finite number", 0},
     {"oversized", [](const std::string& t) { return t + std::string((1 << 20) + 1 - t.size(), ' '); },
      "file of 1048577 bytes is too large for an LSC table header file (at most 1048576)", 0},
