@@ -8,6 +8,7 @@
 #include "core/guarded_core.h"
 #include "engine_input.h"
 #include "io/default_tuning.h"
+#include "scratch_file.h"
 
 namespace {
 constexpr int kMaxFrames = 3;
